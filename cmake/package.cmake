@@ -1,0 +1,20 @@
+# What an installed ORBbase offers to others: find_package(ORBbase) with ORBbase::orbbase and ORBbase::host,
+# and pkg-config orbbase.
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ORBbase)
+set(ORB_PLUGIN_DIR ${CMAKE_INSTALL_LIBDIR}/orbbase/plugins-3.2)
+configure_package_config_file(cmake/ORBbaseConfig.cmake.in ${CMAKE_BINARY_DIR}/ORBbaseConfig.cmake
+                              INSTALL_DESTINATION ${package_dir} PATH_VARS ORB_PLUGIN_DIR)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/ORBbaseConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(EXPORT ORBbaseTargets NAMESPACE ORBbase:: DESTINATION ${package_dir} COMPONENT development)
+install(FILES ${CMAKE_BINARY_DIR}/ORBbaseConfig.cmake ${CMAKE_BINARY_DIR}/ORBbaseConfigVersion.cmake
+        DESTINATION ${package_dir} COMPONENT development)
+
+# Relative to the file's own place, so that an installed tree can be moved.
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
+configure_file(cmake/orbbase.pc.in ${CMAKE_BINARY_DIR}/orbbase.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/orbbase.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
+
+install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)

@@ -1,0 +1,12 @@
+/* ORBbase in one include: everything that an application uses. */
+#ifndef ORBBASE_ORBBASE_H
+#define ORBBASE_ORBBASE_H
+
+#include "orbbase/clr.h"
+#include "orbbase/core.h"
+#include "orbbase/response.h"
+#include "orbbase/str.h"
+#include "orbbase/support/err.h"
+#include "orbbase/support/fmt.h"
+
+#endif

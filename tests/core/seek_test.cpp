@@ -1,0 +1,183 @@
+// Positioning a reader.
+#include <gmock/gmock.h>
+
+#include "orbbase/core/internal.h"
+#include "tests/support/fail_allocation.h"
+#include "tests/support/picture.h"
+#include "tests/support/plugins.h"
+#include "tests/support/report_recorder.h"
+
+namespace {
+
+using orb::testing::Description;
+using orb::testing::FailAllocation;
+using orb::testing::one_setting;
+using orb::testing::Plugins;
+using orb::testing::read_sample;
+using orb::testing::ReportRecorder;
+
+constexpr const char* kDidNotAdvance = "ORB_seek: did not advance image pointer correctly\n";
+
+TEST(Seek, makes_the_next_read_find_the_line) {
+  const Plugins plugins({"good"});
+  auto& opens = plugins[0].variable<int32_t>("testOpens");
+  const struct {
+    const char* name;
+    int32_t rows_read_before;
+    int32_t line;
+    int32_t found;  // what the next read finds there
+    int32_t reopened;
+    const char* printed;
+  } rows[] = {
+      {"up_0_29", 0, 7, 7, 0, ""},
+      {"up_0_29", 6, 20, 20, 0, ""},
+      {"up_0_29", 6, 6, 6, 0, ""},
+      {"up_0_29", 6, 2, 2, 1, ""},
+      {"up_0_29", 6, -1, 0, 1, ""},  // the first line of the file
+      {"up_0_29", 0, -1, 0, 0, ""},
+      {"up_5_29", 0, 9, 9, 0, ""},  // current_line -1 stands far below the window
+      {"up_5_29", 0, 5, 5, 0, ""},
+      {"up_-9_20", 12, -9, -9, 1, kDidNotAdvance},  // and here within it
+      {"down_0_29", 0, 20, 20, 0, ""},
+      {"down_0_29", 20, 20, 20, 1, ""},  // from 10 back up to 20
+      {"down_0_29", 4, -1, 29, 1, ""},
+      {"down_0_29", 4, 0, 0, 0, ""},
+      {"down_-9_-3", 0, -6, -6, 0, ""},
+      {"down_2147483640_2147483647", 0, 2147483644, 2147483644, 0, ""},  // current_line has wrapped round
+      {"down_2147483640_2147483647", 3, -1, INT32_MAX, 1, ""},
+      {"down_-2147483648_-2147483640", 1, -2147483646, -2147483646, 0, ""},
+      {"up_2147483640_2147483647", 2, 2147483645, 2147483645, 0, ""},
+      {"up_-2147483648_-2147483640", 0, -1, INT32_MIN, 1, kDidNotAdvance},
+  };
+  for (const auto& row : rows) {
+    Description wanted(row.name, "good");
+    ORB_IMAGE* image = wanted.open("r");
+    ASSERT_NE(image, nullptr);
+    const ORB_IFD& ifd = image->info.images[0];
+    int32_t next = ifd.orientation ? ifd.window.bottom : ifd.window.top;
+    for (int32_t i = 0; i < row.rows_read_before; ++i, next += ifd.orientation ? 1 : -1) {
+      ASSERT_NE(read_sample(image, next), -1);
+    }
+    const int32_t opens_before = opens;
+    testing::internal::CaptureStderr();
+    orb::set_error(ORB_E_DECODE);
+    EXPECT_EQ(ORB_seek(&image, row.line), 0) << row.name << " " << row.line;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), row.printed) << row.name << " " << row.line;
+    EXPECT_EQ(opens - opens_before, row.reopened) << row.name << " " << row.line;
+    EXPECT_EQ(read_sample(image, row.found), row.found & 255) << row.name << " " << row.line;
+    ORB_close(image);
+  }
+}
+
+TEST(Seek, takes_the_line_read_last_as_reached) {
+  const Plugins plugins({"good"});
+  Description wanted("up_0_29.good");
+  ORB_IMAGE* image = wanted.open("r");
+  ASSERT_EQ(read_sample(image, 0), 0);
+  EXPECT_EQ(ORB_seek(&image, 0), 0);
+  EXPECT_EQ(read_sample(image, 1), 1);
+  ORB_close(image);
+}
+
+TEST(Seek, never_reads_outside_the_window) {
+  const Plugins plugins({"good"});
+  ReportRecorder recorder;
+  for (const char* name : {"up_0_9", "down_0_9"}) {
+    Description wanted(name, "good");
+    for (const int32_t line : {INT32_MAX, INT32_MIN, 10, -2}) {
+      ORB_IMAGE* image = wanted.open("r");
+      testing::internal::CaptureStderr();  // a line before the first one leads to a re-opening in vain
+      EXPECT_EQ(ORB_seek(&image, line), 0) << name << " " << line;
+      testing::internal::GetCapturedStderr();
+      ORB_close(image);
+    }
+  }
+  EXPECT_EQ(recorder.texts(), "");  // the driver reports every line that is out of range
+}
+
+TEST(Seek, re_opens_with_the_same_settings_and_exact_name) {
+  const Plugins plugins({"good"});
+  Description wanted("up_0_29", ".good");
+  wanted.info.settings = one_setting(3);
+  ORB_IMAGE* image = wanted.open("r");
+  ASSERT_EQ(read_sample(image, 0), 0);
+  ASSERT_EQ(read_sample(image, 1), 1);
+  ASSERT_EQ(ORB_seek(&image, 0), 0);
+  EXPECT_STREQ(image->info.key, "good");  // the format's key
+  EXPECT_EQ(image->info.open_option, 1);
+  EXPECT_EQ(image->info.read_option, 0);
+  ASSERT_NE(image->info.settings, nullptr);
+  EXPECT_EQ(image->info.settings[0]->value.integer, 3);
+  ORB_close(image);
+}
+
+TEST(Seek, that_cannot_re_open_leaves_no_handle) {
+  const Plugins plugins({"good"});
+  ReportRecorder recorder;
+  Description wanted("up_0_29.good");
+  wanted.info.settings = one_setting(3);
+  ORB_IMAGE* image = wanted.open("r");
+  ASSERT_EQ(read_sample(image, 0), 0);
+  ASSERT_EQ(read_sample(image, 1), 1);
+  image->info.handle[0] = 'x';  // "xp_0_29.good" is a picture as well, the other way round
+  image->info.handle[2] = 'x';  // and this is none
+  EXPECT_EQ(ORB_seek(&image, 0), ORB_E_OPEN);
+  EXPECT_EQ(image, nullptr);
+}
+
+TEST(Seek, asks_the_driver_first_and_ignores_its_result) {
+  const Plugins none({});
+  orb::ImageOwner image = orb::new_handle(ORB_MODE_READ);
+  static int32_t asked = 0;
+  image->seek = [](void*, int32_t line) {
+    asked = line;
+    return -7;
+  };
+  ORB_IMAGE* handle = image.get();
+  EXPECT_EQ(ORB_seek(&handle, 17), 0);
+  EXPECT_EQ(asked, 17);
+}
+
+TEST(Seek, does_nothing_where_any_line_can_be_read) {
+  const Plugins none({});
+  orb::ImageOwner image = orb::new_handle(ORB_MODE_READ);
+  image->format = ORB_find("mem");
+  ORB_IMAGE* handle = image.get();
+  EXPECT_EQ(ORB_seek(&handle, 17), 0);
+  EXPECT_EQ(handle, image.get());
+}
+
+TEST(Seek, refuses_handles_that_it_would_have_to_read_but_cannot) {
+  const Plugins plugins({"good"});
+  Description wanted("written.good");
+  ORB_IMAGE* writer = wanted.rows(0, 9).open("w");
+  ORB_IMAGE* const before = writer;
+  EXPECT_EQ(ORB_seek(&writer, 4), ORB_E_HANDLE);
+  EXPECT_EQ(writer, before);
+  ORB_close(writer);
+  orb::ImageOwner empty = orb::new_handle(ORB_MODE_READ);
+  ORB_IMAGE* handle = empty.get();
+  EXPECT_EQ(ORB_seek(&handle, 4), ORB_E_HANDLE);
+  handle = nullptr;
+  EXPECT_EQ(ORB_seek(&handle, 4), ORB_E_HANDLE);
+  EXPECT_EQ(ORB_seek(nullptr, 4), ORB_E_HANDLE);
+}
+
+TEST(Seek, survives_the_failure_of_any_allocation) {
+  const Plugins plugins({"good"});
+  ReportRecorder recorder;
+  for (int nth = 1;; ++nth) {
+    Description wanted("up_0_29.good");
+    wanted.info.settings = one_setting(1);
+    ORB_IMAGE* image = wanted.open("r");
+    ASSERT_EQ(read_sample(image, 0), 0);
+    ASSERT_EQ(read_sample(image, 1), 1);
+    FailAllocation fail(nth);
+    const int32_t result = ORB_seek(&image, 0);
+    EXPECT_EQ(result, fail.happened() ? ORB_E_MEMORY : 0) << nth;
+    if (image) ORB_close(image);
+    if (!fail.happened()) break;
+  }
+}
+
+}  // namespace

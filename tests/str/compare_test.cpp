@@ -1,0 +1,67 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "tests/str/text.h"
+
+namespace orb::testing {
+
+TEST(Compare, is_the_difference_of_the_first_differing_characters_as_signed_values) {
+  // clang-format off
+  const struct { const char *a, *b; int32_t difference; } rows[] = {
+      {"", "", 0}, {"abc", "abc", 0}, {"abd", "abc", 1}, {"a", "z", -25}, {"ab", "a", 'b'},
+      {"a", "ab", -'b'}, {"\xff", "", -1}, {"\x80", "\x7f", -255}, {"a\xe9", "ae", -124},
+      {"a\xe9x", "a\xe9y", -1}};
+  // clang-format on
+  for (const auto& row : rows) {
+    EXPECT_EQ(STR_compare(row.a, row.b), row.difference) << row.a << ' ' << row.b;
+    EXPECT_EQ(compare_bytewise(row.a, row.b), row.difference) << row.a << ' ' << row.b;
+    EXPECT_EQ(STR_n_compare(row.a, row.b, 100), row.difference) << row.a << ' ' << row.b;
+  }
+}
+
+TEST(Compare, of_null_is_the_difference_of_the_addresses) {
+  const char* s = "text";
+  const auto address = static_cast<int32_t>(reinterpret_cast<uintptr_t>(s));
+  using Function = int32_t (*)(const char*, const char*);
+  const Function n_compare = [](const char* a, const char* b) { return STR_n_compare(a, b, 3); };
+  for (const Function function : {Function{STR_compare}, n_compare, Function{STR_abbr_compare}}) {
+    EXPECT_EQ(function(nullptr, nullptr), 0);
+    EXPECT_EQ(function(s, nullptr), address);
+    EXPECT_EQ(function(nullptr, s), static_cast<int32_t>(0u - static_cast<uint32_t>(address)));
+  }
+}
+
+TEST(Compare, over_n_characters_looks_at_the_first_one_at_least) {
+  // clang-format off
+  const struct { int64_t n; int32_t difference; } rows[] = {
+      {-1, 0}, {0, 0}, {1, 0}, {2, 0}, {3, -1}, {9, -1}};
+  // clang-format on
+  for (const auto& row : rows) EXPECT_EQ(STR_n_compare("abc", "abd", row.n), row.difference) << row.n;
+  EXPECT_EQ(STR_n_compare("a", "b", 0), -1);
+  EXPECT_EQ(STR_n_compare("ab", "ab\0x", 9), 0);
+}
+
+// Strings over several pages, at addresses that reach the ends of pages at different places.
+TEST(Compare, is_right_across_the_ends_of_pages) {
+  const size_t page = 4096;
+  std::string a(5 * page, '\0'), b(5 * page, '\0');
+  for (const size_t length : {page - 1, page, 2 * page + 7, 3 * page}) {
+    for (const size_t left : {0, 1, 47, 2048, 4090}) {
+      for (const size_t right : {0, 64, 3000}) {
+        std::memset(a.data() + left, 'k', length);
+        std::memset(b.data() + right, 'k', length);
+        a[left + length] = b[right + length] = '\0';
+        EXPECT_EQ(STR_compare(&a[left], &b[right]), 0);
+        for (const size_t at : {length - 1, length / 2, page - 200, page - 20, size_t{64}, size_t{100}}) {
+          b[right + at] = 'm';
+          ASSERT_EQ(STR_compare(&a[left], &b[right]), -2)
+              << length << ' ' << left << ' ' << right << ' ' << at;
+          b[right + at] = 'k';
+        }
+      }
+    }
+  }
+}
+
+}  // namespace orb::testing

@@ -1,0 +1,74 @@
+#include <gtest/gtest.h>
+
+#include "tests/str/text.h"
+
+namespace orb::testing {
+
+TEST(Filename, extension_and_root_part_at_the_last_dot_anywhere) {
+  // clang-format off
+  const struct { const char *name, *extension, *root; } rows[] = {
+      {"a.b.c", "c", "a.b"}, {"dir.v2/file", "v2/file", "dir"}, {"file.", "", "file"},
+      {".orbrc", "orbrc", ""}};
+  // clang-format on
+  for (const auto& row : rows) {
+    EXPECT_STREQ(STR_extension(row.name), row.extension);
+    EXPECT_EQ(in_place(STR_root, row.name), row.root);
+  }
+  EXPECT_EQ(STR_extension("file"), nullptr);
+  EXPECT_EQ(in_place(STR_root, "file"), "file");
+}
+
+TEST(Filename, head_and_tail_part_at_the_last_slash) {
+  // clang-format off
+  const struct { const char *name, *head, *tail; } rows[] = {
+      {"a/b", "a", "b"}, {"/a/b/c", "/a/b", "c"}, {"a//b", "a", "b"}, {"a/", "a", ""}, {"a//", "a", ""},
+      {"/a", "", "a"}, {"//a", "", "a"}, {"/", "", ""}, {"a", "(null)", "a"}, {"", "(null)", ""}};
+  // clang-format on
+  for (const auto& row : rows) {
+    EXPECT_EQ(in_place(STR_head, row.name), row.head) << row.name;
+    EXPECT_STREQ(STR_tail(row.name), row.tail) << row.name;
+  }
+}
+
+TEST(Filename, host_ends_at_the_last_colon_before_the_first_slash) {
+  // clang-format off
+  const struct { const char *path, *host, *rest, *copied; } rows[] = {
+      {"host:/a/b", "host", "/a/b", "host"}, {"a:b:/c", "a:b", "/c", "a:b"},
+      {"host:a:b/c:d", "host:a", "b/c:d", "host:a"}, {"host:", "host", "", "host"},
+      {":/a", "(null)", "/a", ""}, {"/a:b", "(null)", "/a:b", nullptr},
+      {"a/b:c", "(null)", "a/b:c", nullptr}, {"ab", "(null)", "ab", nullptr}, {"", "(null)", "", nullptr}};
+  // clang-format on
+  for (const auto& row : rows) {
+    EXPECT_EQ(in_place(STR_host, row.path), row.host) << row.path;
+    EXPECT_STREQ(STR_host_remove(row.path), row.rest) << row.path;
+    std::vector<char> buffer(std::strlen(row.path) + 1, '#');
+    char* result = STR_filename_host(buffer.data(), row.path);
+    EXPECT_EQ(result, row.copied ? buffer.data() : nullptr) << row.path;
+    EXPECT_EQ(buffer[0], row.copied ? row.copied[0] : '#') << row.path;
+    EXPECT_STREQ(result, row.copied);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(STR_filename_host(nullptr, row.path)), row.copied ? 1u : 0u)
+        << row.path;
+  }
+}
+
+TEST(Filename, bounded_forms_refuse_a_buffer_one_byte_short) {
+  char out[32];
+  const std::span<char> all(out);
+  // clang-format off
+  const struct { size_t bytes; bool (*form)(std::span<char>); const char* result; } rows[] = {
+      {5, [](std::span<char> to) { return filename_host(to, "host:/a"); }, "host"},
+      {5, [](std::span<char> to) { return filename_absolute(to, "/a/b", "../x"); }, "/a/x"},
+      {3, [](std::span<char> to) { return filename_absolute(to, "/a", "/b"); }, "/b"},
+      {7, [](std::span<char> to) { return filename_relative(to, "/a/b/c", "/a/b/def"); }, "../def"},
+      {3, [](std::span<char> to) { return filename_relative(to, "/a", "/b"); }, "/b"}};
+  // clang-format on
+  for (const auto& row : rows) {
+    EXPECT_TRUE(row.form(all.first(row.bytes)));
+    EXPECT_STREQ(out, row.result);
+    EXPECT_FALSE(row.form(all.first(row.bytes - 1)));
+    EXPECT_STREQ(out, "");
+    EXPECT_FALSE(row.form({}));
+  }
+}
+
+}  // namespace orb::testing

@@ -1,0 +1,49 @@
+#include "tests/support/plugins.h"
+
+#include "orbbase/core/internal.h"
+
+namespace orb::testing {
+namespace {
+
+// ORB_init's enumerator carries no word of the caller's.
+struct State {
+  const std::vector<Module>* modules = nullptr;
+  size_t next = 0;
+} state;
+
+int32_t next_module(void** module_out, const char** name_out) {
+  if (state.next == state.modules->size()) return 0;
+  const Module& module = (*state.modules)[state.next++];
+  *module_out = module.handle();
+  *name_out = module.name().c_str();
+  return 1;
+}
+
+}  // namespace
+
+Plugins::Plugins(std::initializer_list<std::string> names, Start when) {
+  modules_.reserve(names.size());
+  for (const std::string& name : names) modules_.emplace_back(name);
+  if (when == Start::now) start();
+}
+
+int32_t Plugins::start() {
+  state = {&modules_, 0};
+  return ORB_init(nullptr, next_module);
+}
+
+Plugins::~Plugins() {
+  ORB_multiframe_set(0, 0);
+  ORB_exit();
+}
+
+std::string registered_keys() {
+  std::string keys;
+  for (const ListNode* node = registry().formats.head(); node; node = node->next) {
+    if (!keys.empty()) keys += ' ';
+    keys += static_cast<const FormatNode*>(node)->format.key;
+  }
+  return keys;
+}
+
+}  // namespace orb::testing
