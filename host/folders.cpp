@@ -1,0 +1,50 @@
+#include "folders.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "modules.h"
+
+namespace orb::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+void add_folder(std::vector<Folder>& folders, const fs::path& path, const char* origin) {
+  std::error_code error;
+  const bool exists = fs::is_directory(path, error);
+  const bool is_known = std::any_of(folders.begin(), folders.end(), [&](const Folder& known) {
+    std::error_code ignored;
+    return known.path == path || (exists && known.exists && fs::equivalent(known.path, path, ignored));
+  });
+  if (!is_known) folders.push_back({path, origin, exists});
+}
+
+}  // namespace
+
+std::vector<Folder> search_folders() {
+  std::vector<Folder> folders;
+  const std::string listed = environment("QV_ORB_PLUGIN_PATH").value_or("");
+  for (std::string_view rest = listed; !rest.empty();) {
+    const size_t length = std::min(rest.find(kPathSeparator), rest.size());
+    if (length > 0) add_folder(folders, fs::path(rest.substr(0, length)), "QV_ORB_PLUGIN_PATH");
+    rest.remove_prefix(std::min(length + 1, rest.size()));
+  }
+  if (const fs::path program = program_folder(); !program.empty()) {
+    add_folder(folders, (program / ORB_PLUGINS_FROM_PROGRAM).lexically_normal(), "relative to the program");
+  }
+  add_folder(folders, ORB_PLUGINS_INSTALLED, "installed");
+  return folders;
+}
+
+std::vector<fs::path> module_files(const fs::path& folder) {
+  std::vector<fs::path> files;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    if (entry->path().extension() == kModuleExtension) files.push_back(entry->path());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+}  // namespace orb::host

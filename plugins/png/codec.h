@@ -1,0 +1,80 @@
+// The codec library's side of an open file: its two structures, where its bytes come from or go to, and what
+// went wrong. Here its errors, which arrive as long jumps, become results, and its warnings reports.
+#pragma once
+
+#include <png.h>
+
+#include <csetjmp>
+#include <cstdint>
+#include <cstdio>
+#include <type_traits>
+
+#include "orbbase/core.h"
+
+namespace orb::png {
+
+inline constexpr const char* kKey = "png";
+inline constexpr const char* kExtension = ".png";
+
+// What the texts and other data beside the picture may take of memory in one file.
+inline constexpr uint64_t kMetadataBytes = 64U << 20;
+
+// Plain data, so that a long jump has no destructor to skip; the open file's record holds it.
+struct Codec {
+  png_structp png;
+  png_infop info;
+  std::FILE* stream;
+  bool is_standard_stream;  // the process's own: never closed
+  bool is_created;          // this handle made the file
+  bool is_writer;
+  const char* path;  // the handle's file name
+  std::jmp_buf recovery;
+
+  // What went wrong, in the order in which it is asked for.
+  bool is_out_of_memory;  // reported by the allocator
+  bool is_over_budget;    // more than kMetadataBytes
+  int io_error;           // the system's number
+  bool is_cut;            // the file ended too early
+  char message[192];      // the codec library's words
+
+  bool counts_metadata;    // allocations come off metadata_left
+  uint64_t metadata_left;  // bytes
+  int32_t remarks;         // warnings and notes reported so far
+};
+
+// Runs one step of codec library calls. False when it ended in an error: the codec knows why, and must be
+// given no further step but release. A step is a lambda that makes nothing that needs a destructor.
+template <class Step>
+[[nodiscard]] bool guarded(Codec& codec, Step step) {
+  static_assert(std::is_trivially_destructible_v<Step>);
+  if (setjmp(codec.recovery) != 0) return false;
+  step();
+  return true;
+}
+
+// Makes the structures for reading or writing codec.stream. False on failure, to be passed to report_failure.
+[[nodiscard]] bool start_reading(Codec& codec);
+[[nodiscard]] bool start_writing(Codec& codec);
+
+// Releases the structures and closes the stream, unless it is the process's own. For a reader, or a writer
+// that failed: what a close says is not looked at.
+void release(Codec& codec);
+
+// Reports the failure of a step, unless that was done already, sets orb__err and returns its code. line: the
+// scanline being transferred, or below 0 with kNoLine.
+inline constexpr int64_t kNoLine = INT64_MIN;
+int32_t report_failure(Codec& codec, int64_t line);
+
+// Remarks on what a file holds and the description cannot carry. A file with very many gets a last remark
+// that says so.
+void note(Codec& codec, const char* text);
+void warn(Codec& codec, const char* text);
+
+// Writes orb__err.
+void set_error(int32_t code);
+inline int32_t fail(int32_t code) {
+  set_error(code);
+  return code;
+}
+
+}  // namespace orb::png
