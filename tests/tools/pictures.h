@@ -1,0 +1,40 @@
+// Pictures for the tool's tests: PNG files written and read by the codec library alone, as the independent
+// oracle, and pipe streams of any description written through the library.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "orbbase/core.h"
+
+namespace orb::testing {
+
+struct Png {
+  uint32_t width = 0;
+  uint32_t height = 0;
+  int depth = 0;
+  int color_type = 0;
+  std::vector<std::string> rows;  // from the top down, as the file packs them
+  bool operator==(const Png&) const = default;
+};
+
+Png read_png(const std::string& path);
+
+// A picture of noise.
+void write_noise_png(const std::string& path, uint32_t width, uint32_t height, int depth, int color_type);
+
+// A pipe stream of 8-bit RGB, width x height, sample value = its column + 3 * its row + its channel; change
+// alters the description before it is written.
+struct PipeFile {
+  int32_t width = 7;
+  int32_t height = 5;
+  std::function<void(ORB_INFO& info, ORB_IFD& image)> change = [](ORB_INFO&, ORB_IFD&) {};
+  void write(const std::string& path) const;
+};
+
+// What the sample of a PipeFile is.
+uint8_t ramp(int64_t column, int64_t row, int64_t channel);
+
+}  // namespace orb::testing

@@ -1,0 +1,181 @@
+#include "run_orb.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <thread>
+#include <utility>
+
+namespace orb::testing {
+namespace {
+
+struct Pipe {
+  int read_end = -1;
+  int write_end = -1;
+};
+
+Pipe make_pipe() {
+  int ends[2] = {-1, -1};
+  if (pipe2(ends, O_CLOEXEC) != 0) std::abort();
+  return {ends[0], ends[1]};
+}
+
+// A terminal: the child's side is the write end.
+Pipe make_terminal() {
+  Pipe ends;
+  ends.read_end = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (ends.read_end < 0 || grantpt(ends.read_end) != 0 || unlockpt(ends.read_end) != 0) std::abort();
+  ends.write_end = open(ptsname(ends.read_end), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (ends.write_end < 0) std::abort();
+  return ends;
+}
+
+// Everything up to the end; a terminal whose other side is closed ends with an error.
+std::string read_all(int descriptor) {
+  std::string text;
+  char block[4096];
+  for (ssize_t got = 0; (got = read(descriptor, block, sizeof block)) > 0;) {
+    text.append(block, static_cast<size_t>(got));
+  }
+  close(descriptor);
+  return text;
+}
+
+void write_all(int descriptor, const std::string& bytes) {
+  for (size_t done = 0; done < bytes.size();) {
+    const ssize_t put = write(descriptor, bytes.data() + done, bytes.size() - done);
+    if (put <= 0) break;  // the child may end without reading it all
+    done += static_cast<size_t>(put);
+  }
+}
+
+int status_of(pid_t process) {
+  int status = 0;
+  if (waitpid(process, &status, 0) != process) return -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+pid_t start(const Folder& folder, std::vector<std::string> arguments,
+            const std::vector<std::string>& environment, int input, int output, int errors) {
+  std::vector<char*> pointers;
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  pointers.push_back(nullptr);
+  const pid_t process = fork();
+  if (process != 0) return process;
+  if (chdir(folder.path().c_str()) != 0) _exit(126);
+  unsetenv("NO_COLOR");
+  setenv("TERM", "xterm", 1);
+  setenv("HOME", folder.path().c_str(), 1);
+  for (const std::string& entry : environment) {
+    const size_t equals = entry.find('=');
+    setenv(entry.substr(0, equals).c_str(), entry.substr(equals + 1).c_str(), 1);
+  }
+  dup2(input, STDIN_FILENO);
+  dup2(output, STDOUT_FILENO);
+  dup2(errors, STDERR_FILENO);
+  closefrom(STDERR_FILENO + 1);  // whatever the test runner left open
+  std::signal(SIGPIPE, SIG_DFL);
+  execvp(pointers[0], pointers.data());
+  _exit(127);
+}
+
+Outcome run(const Folder& folder, const std::vector<std::string>& arguments, const RunOptions& options) {
+  std::signal(SIGPIPE, SIG_IGN);
+  const Pipe input = make_pipe();
+  const Pipe output = make_pipe();
+  const Pipe errors = options.terminal_for_errors ? make_terminal() : make_pipe();
+  const pid_t process =
+      start(folder, arguments, options.environment, input.read_end, output.write_end, errors.write_end);
+  close(input.read_end);
+  close(output.write_end);
+  close(errors.write_end);
+  Outcome result;
+  std::thread feeder([&] {
+    write_all(input.write_end, options.input);
+    close(input.write_end);
+  });
+  std::thread listener([&] { result.err = read_all(errors.read_end); });
+  result.out = read_all(output.read_end);
+  feeder.join();
+  listener.join();
+  result.status = status_of(process);
+  return result;
+}
+
+std::vector<std::string> with_program(const std::vector<std::string>& arguments) {
+  std::vector<std::string> all = {ORB_PROGRAM};
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  return all;
+}
+
+}  // namespace
+
+Folder::Folder() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "orb-test-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) std::abort();
+  path_ = pattern;
+}
+
+Folder::~Folder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::vector<std::string> Folder::names() const {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(path_)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+Outcome orb(const Folder& folder, const std::vector<std::string>& arguments, const RunOptions& options) {
+  return run(folder, with_program(arguments), options);
+}
+
+Outcome shell(const Folder& folder, const std::string& command) {
+  return run(folder, {"bash", "-c", command}, {"", {std::string("ORB=") + ORB_PROGRAM}, false});
+}
+
+Running::Running(const Folder& folder, const std::vector<std::string>& arguments) {
+  std::signal(SIGPIPE, SIG_IGN);
+  const Pipe input = make_pipe();
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  process_ = start(folder, with_program(arguments), {}, input.read_end, nowhere, nowhere);
+  close(input.read_end);
+  close(nowhere);
+  input_ = input.write_end;
+}
+
+Running::~Running() {
+  if (process_ > 0) end_with(SIGKILL);
+  close(input_);
+}
+
+void Running::feed(const std::string& bytes) const { write_all(input_, bytes); }
+
+int Running::end_with(int signal_number) {
+  kill(process_, signal_number);
+  return status_of(std::exchange(process_, -1));
+}
+
+std::string bytes_of(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void put_bytes(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+std::string sample(const std::string& name) { return std::string(ORB_SAMPLES) + "/" + name; }
+
+}  // namespace orb::testing

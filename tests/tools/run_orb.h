@@ -1,0 +1,68 @@
+// Runs the real tool as a child process and keeps what it said.
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace orb::testing {
+
+// A folder of its own for a test, the current one of the tools it starts. Gone with it.
+class Folder {
+ public:
+  Folder();
+  ~Folder();
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  [[nodiscard]] std::string path(const std::string& name) const { return path_ + "/" + name; }
+  [[nodiscard]] const std::string& path() const { return path_; }
+  // The names of everything in it, sorted.
+  [[nodiscard]] std::vector<std::string> names() const;
+
+ private:
+  std::string path_;
+};
+
+struct Outcome {
+  int status = -1;  // exit status; 128 and the number for a signal's death
+  std::string out;
+  std::string err;
+};
+
+struct RunOptions {
+  std::string input;                     // what the child finds on standard input
+  std::vector<std::string> environment;  // NAME=VALUE, beside the test's own
+  bool terminal_for_errors = false;      // standard error is a terminal
+};
+
+// orb with these arguments, in the folder.
+Outcome orb(const Folder& folder, const std::vector<std::string>& arguments, const RunOptions& options = {});
+
+// A shell command in the folder, with $ORB standing for the tool.
+Outcome shell(const Folder& folder, const std::string& command);
+
+// A tool that goes on running, with a pipe to its standard input.
+class Running {
+ public:
+  Running(const Folder& folder, const std::vector<std::string>& arguments);
+  ~Running();
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+
+  void feed(const std::string& bytes) const;
+  // Sends a signal and waits for the end: the exit status as in Outcome.
+  int end_with(int signal_number);
+
+ private:
+  pid_t process_ = -1;
+  int input_ = -1;
+};
+
+std::string bytes_of(const std::string& path);
+void put_bytes(const std::string& path, const std::string& bytes);
+std::string sample(const std::string& name);
+
+}  // namespace orb::testing

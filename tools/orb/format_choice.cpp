@@ -1,0 +1,123 @@
+// Which format a file is in or shall have, among those that the library knows.
+#include "format_choice.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "exit_codes.h"
+#include "orbbase/host.h"
+
+namespace orb::tool {
+namespace {
+
+bool ends_with(const std::string& name, const char* ending) {
+  const size_t length = ending == nullptr ? 0 : std::strlen(ending);
+  return name.size() >= length &&
+         name.compare(name.size() - length, length, ending == nullptr ? "" : ending) == 0;
+}
+
+// As the library chooses: the first whose extension ends the name; an empty extension ends every name.
+const ORB_FORMAT* by_ending(const std::string& file) {
+  for (const ORB_FORMAT* format : all_formats()) {
+    if (ends_with(file, format->extension)) return format;
+  }
+  return nullptr;
+}
+
+const ORB_FORMAT* by_content(const std::string& file) {
+  struct stat status = {};
+  if (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+  for (const ORB_FORMAT* format : all_formats()) {
+    if (format->is_file != nullptr && format->is_file(file.c_str(), nullptr) == 1) return format;
+  }
+  return nullptr;
+}
+
+// Why there is no format for the name or key: "" when no module was meant for it.
+std::string explanation(const std::string& name_or_key) {
+  const HOST_CANDIDATE* candidate = HOST_explain(name_or_key.c_str());
+  if (candidate == nullptr) return "";
+  return std::string("; plug-in present (") + candidate->path + "), but " + candidate->reason;
+}
+
+const ORB_FORMAT& by_key(const std::string& key) {
+  const ORB_FORMAT* format = ORB_find(key.c_str());
+  if (format == nullptr) {
+    throw Failure(kIoError, "no format \"" + key + "\" is known" + explanation(key) + "; see orb formats -v");
+  }
+  return *format;
+}
+
+void require_access(const ORB_FORMAT& format, int32_t mode, const std::string& file) {
+  if ((format.access & mode) != 0) return;
+  throw Failure(kIoError, file + ": the format \"" + format.key + "\" cannot be " +
+                              (mode == ORB_MODE_READ ? "read" : "written"));
+}
+
+}  // namespace
+
+std::vector<const ORB_FORMAT*> all_formats() {
+  std::vector<const ORB_FORMAT*> formats;
+  ORB_init(nullptr, nullptr);  // rewinds
+  while (const ORB_FORMAT* format = ORB_info()) formats.push_back(format);
+  for (const char* built_in : {"pipe", "mem"}) {
+    const ORB_FORMAT* format = ORB_find(built_in);
+    if (format != nullptr && std::find(formats.begin(), formats.end(), format) == formats.end()) {
+      formats.push_back(format);
+    }
+  }
+  return formats;
+}
+
+std::string module_of(const ORB_FORMAT& format) {
+  for (int32_t i = 0; const HOST_CANDIDATE* candidate = HOST_candidate(i); ++i) {
+    const bool is_in_use = candidate->state == HOST_TAKEN || candidate->state == HOST_FAILED_CHECK;
+    if (is_in_use && std::strcmp(candidate->key, format.key) == 0) return candidate->path;
+  }
+  return "";
+}
+
+std::string input_name(const std::string& file) { return file == "-" ? "/dev/stdin" : file; }
+std::string output_name(const std::string& file) { return file == "-" ? "/dev/stdout" : file; }
+
+const ORB_FORMAT& format_for_reading(const std::string& file, const std::string& key) {
+  const std::string name = input_name(file);
+  const ORB_FORMAT* format = nullptr;
+  if (!key.empty()) {
+    format = &by_key(key);
+  } else if (name == "/dev/stdin") {
+    format = &by_key("pipe");
+  } else {
+    format = by_ending(name);
+    if (format == nullptr) format = by_content(name);
+  }
+  if (format == nullptr) {
+    throw Failure(kIoError,
+                  file + ": no known format has this ending, nor does one know the file by its content" +
+                      explanation(name) + "; see orb formats, or name one with --from");
+  }
+  require_access(*format, ORB_MODE_READ, file);
+  return *format;
+}
+
+const ORB_FORMAT& format_for_writing(const std::string& file, const std::string& key) {
+  const std::string name = output_name(file);
+  const ORB_FORMAT* format = nullptr;
+  if (!key.empty()) {
+    format = &by_key(key);
+  } else if (name == "/dev/stdout") {
+    format = &by_key("pipe");
+  } else {
+    format = by_ending(name);
+  }
+  if (format == nullptr) {
+    throw Failure(kIoError, file + ": no known format has this ending" + explanation(name) +
+                                "; see orb formats, or name one with --to");
+  }
+  require_access(*format, ORB_MODE_WRITE, file);
+  return *format;
+}
+
+}  // namespace orb::tool

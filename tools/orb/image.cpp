@@ -1,0 +1,52 @@
+// An open image that closes itself.
+#include "image.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "reports.h"
+
+namespace orb::tool {
+
+Image::~Image() { abandon(); }
+
+bool Image::close() {
+  ORB_IMAGE* const handle = std::exchange(handle_, nullptr);
+  return handle == nullptr || ORB_close(handle) == 0;
+}
+
+void Image::abandon() {
+  const Muted muted(ERR_FATAL);
+  static_cast<void>(close());
+}
+
+Image open_for_reading(const std::string& name, const ORB_FORMAT& format, const DriverSettings& settings) {
+  std::string key = format.key;
+  std::string file = name;
+  ORB_INFO wanted;
+  ORB_info_init(&wanted);
+  wanted.key = key.data();
+  wanted.handle = file.data();
+  wanted.open_option = 1;
+  wanted.settings = settings.list();
+  Image image(ORB_open(&wanted, "r"));
+  ORB_info_cleanup(&wanted, 0);
+  return image;
+}
+
+bool is_missing(const std::string& name, const ORB_FORMAT& format) {
+  struct stat status = {};
+  return std::strcmp(format.key, "mem") != 0 && stat(name.c_str(), &status) != 0 && errno == ENOENT;
+}
+
+int64_t width_of(const ORB_WINDOW& window) { return int64_t{window.right} - window.left + 1; }
+int64_t height_of(const ORB_WINDOW& window) { return int64_t{window.top} - window.bottom + 1; }
+
+std::string window_text(const ORB_WINDOW& w) {
+  return "columns " + std::to_string(w.left) + " to " + std::to_string(w.right) + ", rows " +
+         std::to_string(w.bottom) + " to " + std::to_string(w.top);
+}
+
+}  // namespace orb::tool

@@ -1,0 +1,92 @@
+// The options that every verb takes, in one place.
+#include "options.h"
+
+#include <charconv>
+
+#include "exit_codes.h"
+#include "orbbase/core.h"
+
+namespace orb::tool {
+namespace {
+
+struct LimitName {
+  const char* name;
+  int which;
+};
+constexpr LimitName kLimits[] = {{"buffer", ORB_LIMIT_BUFFER},
+                                 {"handle", ORB_LIMIT_HANDLE},
+                                 {"images", ORB_LIMIT_IMAGES},
+                                 {"channels", ORB_LIMIT_CHANNELS}};
+
+}  // namespace
+
+CLI::Option* add_repeated(CLI::App& verb, const std::string& names, std::vector<std::string>& values,
+                          const std::string& help) {
+  return verb.add_option(names, values, help)->allow_extra_args(false);
+}
+
+void add_common_options(CLI::App& verb, CommonOptions& options, const std::string& output_help) {
+  verb.set_help_flag("-h,--help", "print this help and exit");
+  verb.set_version_flag("-V,--version", "orb " ORB_TOOL_VERSION, "print the version and exit");
+  verb.add_flag("-v,--verbose", options.verbosity, "say what is done; twice: debugging, too");
+  verb.add_flag("-q,--quiet", options.is_quiet, "errors only");
+  verb.add_flag("-n,--dry-run", options.is_dry_run, "change nothing; say what would be done");
+  verb.add_option("-o,--output", options.output, output_help)->type_name("FILE");
+  verb.add_flag("-f,--force", options.force, "replace a target that exists");
+  verb.add_flag("--json", options.json, "results as JSON");
+  verb.add_option("--color", options.color, "colours in messages: auto, always or never")
+      ->type_name("WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}));
+  verb.add_option("--progress", options.progress,
+                  "progress on standard error: auto, bar, plain, json or none")
+      ->type_name("HOW")
+      ->check(CLI::IsMember({"auto", "bar", "plain", "json", "none"}));
+  add_repeated(verb, "--limit", options.limits,
+               "raise or lower a limit: buffer, handle (bytes; K, M, G, T), images, channels")
+      ->type_name("NAME=SIZE");
+}
+
+unsigned long long size_from_text(const std::string& text) {
+  unsigned long long value = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, problem] = std::from_chars(text.data(), end, value);
+  int shift = 0;
+  if (rest + 1 == end) {
+    const char unit = *rest;
+    shift = unit == 'K' ? 10 : unit == 'M' ? 20 : unit == 'G' ? 30 : unit == 'T' ? 40 : -1;
+  }
+  const bool ends_well = rest == end || (rest + 1 == end && shift > 0);
+  if (problem != std::errc() || !ends_well || value == 0 || value > (~0ULL >> 1 >> shift)) {
+    throw Failure(kUsage,
+                  "\"" + text + "\" is not a size; expecting a number above 0, or one with K, M, G or T");
+  }
+  return value << shift;
+}
+
+void apply_limits(const std::vector<std::string>& limits) {
+  for (const std::string& limit : limits) {
+    const size_t equals = limit.find('=');
+    const std::string name = limit.substr(0, equals);
+    int which = 0;
+    for (const LimitName& known : kLimits) {
+      if (name == known.name) which = known.which;
+    }
+    if (which == 0 || equals == std::string::npos) {
+      throw Failure(kUsage,
+                    "--limit " + limit + ": expecting buffer=, handle=, images= or channels= and a size");
+    }
+    ORB_limit(which, size_from_text(limit.substr(equals + 1)));
+  }
+}
+
+std::vector<std::string> guarded_arguments(int argc, const char* const* argv) {
+  std::vector<std::string> arguments;
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    const bool is_bracketed = argument.size() > 1 && argument.front() == '[' && argument.back() == ']';
+    arguments.push_back(is_bracketed ? "./" + argument : argument);
+  }
+  return arguments;
+}
+
+}  // namespace orb::tool

@@ -1,0 +1,63 @@
+// Everything that the tool says beside its results: its own messages and the library's reports, as
+// "orb: error: ..." lines on standard error.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "options.h"
+
+namespace orb::tool {
+
+// Takes the library's reports from here on and sets which categories are shown: -q errors, else warnings too,
+// -v information, -vv debug.
+void start_reports(const CommonOptions& options);
+
+// One message of the tool's own; category is ERR_DEBUG to ERR_ERROR.
+void say(int category, const std::string& text);
+
+// Whether messages of a category are shown at all.
+[[nodiscard]] bool is_shown(int category);
+
+// Called before a line is printed while a progress bar stands on the terminal's last line.
+void before_each_message(std::function<void()> wipe);
+
+// The text of the latest error, "" when there was none since the last call of forget_errors.
+[[nodiscard]] const std::string& last_error_text();
+void forget_errors();
+
+// Whether something that failed with the system's error number may work later.
+[[nodiscard]] bool is_worth_retry(int error_number);
+
+// What an error that the library has just given means for the exit status: orb__err tells of memory, the text
+// of a limit (trying again does not help) or of something that is busy.
+[[nodiscard]] int exit_code_of_last_error();
+
+// While it lives, reports below a category are not shown.
+class Muted {
+ public:
+  explicit Muted(int below);
+  ~Muted();
+  Muted(const Muted&) = delete;
+  Muted& operator=(const Muted&) = delete;
+
+ private:
+  int previous_;
+};
+
+// While it lives, messages that name one file name another: the target, not the temporary beside it. A message
+// about a limit, which names none, begins with it.
+class ShownAs {
+ public:
+  ShownAs(const std::string& path, const std::string& shown);
+  ~ShownAs();
+  ShownAs(const ShownAs&) = delete;
+  ShownAs& operator=(const ShownAs&) = delete;
+
+ private:
+  std::string previous_path_;
+  std::string previous_shown_;
+};
+
+}  // namespace orb::tool

@@ -1,0 +1,43 @@
+// Where an output goes: beside the target under another name, and renamed when it is whole; or straight into
+// what cannot be replaced, such as a named pipe, a device or standard output.
+#pragma once
+
+#include <string>
+
+namespace orb::tool {
+
+class Target {
+ public:
+  // Looks at the target without touching it. Throws Failure: it exists and force is not given, it is a
+  // folder, it must not be written.
+  Target(const std::string& file, bool force);
+  ~Target();  // removes what was not committed
+  Target(const Target&) = delete;
+  Target& operator=(const Target&) = delete;
+
+  // Makes the temporary, empty and nobody else's, with the permissions that the target has or a new file
+  // would get. Throws Failure. Does nothing for a direct target.
+  void create();
+  // The whole file takes the target's place. Throws Failure.
+  void commit();
+
+  // The name to write to: the temporary's after create, or the direct target's own.
+  [[nodiscard]] const std::string& write_name() const { return write_name_; }
+  // The name for messages, as it was typed.
+  [[nodiscard]] const std::string& shown_name() const { return shown_name_; }
+  [[nodiscard]] bool is_direct() const { return is_direct_; }
+  [[nodiscard]] bool is_standard_output() const;
+  [[nodiscard]] bool replaces() const { return replaces_; }
+
+ private:
+  void remove_temporary();
+
+  std::string shown_name_;
+  std::string final_name_;  // behind all symbolic links
+  std::string write_name_;
+  bool is_direct_ = false;
+  bool replaces_ = false;
+  bool is_temporary_there_ = false;
+};
+
+}  // namespace orb::tool

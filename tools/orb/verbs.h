@@ -1,0 +1,23 @@
+// The verbs: each adds itself to the command line and gives back what runs it.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "options.h"
+
+namespace orb::tool {
+
+// A verb on the command line. run returns the exit status, or throws Failure.
+struct Verb {
+  CLI::App* parser;
+  const CommonOptions* options;
+  std::function<int()> run;
+};
+
+Verb add_formats(CLI::App& app);
+Verb add_info(CLI::App& app);
+Verb add_convert(CLI::App& app);
+Verb add_config(CLI::App& app);
+
+}  // namespace orb::tool
