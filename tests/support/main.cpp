@@ -9,13 +9,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A new folder below the current one. create_directory tells who made it, so that two processes never agree on one.
+// A new folder below the current one. create_directory tells who made it, so that two processes never agree on
+// one; an error is that of a folder which another process has just removed.
 fs::path make_scratch_folder() {
   const fs::path start = fs::current_path();
-  for (int attempt = 0;; ++attempt) {
-    const fs::path folder = start / ("scratch." + std::to_string(attempt));
-    if (fs::create_directory(folder)) return folder;
+  std::error_code problem;
+  for (int attempt = 0; attempt < 10000; ++attempt) {
+    fs::path folder = start / ("scratch." + std::to_string(attempt));
+    if (fs::create_directory(folder, problem)) return folder;
   }
+  throw fs::filesystem_error("no scratch folder can be made", start, problem);
 }
 
 }  // namespace
