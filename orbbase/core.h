@@ -62,7 +62,10 @@ enum {
   ORB_ASSUMED_PRIMARIES = 2,
   ORB_ASSUMED_PIXEL_ASPECT = 4,
   ORB_ASSUMED_FRAME_RATE = 8,
-  ORB_ASSUMED_FRAME_NUMBER = 16
+  ORB_ASSUMED_FRAME_NUMBER = 16,
+  /* Of a handle opened for writing, set by the driver: samples will not come back as they are given, and no
+   * setting that the application chose asks for that. */
+  ORB_LOSSY_SAMPLES = 32
 };
 
 /* A driver setting: what an application chooses among a driver's capabilities. */
@@ -591,6 +594,111 @@ ORB_API int32_t ORB_private_ui_popup(ORB_FORMAT* format, intptr_t argument);
  * result, or 0 when there is none to take down. */
 ORB_API int32_t ORB_private_ui_popdown(intptr_t a, intptr_t b, intptr_t c, intptr_t d);
 
+/* ---- The catalogue of formats ---------------------------------------------------------------------- */
+
+/* What the loaded plug-ins offer, for menus and file dialogs. The calls named ORB_get, and
+ * ORB_isMultiFrameFormat, see plug-ins alone, in the order of their registration, and never start the library:
+ * before ORB_init and after ORB_exit they find nothing. Texts are compared whole and exactly; of several
+ * plug-ins that match, the first counts.
+ *
+ * Without any plug-in each of them prints "Plugins not loaded, so Load!!\n\n" to standard error, and those of
+ * which it is said "No Plugins!\n" behind it; nothing is loaded. A null argument is complained about on
+ * standard error. A null buffer of a look-up takes nothing and gives -1. Nothing is reported otherwise, and
+ * orb__err is left alone but for ORB_getPluginNames.
+ *
+ * The caller's arrays and buffers must be large enough; no length is checked. An array needs one pointer a
+ * plug-in, as many as ORB_info yields from the start.
+ *
+ * Threads: the plug-in table is read without a lock; not while the library starts or ends. */
+
+/* Stores every plug-in's key, or its extension. The texts are the plug-ins' own, valid until ORB_exit.
+ *
+ * Returns the number of plug-ins. Without any, "No Plugins!\n" and 0; for NULL "NULL pointer passed\n" and
+ * 0. */
+ORB_API int32_t ORB_getFormatKeys(const char** keys_out);
+ORB_API int32_t ORB_getPluginExtensions(const char** extensions_out);
+
+/* Stores a copy of every plug-in's name, which the caller releases with free or ERR_free. When memory runs
+ * out ("No more internal memory" is reported, orb__err -10) a name that could not be copied is NULL.
+ * Otherwise as ORB_getFormatKeys. */
+ORB_API int32_t ORB_getPluginNames(char** names_out);
+
+/* Look-ups between a plug-in's key, name and extension.
+ *
+ * key, name  what to look for. NULL: "NULL key passed in\n" or "NULL pluginName passed in\n".
+ * ..._out    receives the text, zero-terminated; left alone when there is none.
+ *
+ * Return 0, or -1 when no plug-in matches. Without any plug-in those that look for a name also say
+ * "No Plugins!\n". ORB_getExtFromFormatKey finds the name of the key and then the extension of the name: of
+ * two plug-ins with one name it gives the first's. */
+ORB_API int32_t ORB_getPluginNameFromKey(const char* key, char* name_out);
+ORB_API int32_t ORB_getKeyFromPluginName(const char* name, char* key_out);
+ORB_API int32_t ORB_getExtFromPluginName(const char* name, char* extension_out);
+ORB_API int32_t ORB_getExtFromFormatKey(const char* key, char* extension_out);
+
+/* Writes "*", the extension and ";" for every plug-in: "*.png;*.tif;".
+ *
+ * buffer  takes the extensions' lengths, 2 more for each, and 1. NULL: "NULL buffer passed in\n". Without any
+ *         plug-in "No Plugins!\n", and the buffer becomes "". */
+ORB_API void ORB_getOnlyExtensions(char* buffer);
+
+/* Writes the filter list of a file dialog: for every plug-in its display text, a zero, its pattern and a zero,
+ * and one more zero behind the last. The display text is "TIFF (*.tif)", the pattern "*.tif"; a pattern of 25
+ * characters and more shows as "TIFF (all formats)".
+ *
+ * buffer  takes, for each plug-in, the length of the name, twice that of the extension, and 7; and 1. NULL:
+ *         "NULL pointer passed!\n". Without any plug-in it becomes a single zero. */
+ORB_API void ORB_getPluginNamesWithFilters(char* buffer);
+
+/* Whether the plug-in of a key has imageMultiFrame 2 or more: 1 or 0. NULL: "NULL key passed in\n" and 0.
+ * Without any plug-in "No Plugins!\n" and 0. */
+ORB_API int32_t ORB_isMultiFrameFormat(const char* key);
+
+/* Whether a format can be read, or written. These and ORB_name_from_key go through ORB_find: key may also be
+ * an extension, the library's own drivers count, the library is started, and ORB_info goes on behind the
+ * format found.
+ *
+ * Return ORB_ACCESS_READ, or ORB_ACCESS_WRITE; 0 when it cannot, for an unknown key and for NULL. */
+ORB_API int32_t ORB_hasReadSupport(const char* key);
+ORB_API int32_t ORB_hasWriteSupport(const char* key);
+
+/* The name of a format for people. The format's own text, valid until ORB_exit; key itself when the format has
+ * no name, or is unknown, which is reported as ERROR (902, "Unknown file type key ..."); NULL for NULL. */
+ORB_API const char* ORB_name_from_key(const char* key);
+
+/* ---- The format of a file -------------------------------------------------------------------------- */
+
+/* Finds out which format a file is in, by asking imageIsFile of every format: plug-ins first, then the
+ * library's own drivers.
+ *
+ * name       the file's name. A driver opens it when there is no stream.
+ * stream     open on the file for reading, in binary mode, or NULL. Drivers rewind it; where it stands
+ *            afterwards is not said. An image of the memory driver has no stream, and is known by its name
+ *            alone.
+ * known_out  becomes 1 when every format that was looked at could be asked, 0 when one has no imageIsFile, or
+ *            the library could not be started. May be NULL.
+ *
+ * Returns the key, valid until ORB_exit, of the first format whose imageIsFile gives exactly 1; ORB_info goes
+ * on behind it. "__none_" when all said no, and NULL when some could not be asked or the library could not be
+ * started; the walk of ORB_info is then where it was.
+ *
+ * Starts the library as ORB_find does. Reports nothing else. Threads: holds the library's lock all the while;
+ * shares the walk with ORB_find. */
+ORB_API const char* ORB_get_file_type(const char* name, FILE* stream, int32_t* known_out);
+
+/* Finds out whether a file is of one format.
+ *
+ * name, stream, known_out  as for ORB_get_file_type; known_out stays 1 for a key that no format has.
+ * key                      the format's key, exactly. NULL asks for any, as ORB_get_file_type.
+ *
+ * Returns the format's own key when imageIsFile of a format of that key gives anything but 0: not only 1, on
+ * purpose. Otherwise NULL. When the format that matched last has the key it is asked first, and if it matches
+ * again ORB_info goes back to the first format; else the walk is left as ORB_get_file_type leaves it.
+ *
+ * Starts the library as ORB_find does. Reports nothing else. Threads: takes no lock; one thread at a time,
+ * and none in ORB_find meanwhile. */
+ORB_API const char* ORB_is_file_type(const char* name, FILE* stream, const char* key, int32_t* known_out);
+
 /* ---- Image handles --------------------------------------------------------------------------------- */
 
 /* ORB_IMAGE.mode, and the bits of ORB_FORMAT.access. */
@@ -797,6 +905,76 @@ ORB_API void ORB_multiframe_add(ORB_IMAGE* image, const ORB_INFO* info);
  * until the cache holds less. Returns 0. A handle that is not in the cache is closed by its driver, whose
  * result is returned. Does nothing while the cache is off. */
 ORB_API int32_t ORB_multiframe_set_closed(ORB_IMAGE* image);
+
+/* ---- Frames and playback --------------------------------------------------------------------------- */
+
+/* Each of these calls is the driver's function of the same name in the handle, with the driver's private data
+ * in place of the handle and the other arguments as they are: what they mean is the driver's affair. This is
+ * what they mean to the library's own plug-ins, with frames counted from 1 to info.frame_count and every
+ * argument that is not named 0; a pointer is passed as (intptr_t).
+ *
+ *   ORB_get_frame(image, &frame, 0, 0)      stores the current frame in an int32_t.
+ *   ORB_set_frame(image, frame, 0, 0)       makes a frame current: ORB_scan_read then reads it, from its first
+ *                                           scanline on. It is not given to the sink. A handle out of the
+ *                                           multi-frame cache is still at the frame where it was left.
+ *   ORB_playback_bind(image, sink, data, 0)
+ *                                           takes an ORB_PLAYBACK_SINK and its data, in place of the one
+ *                                           before. A null sink unbinds; do so before ORB_close, since the
+ *                                           handle may live on in the cache.
+ *   ORB_playback_params(image, &rate, 0, 0, first, last, loop, 0, 0)
+ *                                           what play does: frames a second, a const float, read during the
+ *                                           call (null, or 0: each frame as long as the file says); the range
+ *                                           of frames, with 0 for the file's first and for its last; loop 0:
+ *                                           once, else over and over. Until it is called: 0, 0, 0, 0.
+ *   ORB_playback_goto(image, frame, 0, 0)   makes a frame current and gives it to the sink, whose result it
+ *                                           returns; without a sink as ORB_set_frame.
+ *   ORB_playback_play(image, 0, 0, 0, 0, 0)
+ *                                           makes one frame of the range after the other current, from its
+ *                                           first, and gives each to the sink, in the calling thread, until
+ *                                           the range ends, ORB_playback_stop, or the sink returns other than
+ *                                           0, which is then the result. It does not wait between frames: to
+ *                                           show one for its time is the sink's affair.
+ *   ORB_playback_stop(image, 0, 0, 0)       lets a running play return 0 before its next frame; called by the
+ *                                           sink or by another thread. Without one it does nothing.
+ *
+ * Their results are 0; for what cannot be done, such as a frame that does not exist, a range that ends before
+ * it begins, or play without a sink, -16 with a report; for a frame that cannot be decoded the code of that.
+ *
+ * All of them. When the handle has no such function, or info.frame_count is not above 0, the result is -16,
+ * orb__err is left alone, and with file name and format key is reported:
+ *   192  WARNING  ORB_get_frame too: "%s: cannot set the current frame for this %s file; (it is not a
+ *                 multiframe file, or this function is unsupported for this file type)"
+ *   204  ERROR    "%s: cannot bind the playback window for this %s file; (...)"
+ *   206  WARNING  "%s: cannot set the playback frame for this %s file (...)"
+ *   166  WARNING  "%s: cannot set the playback parameters for this %s file; (...)"
+ *   207  WARNING  "%s: cannot start playback for this %s file; (...)"
+ *   208  WARNING  "%s: cannot stop playback for this %s file; (...)"
+ * A null handle gives -16, unreported.
+ *
+ * Threads: ORB_get_frame and ORB_set_frame hold the handle's lock, as ORB_scan_read does. The playback calls
+ * hold none and come from one thread, but for ORB_playback_stop; the library starts no thread of its own. A
+ * driver's play therefore moves from frame to frame by ORB_set_frame on its handle, and its mark for stopping
+ * is atomic. */
+
+/* Receives a frame that has become current.
+ *
+ * user_data  what ORB_playback_bind was given.
+ * image      the handle, at the frame: the sink reads it with ORB_scan_read and does not close it.
+ * frame      its number, from 1.
+ * seconds    how long it is to be shown, 0 or more.
+ *
+ * Returns 0 to go on; anything else ends ORB_playback_play. */
+typedef int32_t (*ORB_PLAYBACK_SINK)(void* user_data, ORB_IMAGE* image, int32_t frame, double seconds);
+
+ORB_API int32_t ORB_get_frame(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c);
+ORB_API int32_t ORB_set_frame(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c);
+ORB_API int32_t ORB_playback_bind(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c);
+ORB_API int32_t ORB_playback_goto(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c);
+ORB_API int32_t ORB_playback_params(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c, uint32_t d,
+                                    uint32_t e, uint8_t f, uint8_t g, uint8_t h);
+ORB_API int32_t ORB_playback_play(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c, uint8_t d,
+                                  intptr_t e);
+ORB_API int32_t ORB_playback_stop(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c);
 
 /* ---- The memory driver ----------------------------------------------------------------------------- */
 

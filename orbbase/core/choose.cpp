@@ -8,14 +8,6 @@ namespace orb {
 namespace {
 
 using Drivers = std::span<const ORB_LOAD_RECORD>;
-using Text = const char* ORB_LOAD_RECORD::*;
-
-const ORB_LOAD_RECORD* equal_to(Drivers drivers, Text field, std::string_view wanted) {
-  for (const ORB_LOAD_RECORD& driver : drivers) {
-    if (wanted == driver.*field) return &driver;
-  }
-  return nullptr;
-}
 
 // An empty extension ends every name, on purpose: a plug-in without one takes what no plug-in before it took.
 const ORB_LOAD_RECORD* ends(Drivers drivers, std::string_view file_name) {
@@ -27,22 +19,30 @@ const ORB_LOAD_RECORD* ends(Drivers drivers, std::string_view file_name) {
 
 const ORB_LOAD_RECORD* choose_by_key(Drivers plugins, Drivers built_ins, std::string_view key,
                                      Direction direction) {
-  if (const auto* driver = equal_to(plugins, &ORB_LOAD_RECORD::key, key)) return driver;
-  if (const auto* driver = equal_to(built_ins, &ORB_LOAD_RECORD::key, key)) return driver;
-  if (const auto* driver = equal_to(plugins, &ORB_LOAD_RECORD::extension, key)) return driver;
+  if (const auto* driver = find_record(plugins, &ORB_LOAD_RECORD::key, key)) return driver;
+  if (const auto* driver = find_record(built_ins, &ORB_LOAD_RECORD::key, key)) return driver;
+  if (const auto* driver = find_record(plugins, &ORB_LOAD_RECORD::extension, key)) return driver;
   // A built-in driver's extension selects it for writing only, on purpose: ".mem" as a key opens nothing for
   // reading.
-  return direction == Direction::write ? equal_to(built_ins, &ORB_LOAD_RECORD::extension, key) : nullptr;
+  return direction == Direction::write ? find_record(built_ins, &ORB_LOAD_RECORD::extension, key) : nullptr;
 }
 
 const ORB_LOAD_RECORD* choose_by_name(Drivers plugins, Drivers built_ins, std::string_view file_name) {
   if (const auto* driver = ends(plugins, file_name)) return driver;
   if (const auto* driver = ends(built_ins, file_name)) return driver;
-  if (const auto* driver = equal_to(plugins, &ORB_LOAD_RECORD::key, kDefaultKey)) return driver;
-  return equal_to(plugins, &ORB_LOAD_RECORD::extension, kDefaultKey);
+  if (const auto* driver = find_record(plugins, &ORB_LOAD_RECORD::key, kDefaultKey)) return driver;
+  return find_record(plugins, &ORB_LOAD_RECORD::extension, kDefaultKey);
 }
 
 }  // namespace
+
+const ORB_LOAD_RECORD* find_record(std::span<const ORB_LOAD_RECORD> records,
+                                   const char* ORB_LOAD_RECORD::*field, std::string_view wanted) {
+  for (const ORB_LOAD_RECORD& record : records) {
+    if (wanted == record.*field) return &record;
+  }
+  return nullptr;
+}
 
 const ORB_LOAD_RECORD* choose_driver(const char* key, const char* file_name, Direction direction) {
   const Drivers plugins = registry().plugins.items();

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string_view>
 
 #include "orbbase/core.h"
 #include "orbbase/core/growable.h"
@@ -38,6 +39,7 @@ struct FormatNode : ListNode {
 struct Registry {
   ListOf<FormatNode> formats;         // plug-ins in their order, then the built-in drivers
   Growable<ORB_LOAD_RECORD> plugins;  // the plug-ins' load records, in the same order
+  FormatNode* last_match = nullptr;   // what ORB_is_file_type found last; its is_file is never null
   int32_t largest_count_a = 0;        // largest sizes that any format's imageCapability gave
   int32_t largest_count_b = 0;
   bool is_started = false;
@@ -141,6 +143,11 @@ inline void set_current_line(ORB_IMAGE* image, int32_t line) {
 
 enum class Direction { read, write };
 
+// The first record that has the text in this field; null when there is none.
+[[nodiscard]] const ORB_LOAD_RECORD* find_record(std::span<const ORB_LOAD_RECORD> records,
+                                                 const char* ORB_LOAD_RECORD::*field,
+                                                 std::string_view wanted);
+
 // The driver for a key, or when key is null for a file name. Null when there is none; reports nothing.
 [[nodiscard]] const ORB_LOAD_RECORD* choose_driver(const char* key, const char* file_name,
                                                    Direction direction);
@@ -154,9 +161,9 @@ struct ORB_MULTIFRAME_ENTRY {
   char* file_name;             // owned; the name that the application opened
   ORB_CAP_SETTING** settings;  // owned; a copy of those of the open
   ORB_IMAGE* image;
-  int32_t use_count;        // opens not yet closed; 0: idle
-  int64_t changed_seconds;  // the file's status-change time when the entry was made
-  int64_t changed_nanoseconds;
+  int32_t use_count;  // opens not yet closed; 0: idle
+  int64_t file_time;  // the file's status-change time when the entry was made, in seconds
+  int64_t file_time_nanoseconds;
 };
 
 namespace orb {

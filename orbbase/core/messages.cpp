@@ -29,6 +29,12 @@ constexpr MessageText kMessages[] = {
     {kSet, ORB_MSG_MUST_BE_DEFINED, ERR_ERROR, "%s: %s must be defined"},
     {kSet, ORB_MSG_INDEX_TYPE, ERR_ERROR, "%s cannot handle color index channel type"},
     {kSet, ORB_MSG_INDEX_WIDTH, ERR_ERROR, "%s cannot handle color index channel width"},
+    {kSet, ORB_MSG_PLAYBACK_PARAMS, ERR_WARNING,
+     "%s: cannot set the playback parameters for this %s file; "
+     "(it is not a multiframe file, or this function is unsupported for this file type)"},
+    {kSet, ORB_MSG_SET_FRAME, ERR_WARNING,
+     "%s: cannot set the current frame for this %s file; "
+     "(it is not a multiframe file, or this function is unsupported for this file type)"},
     {kSet, ORB_MSG_CAPABILITY_NAME, ERR_WARNING,
      "%s: no name field was found for capability %d of this image driver"},
     {kSet, ORB_MSG_CAPABILITY_ENTRY, ERR_WARNING,
@@ -36,6 +42,18 @@ constexpr MessageText kMessages[] = {
     {kSet, ORB_MSG_PLUGIN_VERSION, ERR_ERROR,
      "%s: the version protocol of this plug-in (\"%s\") is not supported; expecting version \"%s\" but found "
      "\"%s\""},
+    {kSet, ORB_MSG_PLAYBACK_BIND, ERR_ERROR,
+     "%s: cannot bind the playback window for this %s file; "
+     "(it is not a multiframe file, or this function is unsupported for this file type)"},
+    {kSet, ORB_MSG_PLAYBACK_GOTO, ERR_WARNING,
+     "%s: cannot set the playback frame for this %s file "
+     "(it is not a multiframe file, or this function is unsupported for this file type)"},
+    {kSet, ORB_MSG_PLAYBACK_PLAY, ERR_WARNING,
+     "%s: cannot start playback for this %s file; "
+     "(it is not a multiframe file, or this function is unsupported for this file type)"},
+    {kSet, ORB_MSG_PLAYBACK_STOP, ERR_WARNING,
+     "%s: cannot stop playback for this %s file; "
+     "(it is not a multiframe file, or this function is unsupported for this file type)"},
     {kSet, ORB_MSG_UNKNOWN_KEY, ERR_ERROR,
      "Unknown file type key (\"%s\") was specified; Ensure that the plug-in for this type is defined"},
     {kSet, ORB_MSG_CANNOT_OPEN, ERR_ERROR, "Cannot open file %s; %s"},
@@ -51,6 +69,7 @@ constexpr MessageText kMessages[] = {
     {kSet, ORB_MSG_READ_PROBLEM, ERR_ERROR, "%s: %s"},
     {kSet, ORB_MSG_READ_WARNING, ERR_WARNING, "%s: %s"},
     {kSet, ORB_MSG_READ_NOTE, ERR_INFORMATION, "%s: %s"},
+    {kSet, ORB_MSG_NOT_RLA, ERR_ERROR, "%s: This does not appear to be a Brightmoor file"},
 };
 
 const MessageText* find_message(int32_t number) {

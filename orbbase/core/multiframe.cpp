@@ -84,8 +84,8 @@ uint32_t find_image(const ORB_IMAGE* image) {
 bool has_changed(const ORB_MULTIFRAME_ENTRY& entry) {
   bool is_read = false;  // a file that is gone has changed
   const platform::FileStatus status = status_of(entry.file_name, &is_read);
-  return status.changed_seconds != entry.changed_seconds ||
-         status.changed_nanoseconds != entry.changed_nanoseconds;
+  return status.changed_seconds != entry.file_time ||
+         status.changed_nanoseconds != entry.file_time_nanoseconds;
 }
 
 bool has_many_frames(const ORB_IMAGE* image) {
@@ -108,17 +108,20 @@ EntryOwner make_entry(ORB_IMAGE* image, const ORB_INFO& wanted) {
   bool is_read = false;
   const platform::FileStatus status = status_of(wanted.handle, &is_read);
   if (!is_read) return nullptr;
-  entry->changed_seconds = status.changed_seconds;
-  entry->changed_nanoseconds = status.changed_nanoseconds;
+  entry->file_time = status.changed_seconds;
+  entry->file_time_nanoseconds = status.changed_nanoseconds;
   return entry;
 }
 
 }  // namespace
 
 void close_multiframe_entry(ORB_IMAGE* image) {
-  for (uint32_t i = state.entries.count(); i-- > 0;) {
-    if (!image || state.entries[i]->image == image) close_entry(i);
+  if (image) {
+    const uint32_t index = find_image(image);
+    if (index < state.entries.count()) close_entry(index);
+    return;
   }
+  while (state.entries.count() > 0) close_entry(0);
 }
 
 std::span<ORB_MULTIFRAME_ENTRY* const> multiframe_entries() { return state.entries.items(); }

@@ -121,6 +121,7 @@ bool register_format(const ORB_LOAD_RECORD& record, bool built_in) {
 }
 
 void clear_registry() {
+  state.last_match = nullptr;
   while (FormatNode* node = state.formats.take_first()) {
     ERR_free(node->own_description);
     ERR_free(node);

@@ -127,6 +127,13 @@ int file_status(const char* path, FileStatus* out) {
 int seek_stream(std::FILE* stream, int64_t offset, int origin) { return fseeko(stream, offset, origin); }
 int64_t tell_stream(std::FILE* stream) { return ftello(stream); }
 
+int64_t read_some(std::FILE* stream, void* out, uint64_t bytes) {
+  for (;;) {
+    const ssize_t got = ::read(fileno(stream), out, bytes);
+    if (got >= 0 || errno != EINTR) return got;
+  }
+}
+
 // ---- Time ----
 
 int64_t monotonic_nanoseconds() {

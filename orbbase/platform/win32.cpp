@@ -95,6 +95,11 @@ int file_status(const char* path, FileStatus* out) {
 int seek_stream(std::FILE* stream, int64_t offset, int origin) { return _fseeki64(stream, offset, origin); }
 int64_t tell_stream(std::FILE* stream) { return _ftelli64(stream); }
 
+int64_t read_some(std::FILE* stream, void* out, uint64_t bytes) {
+  const size_t got = std::fread(out, 1, static_cast<size_t>(bytes), stream);
+  return got == 0 && std::ferror(stream) ? -1 : static_cast<int64_t>(got);
+}
+
 // ---- Time ----
 
 int64_t monotonic_nanoseconds() {

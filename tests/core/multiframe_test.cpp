@@ -127,6 +127,18 @@ TEST_F(Multiframe, opens_an_idle_file_afresh_when_it_changed) {
   EXPECT_EQ(cached(), "0:0");
 }
 
+TEST_F(Multiframe, tells_times_of_change_apart_to_the_nanosecond) {
+  int expected = 1;
+  for (int64_t ORB_MULTIFRAME_ENTRY::*part :
+       {&ORB_MULTIFRAME_ENTRY::file_time, &ORB_MULTIFRAME_ENTRY::file_time_nanoseconds}) {
+    open_and_close(0);
+    EXPECT_EQ(opens(), expected++);
+    orb::multiframe_entries()[0]->*part += 1;
+  }
+  open_and_close(0);
+  EXPECT_EQ(opens(), expected);
+}
+
 TEST_F(Multiframe, hands_out_a_changed_file_that_is_in_use) {
   ORB_IMAGE* image = open(0);
   remove(0);

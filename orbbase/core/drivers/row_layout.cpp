@@ -121,8 +121,8 @@ int32_t lay_out_rows(ORB_IFD& ifd, const char* key, const char* call, RowLayout&
   return ORB_OK;
 }
 
-void** allocate_rows(const RowLayout& layout, uint64_t& held_bytes, const char* call) {
-  const uint64_t bytes = buffer_bytes(layout);
+void** allocate_rows(const RowLayout& layout, uint64_t& held_bytes, const char* call, uint64_t slack_bytes) {
+  const uint64_t bytes = buffer_bytes(layout) + slack_bytes;
   if (!orb__within_limit(ORB_LIMIT_BUFFER, bytes, call)) return nullptr;
   if (!orb__within_limit(ORB_LIMIT_HANDLE, held_bytes + bytes, call)) return nullptr;
   uint8_t* block = static_cast<uint8_t*>(allocate(bytes));

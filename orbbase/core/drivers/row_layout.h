@@ -61,9 +61,11 @@ struct RowLayout {
 // The rows that a reader hands out: one block with the row pointers at its start, released with ERR_free.
 // Contents undefined. Null, with orb__err -10, reported, when there is no memory or a limit is passed.
 //
-// held_bytes  what the handle's row blocks take together; grows by this one
-// call        names the caller in the report of a limit
-[[nodiscard]] void** allocate_rows(const RowLayout& layout, uint64_t& held_bytes, const char* call);
+// held_bytes   what the handle's row blocks take together; grows by this one
+// call         names the caller in the report of a limit
+// slack_bytes  that may be written behind the last row
+[[nodiscard]] void** allocate_rows(const RowLayout& layout, uint64_t& held_bytes, const char* call,
+                                   uint64_t slack_bytes = 0);
 
 // Walks the channels' active spans of a row array: visit(address, bytes) for each, until one returns false.
 template <class Visit>
