@@ -1,0 +1,187 @@
+// Paths built with a format string.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/naming/built.h"
+#include "tests/support/plugins.h"
+
+namespace {
+
+using orb::testing::build;
+using orb::testing::Built;
+using orb::testing::Plugins;
+using orb::testing::Request;
+
+// Gives the driver "mem" another format string and manner for a block.
+class Manner {
+ public:
+  explicit Manner(const char* format_string, int32_t add_extension = 1) : before_(*ORB_find("mem")) {
+    ORB_find("mem")->format_string = format_string;
+    ORB_find("mem")->add_extension = add_extension;
+  }
+  ~Manner() { *ORB_find("mem") = before_; }
+  Manner(const Manner&) = delete;
+  Manner& operator=(const Manner&) = delete;
+
+ private:
+  ORB_FORMAT before_;
+};
+
+struct Row {
+  const char* format_string;
+  const char* name;
+  int32_t wanted;
+  const char* path;
+  int32_t frame;
+  const char* base_name;
+};
+
+void expect_paths(std::initializer_list<Row> rows, int32_t mode = 0) {
+  for (const Row& row : rows) {
+    const Manner manner(row.format_string);
+    const Built built = build({nullptr, row.name, row.wanted, mode});
+    const std::string label =
+        std::string(row.format_string) + " " + row.name + " " + std::to_string(row.wanted);
+    EXPECT_EQ(built.code, 0) << label;
+    EXPECT_EQ(built.path, row.path) << label;
+    EXPECT_EQ(built.frame, row.frame) << label;
+    EXPECT_EQ(built.base_name, row.base_name) << label;
+  }
+}
+
+TEST(BuildWithFormatString, replaces_the_number_behind_the_separator) {
+  expect_paths({
+      {"%s.%04d%s", "d.1/s.0007.mem", -1, "d.1/s.0007.mem", 7, "s"},
+      {"%s.%04d%s", "s.0007.mem", 12, "s.0012.mem", 12, "s"},
+      {"%s.%04d%s", "s.0007", 12, "s.0012.mem", 12, "s"},
+      {"%s.%04d%s", "plate_v002.1001.mem", -1, "plate_v002.1001.mem", 1001, "plate_v002"},
+      {"%s.%04d%s", "s.7.mem", 12, "s.12.mem", 12, "s"},
+      {"%s.%04d%s", "s.07.mem", 3, "s.03.mem", 3, "s"},
+      {"%s.%04d%s", "s.000007.mem", 12, "s.000012.mem", 12, "s"},
+      {"%s.%04d%s", "s.123456.mem", 12, "s.0012.mem", 12, "s"},
+      {"%s-%d%s", "s-7.mem", 12, "s-12.mem", 12, "s"},
+      {"%s-%d%s", "s-007.mem", 12, "s-012.mem", 12, "s"},
+      {"%s_f%04d%s", "s_f0007.mem", 12, "s_f0012.mem", 12, "s"},
+      {"%s_f%04d%s", "s_0007.mem", 12, "s_0007.mem", 12, "s_0007"},
+      {"%s.%04dx%s", "s.0007x.mem", 12, "s.0012x.mem", 12, "s"},
+      {"%s%%%04d%s", "s%0007.mem", 12, "s%0012.mem", 12, "s"},
+      {"%s.%04.4d%s", "s.0007.mem", 12, "s.0012.mem", 12, "s"},
+      {"%s.%06.4d%s", "s.000007", 12, "s.  0012.mem", 12, "s"},
+      {"%s.%04d%s", "s.2147483648", 12, "s.2147483648.0012.mem", 12, "s.2147483648"},
+  });
+}
+
+TEST(BuildWithFormatString, takes_digits_at_the_end) {
+  expect_paths({
+      {"%s.%04d%s", "s0007.mem", 12, "s0012.mem", 12, "s"},  // no separator, but the extension
+      {"%s.%04d%s", "s7.mem", 12, "s12.mem", 12, "s"},
+      {"%s.%04d%s", "s0007", 12, "s0007.0012.mem", 12, "s0007"},  // nor the extension
+      {"%s%d%s", "s7.mem", 12, "s12.mem", 12, "s"},
+      {"%s%d%s", "s007", 12, "s012.mem", 12, "s"},
+      {"%s%04d%s", "s0007.mem", 12, "s0012.mem", 12, "s"},
+      {"%s%04d%s", "s123456.mem", 12, "s120012.mem", 12, "s12"},
+      {"%s%04d%s", "s7.mem", 12, "s12.mem", 12, "s"},
+      {"%s%04d%s", "s07.mem", -1, "s07.mem", 7, "s"},
+      {"%04d", "s0007.mem", 12, "s0012.mem", 12, "s"},
+  });
+}
+
+TEST(BuildWithFormatString, adds_a_number_or_leaves_it_out) {
+  expect_paths({
+      {"%s.%04d%s", "s", 12, "s.0012.mem", 12, "s"},
+      {"%s.%04d%s", "s", -1, "s.mem", -1, "s"},
+      {"%s.%04d%s", "s", -5, "s.mem", -1, "s"},
+      {"%s.%04d%s", "s.mem", 12, "s.mem", 12, "s"},
+      {"%s.%04d%s", "s.x.mem", -1, "s.x.mem", -1, "s.x"},
+      {"%s%s", "s.0007.mem", 12, "s.0007.mem", 12, "s.0007"},
+      {"", "s", 12, "s.mem", 12, "s"},
+  });
+}
+
+TEST(BuildWithFormatString, uses_the_conversion_that_a_name_holds) {
+  expect_paths({
+      {"%s.%04d%s", "s_%03d.mem", 12, "s_012.mem", 12, "s_"},
+      {"%s.%04d%s", "s_%03f_l.mem", 12, "s_012_l.mem", 12, "s_"},
+      {"%s.%04d%s", "s_%f", 12, "s_12.mem", 12, "s_"},
+      {"%s.%04d%s", "s_%%03d", 12, "s_%%03d.0012.mem", 12, "s_%%03d"},
+      {"%s.%04d%s", "s_%0s", 12, "s_%0s.0012.mem", 12, "s_%0s"},
+  });
+}
+
+TEST(BuildWithFormatString, makes_wildcards_and_printf_patterns) {
+  expect_paths({{"%s.%04d%s", "d%/s.07.mem", 12, "d%/s.*.mem", 12, "s"},
+                {"%s%%%04dx%s", "s", -1, "s%*.mem", -1, "s"},
+                {"%s.%04d%s", "s.mem", -1, "s.mem", -1, "s"}},
+               1);
+  expect_paths({{"%s.%04d%s", "d%/s%.07.mem", 12, "d%%/s%%.%02d.mem", 12, "s%"},
+                {"%s%%%04.4dx%s", "s", -1, "s%%%04.4dx.mem", -1, "s"},
+                {"%s.%04d%s", "s_%03f.mem", -1, "s_%03d.mem", -1, "s_"}},
+               2);
+}
+
+TEST(BuildWithFormatString, leaves_an_existing_file_as_it_is_when_extensions_are_not_added) {
+  for (const char* name : {"there", "there.0007"}) std::ofstream(name) << "x";
+  const struct {
+    const char* name;
+    int32_t add_extension;
+    int32_t keep_width;
+    const char* path;
+  } rows[] = {{"there", 0, 0, "there"},           {"there", 0, 1, "there.0012"},
+              {"there", 1, 0, "there.0012.mem"},  {"gone", 0, 0, "gone.0012"},
+              {"there.0007", 0, 0, "there.0012"}, {"there.mem", 0, 0, "there.mem"}};
+  for (const auto& row : rows) {
+    const Manner manner("%s.%04d%s", row.add_extension);
+    EXPECT_EQ(build({nullptr, row.name, 12, 0, row.keep_width}).path, row.path);
+  }
+}
+
+TEST(BuildWithFormatString, finds_the_format_by_key_or_by_the_name) {
+  const Plugins plugins({"no_extension", "other", "rla"});
+  const struct {
+    const char* key;
+    const char* name;
+    const char* found;  // null: none
+  } rows[] = {{nullptr, "s.1.rla", "rla"}, {nullptr, "s.1.other", "other"}, {"", "s.mem", "mem"},
+              {".other", "s", "other"},    {nullptr, "s", nullptr},         {"none", "s.mem", nullptr},
+              {"any", "s.mem", "any"}};
+  for (const auto& row : rows) {
+    Request request;
+    request.name = row.name;
+    request.key = row.key;
+    const Built built = build(request);
+    EXPECT_EQ(built.key, row.found ? row.found : "") << row.name;
+    EXPECT_EQ(built.code, row.found ? 0 : ORB_E_NO_FORMAT) << row.name;
+  }
+}
+
+TEST(BuildWithFormatString, refuses_what_is_not_valid) {
+  const std::string wide = "%s.%0" + std::string(400, '9') + "d%s";
+  const struct {
+    const char* format_string;
+    std::string name;
+    int32_t code;
+  } rows[] = {
+      {"%s.%04d%s", "", ORB_E_NAME_LENGTH},      {"%s.%04d%s", std::string(260, 'n'), ORB_E_NAME_LENGTH},
+      {"%s.%04d%s", std::string(259, 'n'), 0},   {"%s.x%s", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%4d%s", "s", ORB_E_NAME_SYNTAX},      {"%s.%x%s", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%0n%s", "s", ORB_E_NAME_SYNTAX},      {"%s.%n%04d%s", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%04d%04d%s", "s", ORB_E_NAME_SYNTAX}, {"%s.%04d%", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%0", "s", ORB_E_NAME_SYNTAX},         {"%s.%%04d", "s", ORB_E_NAME_SYNTAX},
+      {wide.c_str(), "s", ORB_E_NAME_LENGTH},    {"%s.%04d%s", "s%09999d", ORB_E_NAME_LENGTH},
+  };
+  for (const auto& row : rows) {
+    const Manner manner(row.format_string);
+    const Built built = build({nullptr, row.name.c_str(), 12});
+    EXPECT_EQ(built.code, row.code) << row.format_string << " " << row.name;
+    EXPECT_EQ(built.path + built.key == "untouched", row.code != 0);
+  }
+  char path[ORB_PATHNAME_BYTES];
+  EXPECT_EQ(ORB_pathname_build_no_name_syntax("s", "mem", 0, 0, nullptr, path, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(orb__err, ORB_E_NO_ARGUMENT);
+  EXPECT_EQ(ORB_pathname_build_no_name_syntax(nullptr, "mem", 0, 0, nullptr, path, nullptr, nullptr, nullptr),
+            0);
+  EXPECT_EQ(orb__err, ORB_E_NAME_LENGTH);
+}
+
+}  // namespace
