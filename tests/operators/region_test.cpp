@@ -1,0 +1,453 @@
+// Rectangles of images: what is read, what becomes zero, what stays.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include "orbbase/core/internal.h"
+#include "tests/operators/region_oracle.h"
+#include "tests/support/picture.h"
+#include "tests/support/plugins.h"
+#include "tests/support/report_recorder.h"
+
+namespace {
+
+using orb::testing::Description;
+using orb::testing::expected_component;
+using orb::testing::expected_factor;
+using orb::testing::kPixelForms;
+using orb::testing::PixelForm;
+using orb::testing::Plugins;
+using orb::testing::read_sample;
+using orb::testing::ReportRecorder;
+using orb::testing::store_component;
+
+constexpr const char* kCannotHandle = "cannot handle the requested action";
+constexpr uint8_t kUntouched = 0xCD;
+
+size_t stored_bytes(const ORB_CHANNELS& group) { return group.width <= 8 ? 1 : group.width <= 16 ? 2 : 4; }
+
+// An open image whose samples are made up line by line, each row in a block of exactly its size.
+struct FakeImage {
+  FakeImage() : owner(orb::new_handle(ORB_MODE_READ)) {
+    EXPECT_TRUE(orb::replace_text(&owner->info.key, "mem"));
+    owner->info.image_count = 1;
+    owner->info.images = orb::make_zeroed<ORB_IFD>(1).release();
+    orb__init_ifd(owner.get());
+    owner->driver = orb::make_zeroed<ORB_DRIVER_BLOCK>(1).release();
+    owner->driver->data = orb::make_zeroed<FakeImage*>(1).release();
+    *static_cast<FakeImage**>(owner->driver->data) = this;
+    owner->scan = scan;
+    owner->seek = [](void* data, int32_t line) {
+      (*static_cast<FakeImage**>(data))->sought.push_back(line);
+      return 0;
+    };
+    ifd().window = {-4, 51, -3, 12};
+    ifd().active_window = {-2, 47, -1, 8};
+    ifd().color.count = 3;
+  }
+
+  ORB_IFD& ifd() const { return owner->info.images[0]; }
+
+  // A byte of a channel's row; any value.
+  static uint8_t row_byte(int32_t channel, int32_t line, size_t i) {
+    const uint32_t mixed = (static_cast<uint32_t>(i) * 31 + line * 7 + channel * 101 + 5) * 2654435761U;
+    return static_cast<uint8_t>(mixed >> 24);
+  }
+
+  [[nodiscard]] size_t row_bytes(int32_t channel) const {
+    const size_t samples = ifd().window.right - ifd().window.left + 1;
+    return samples * stored_bytes(channel < ifd().color.count ? ifd().color : ifd().matte);
+  }
+
+  // The sample of a channel as it is read: of 1 or 2 bytes whatever it is stored in.
+  [[nodiscard]] uint32_t sample(int32_t channel, int32_t line, int32_t column) const {
+    const size_t bytes = ifd().color.width <= 8 ? 1 : 2;
+    const size_t at = (column - ifd().window.left) * bytes;
+    if (at + bytes > row_bytes(channel)) return 0;
+    uint8_t parts[2] = {row_byte(channel, line, at), row_byte(channel, line, at + 1)};
+    uint16_t sample = 0;
+    std::memcpy(&sample, parts, bytes);
+    return sample;
+  }
+
+  static int32_t scan(void* data, int32_t line, void* rows_out) {
+    FakeImage& self = **static_cast<FakeImage**>(data);
+    self.read.push_back(line);
+    if (line == self.failing_line) return orb::fail(ORB_E_DECODE);
+    const int32_t channels = self.ifd().color.count + self.ifd().matte.count;
+    self.rows.resize(channels);
+    self.pointers.resize(channels);
+    for (int32_t c = 0; c < channels; ++c) {
+      self.rows[c].resize(self.row_bytes(c));
+      for (size_t i = 0; i < self.rows[c].size(); ++i) self.rows[c][i] = row_byte(c, line, i);
+      self.rows[c].shrink_to_fit();
+      self.pointers[c] = self.rows[c].data();
+    }
+    *static_cast<void***>(rows_out) = self.pointers.data();
+    return 0;
+  }
+
+  // The handle is replaced by what the call ends with, which here is the same.
+  int32_t get(const ORB_WINDOW& wanted, void* buffer, uint32_t row_bytes, uint32_t layout) {
+    ORB_IMAGE* image = owner.get();
+    const int32_t result = ORB_get_region(&image, wanted.left, wanted.right, wanted.bottom, wanted.top,
+                                          buffer, row_bytes, layout);
+    EXPECT_EQ(image, owner.get());
+    return result;
+  }
+
+  orb::ImageOwner owner;
+  int32_t failing_line = INT32_MAX;
+  std::vector<int32_t> sought;
+  std::vector<int32_t> read;
+  std::vector<std::vector<uint8_t>> rows;
+  std::vector<void*> pointers;
+};
+
+// The pixel of an image, component by component.
+void expected_pixel(const FakeImage& image, const PixelForm& form, int32_t line, int32_t column,
+                    uint8_t* pixel) {
+  const int32_t count = image.ifd().color.count;
+  const int32_t channels[] = {0, count >= 2 ? 1 : 0, count >= 3 ? 2 : 0, std::min(count, 3)};
+  for (uint32_t c = 0; c < form.components; ++c) {
+    const bool is_opaque = c == 3 && image.ifd().matte.count == 0;
+    const int32_t width = c == 3 ? image.ifd().matte.width : image.ifd().color.width;
+    const uint32_t value = is_opaque ? 0xFFFF
+                                     : expected_component(image.sample(channels[c], line, column),
+                                                          expected_factor(width, form.bits), form.bits);
+    store_component(pixel, c, value, form.bits);
+  }
+}
+
+// The whole buffer, gaps between rows included.
+std::vector<uint8_t> expected_region(const FakeImage& image, const ORB_WINDOW& wanted, size_t row_bytes,
+                                     const PixelForm& form) {
+  const ORB_WINDOW& active = image.ifd().active_window;
+  const int32_t rows = wanted.top - wanted.bottom + 1;
+  std::vector<uint8_t> out(rows * row_bytes, kUntouched);
+  const int32_t below = std::max(active.bottom - wanted.bottom, 0);
+  const bool is_outside = wanted.top < active.bottom || wanted.bottom > active.top ||
+                          wanted.right < active.left || wanted.left > active.right;
+  const bool is_all_zero = is_outside || wanted.right > active.right || wanted.left < active.left;
+  for (int32_t r = 0; r < rows; ++r) {
+    const bool is_second_fill = wanted.top > active.top && r >= active.top + 1 && r < active.top + 1 + below;
+    if (is_all_zero || r < below || is_second_fill) std::fill_n(out.begin() + r * row_bytes, row_bytes, 0);
+    const int32_t line = wanted.bottom + r;
+    if (line < active.bottom || line > active.top) continue;
+    for (int32_t x = std::max(wanted.left, active.left); x <= std::min(wanted.right, active.right); ++x) {
+      expected_pixel(image, form, line, x, &out[r * row_bytes + (x - wanted.left) * form.bytes()]);
+    }
+  }
+  return out;
+}
+
+void expect_region(FakeImage& image, const ORB_WINDOW& wanted, const PixelForm& form, uint32_t gap,
+                   const std::string& about) {
+  const uint32_t row_bytes = (wanted.right - wanted.left + 1) * form.bytes() + gap;
+  std::vector<uint8_t> expected = expected_region(image, wanted, row_bytes, form);
+  constexpr size_t kGuard = 24;
+  std::vector<uint8_t> out(expected.size() + kGuard, kUntouched);
+  EXPECT_EQ(image.get(wanted, out.data(), gap ? row_bytes : ORB_REGION_PACKED, form.layout), 0) << about;
+  expected.resize(out.size(), kUntouched);
+  EXPECT_EQ(out, expected) << about << ", layout " << form.layout << ", gap " << gap;
+}
+
+TEST(Region, is_right_at_every_clip_in_every_layout_and_order_of_rows) {
+  // The active window is -2..47, -1..8.
+  const struct {
+    const char* name;
+    ORB_WINDOW wanted;
+  } clips[] = {
+      {"the window", {-2, 47, -1, 8}},     {"one pixel", {47, 47, 8, 8}},
+      {"within", {1, 40, 2, 5}},           {"left", {-9, 30, 0, 8}},
+      {"right", {3, 60, -1, 4}},           {"left and right", {-3, 48, 0, 1}},
+      {"bottom", {0, 33, -4, 3}},          {"top", {0, 33, 4, 11}},
+      {"bottom and top", {0, 33, -3, 15}}, {"second fill cut at the end", {0, 33, -30, 9}},
+      {"all sides", {-10, 60, -10, 20}},   {"outside, left", {-9, -3, 0, 3}},
+      {"outside, right", {48, 50, 0, 3}},  {"outside, below", {0, 9, -7, -2}},
+      {"outside, above", {0, 9, 9, 12}},   {"bottom and left", {-3, 9, -3, 2}},
+  };
+  for (const uint32_t orientation : {1u, 0u}) {
+    FakeImage image;
+    image.ifd().orientation = orientation;
+    image.ifd().matte.count = 1;
+    for (const auto& clip : clips) {
+      for (const PixelForm& form : kPixelForms) {
+        for (const uint32_t gap : {0u, 5u}) expect_region(image, clip.wanted, form, gap, clip.name);
+      }
+    }
+  }
+}
+
+TEST(Region, cuts_the_second_fill_at_the_start_of_the_buffer) {
+  FakeImage image;
+  image.ifd().window = image.ifd().active_window = {0, 9, -8, -5};  // counted from row 0: from row -4 on
+  for (const ORB_WINDOW wanted : {ORB_WINDOW{0, 9, -14, -3}, ORB_WINDOW{0, 9, -10, 2}}) {
+    expect_region(image, wanted, kPixelForms[2], 0, "negative rows");
+  }
+}
+
+TEST(Region, is_right_for_every_kind_of_channels) {
+  const ORB_WINDOW wanted = {-1, 47, 0, 1};
+  for (const int32_t width : {0, 1, 2, 5, 8, 9, 10, 12, 15, 16}) {
+    for (const int32_t matte_width : {0, 1, 7, 8, 12, 16, 31, 32}) {
+      for (int32_t count = 1; count <= 5; ++count) {
+        for (int32_t mattes = 0; mattes <= 2; ++mattes) {
+          FakeImage image;
+          image.ifd().color = {nullptr, count, ORB_C_INTEGER, width};
+          image.ifd().matte = {nullptr, mattes, ORB_C_INTEGER, matte_width};
+          const std::string about = std::to_string(count) + " of " + std::to_string(width) + " bits, " +
+                                    std::to_string(mattes) + " of " + std::to_string(matte_width);
+          for (const PixelForm& form : kPixelForms) expect_region(image, wanted, form, 0, about);
+        }
+      }
+    }
+  }
+}
+
+TEST(Region, gives_the_documented_values) {
+  FakeImage image;
+  const struct {
+    int32_t width;
+    uint32_t layout;
+    uint16_t sample;
+    uint16_t component;
+  } rows[] = {{8, ORB_REGION_GREY16, 255, 65535},
+              {10, ORB_REGION_GREY16, 1, 64},
+              {16, ORB_REGION_GREY8, 65535, 255},
+              {16, ORB_REGION_GREY8, 257, 1}};
+  static uint16_t sample;
+  image.owner->scan = [](void*, int32_t, void* rows_out) {
+    static void* pointers[] = {&sample};
+    *static_cast<void***>(rows_out) = pointers;
+    return 0;
+  };
+  image.ifd().window = image.ifd().active_window = {7, 7, 3, 3};
+  for (const auto& row : rows) {
+    image.ifd().color = {nullptr, 1, ORB_C_INTEGER, row.width};
+    sample = row.sample;
+    uint16_t out = 0;
+    EXPECT_EQ(image.get({7, 7, 3, 3}, &out, ORB_REGION_PACKED, row.layout), 0);
+    EXPECT_EQ(out, row.component) << row.width << " " << row.sample;
+  }
+}
+
+TEST(Region, reads_the_rows_of_the_part_in_the_files_order_after_one_seek) {
+  uint8_t out[64];
+  FakeImage image;
+  EXPECT_EQ(image.get({0, 9, -3, 2}, out, ORB_REGION_PACKED, ORB_REGION_GREY8), 0);
+  EXPECT_EQ(image.sought, std::vector<int32_t>({-1}));
+  EXPECT_EQ(image.read, std::vector<int32_t>({-1, 0, 1, 2}));
+  FakeImage downward;
+  downward.ifd().orientation = 0;
+  EXPECT_EQ(downward.get({0, 9, 6, 11}, out, ORB_REGION_PACKED, ORB_REGION_GREY8), 0);
+  EXPECT_EQ(downward.sought, std::vector<int32_t>({8}));
+  EXPECT_EQ(downward.read, std::vector<int32_t>({8, 7, 6}));
+}
+
+TEST(Region, outside_or_reversed_leaves_the_status_and_reads_nothing) {
+  FakeImage image;
+  const struct {
+    ORB_WINDOW wanted;
+    uint8_t byte;
+  } rows[] = {{{48, 50, 0, 1}, 0},
+              {{0, 2, 9, 9}, 0},
+              {{2, 1, 0, 3}, kUntouched},
+              {{0, 3, 3, 2}, kUntouched},
+              {{INT32_MAX, INT32_MIN, 0, 1}, kUntouched},
+              {{0, 1, INT32_MAX, INT32_MIN}, kUntouched}};
+  for (const auto& row : rows) {
+    uint8_t out[64];
+    std::fill_n(out, sizeof out, kUntouched);
+    orb::set_error(ORB_E_DECODE);
+    EXPECT_EQ(image.get(row.wanted, out, ORB_REGION_PACKED, ORB_REGION_GREY8), ORB_E_DECODE);
+    EXPECT_EQ(out[0], row.byte) << row.wanted.left << " " << row.wanted.bottom;
+  }
+  EXPECT_TRUE(image.read.empty() && image.sought.empty());
+}
+
+TEST(Region, that_cannot_be_read_is_reported_with_the_formats_name) {
+  const Plugins none({});
+  const std::string text = std::string(ORB_find("mem")->name) + " " + kCannotHandle;
+  const ORB_WINDOW inside = {0, 3, 0, 1};
+  const struct {
+    const char* name;
+    ORB_WINDOW wanted;
+    uint32_t layout;
+    void (*spoil)(FakeImage& image);
+    uint8_t byte;  // the first of the buffer afterwards
+    size_t lines_read;
+  } rows[] = {
+      {"layout 0", inside, 0, [](FakeImage&) {}, kUntouched, 0},
+      {"layout 2", {-9, 3, 0, 1}, 2, [](FakeImage&) {}, kUntouched, 0},
+      {"layout 2, outside", {60, 63, 0, 1}, 2, [](FakeImage&) {}, kUntouched, 0},
+      {"layout 9", inside, 9, [](FakeImage&) {}, kUntouched, 0},
+      {"layout -1", inside, UINT32_MAX, [](FakeImage&) {}, kUntouched, 0},
+      {"no channels", {0, 3, -2, 1}, ORB_REGION_GREY8, [](FakeImage& i) { i.ifd().color.count = 0; }, 0, 0},
+      {"17 bits", inside, ORB_REGION_RGB8, [](FakeImage& i) { i.ifd().color.width = 17; }, kUntouched, 1},
+      {"32 bits", inside, ORB_REGION_RGBA16, [](FakeImage& i) { i.ifd().color.width = 32; }, kUntouched, 1},
+      {"a writer", inside, ORB_REGION_RGB8, [](FakeImage& i) { i.owner->mode = ORB_MODE_WRITE; }, kUntouched,
+       0},
+      {"no images", inside, ORB_REGION_RGB8, [](FakeImage& i) { i.owner->info.image_count = 0; }, kUntouched,
+       0},
+      {"window too small", inside, ORB_REGION_RGB8, [](FakeImage& i) { i.ifd().window.right = 2; },
+       kUntouched, 0},
+      {"a buffer beyond memory",
+       {INT32_MIN, INT32_MAX, INT32_MIN, INT32_MAX},
+       ORB_REGION_RGBA16,
+       [](FakeImage&) {},
+       kUntouched,
+       0},
+  };
+  for (const auto& row : rows) {
+    FakeImage image;
+    row.spoil(image);
+    std::vector<uint8_t> out(256, kUntouched);
+    ReportRecorder recorder;
+    orb::set_error(0);
+    EXPECT_EQ(image.get(row.wanted, out.data(), ORB_REGION_PACKED, row.layout), ORB_E_HANDLE) << row.name;
+    EXPECT_EQ(orb__err, ORB_E_HANDLE) << row.name;
+    EXPECT_EQ(recorder.texts(), text) << row.name;
+    EXPECT_EQ(out[0], row.byte) << row.name;
+    EXPECT_EQ(image.read.size(), row.lines_read) << row.name;
+  }
+}
+
+TEST(Region, without_a_handle_fails_in_silence) {
+  ReportRecorder recorder;
+  ORB_IMAGE* image = nullptr;
+  uint8_t out;
+  EXPECT_EQ(ORB_get_region(&image, 0, 0, 0, 0, &out, 1, ORB_REGION_GREY8), ORB_E_HANDLE);
+  EXPECT_EQ(ORB_get_region(nullptr, 0, 0, 0, 0, &out, 1, ORB_REGION_GREY8), ORB_E_HANDLE);
+  EXPECT_EQ(recorder.texts(), "");
+}
+
+TEST(Region, keeps_the_rows_before_one_that_cannot_be_read) {
+  FakeImage image;
+  image.failing_line = 2;
+  std::vector<uint8_t> out(4 * 10, kUntouched);
+  EXPECT_EQ(image.get({0, 9, 0, 3}, out.data(), ORB_REGION_PACKED, ORB_REGION_GREY8), ORB_E_DECODE);
+  EXPECT_EQ(image.read, std::vector<int32_t>({0, 1, 2}));
+  std::vector<uint8_t> expected = expected_region(image, {0, 9, 0, 3}, 10, kPixelForms[3]);
+  std::fill(expected.begin() + 20, expected.end(), kUntouched);
+  EXPECT_EQ(out, expected);
+}
+
+// ---- The driver's own reader ----
+
+struct Call {
+  void* data;
+  int32_t edges[4];
+  void* buffer;
+  uint32_t row_bytes;
+  uint32_t layout;
+} call;
+
+TEST(Region, of_a_driver_with_a_reader_is_the_drivers_affair) {
+  FakeImage image;
+  static int32_t error;
+  image.owner->region = [](void* data, int32_t left, int32_t right, int32_t bottom, int32_t top, void* buffer,
+                           int32_t row_bytes, int32_t layout) {
+    call = {data,
+            {left, right, bottom, top},
+            buffer,
+            static_cast<uint32_t>(row_bytes),
+            static_cast<uint32_t>(layout)};
+    orb::set_error(error);
+    return 99;
+  };
+  uint8_t out = kUntouched;
+  for (const int32_t code : {0, static_cast<int32_t>(ORB_E_READ)}) {
+    error = code;
+    EXPECT_EQ(image.get({90, -7, 60, INT32_MIN}, &out, 0xFFFFFFFF, 0x80000002), code);
+    EXPECT_EQ(call.data, image.owner->driver->data);
+    EXPECT_EQ(std::vector<int32_t>(call.edges, call.edges + 4),
+              std::vector<int32_t>({90, -7, 60, INT32_MIN}));
+    EXPECT_EQ(call.buffer, &out);
+    EXPECT_EQ(call.row_bytes, 0xFFFFFFFF);
+    EXPECT_EQ(call.layout, 0x80000002);
+  }
+  EXPECT_EQ(out, kUntouched);
+  EXPECT_TRUE(image.read.empty() && image.sought.empty());
+}
+
+TEST(RegionThreads, of_a_driver_with_a_reader_holds_the_handles_lock) {
+  FakeImage image;
+  static ORB_IMAGE* handle;
+  static std::atomic<bool> has_read;
+  static bool was_kept_out;
+  static std::thread other;
+  handle = image.owner.get();
+  image.owner->region = [](void*, int32_t, int32_t, int32_t, int32_t, void*, int32_t, int32_t) {
+    other = std::thread([] {
+      void** rows = nullptr;
+      ORB_scan_read(handle, 0, &rows);
+      has_read = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    was_kept_out = !has_read;
+    return 0;
+  };
+  uint8_t out;
+  orb::set_error(0);
+  EXPECT_EQ(image.get({0, 0, 0, 0}, &out, 1, ORB_REGION_GREY8), 0);
+  other.join();
+  EXPECT_TRUE(was_kept_out);
+  EXPECT_TRUE(has_read);
+}
+
+// ---- Sequential files ----
+
+// Rows 3 to 5 of a picture whose samples are its line numbers, columns 0 to 3.
+int32_t get_rows_3_to_5(ORB_IMAGE** image, std::vector<uint8_t>* out) {
+  out->assign(12, kUntouched);
+  return ORB_get_region(image, 0, 3, 3, 5, out->data(), ORB_REGION_PACKED, ORB_REGION_GREY8);
+}
+
+TEST(Region, of_a_file_read_too_far_is_read_from_a_new_handle) {
+  const Plugins plugins({"good"});
+  auto& opens = plugins[0].variable<int32_t>("testOpens");
+  auto& closes = plugins[0].variable<int32_t>("testCloses");
+  const std::vector<uint8_t> expected = {3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5};
+  std::vector<uint8_t> out;
+  for (const char* name : {"up_0_29.good", "down_0_29.good"}) {
+    Description wanted(name);
+    ORB_IMAGE* image = wanted.open("r");
+    const int32_t opens_before = opens - closes;
+    for (int round = 0; round < 3; ++round) {
+      EXPECT_EQ(get_rows_3_to_5(&image, &out), 0);
+      EXPECT_EQ(out, expected);
+    }
+    EXPECT_EQ(image->current_line, name[0] == 'u' ? 5 : 3);
+    EXPECT_EQ(image->info.read_option, 0);  // as the seek opens files again
+    EXPECT_EQ(opens - closes, opens_before);
+    ORB_close(image);
+  }
+}
+
+TEST(Region, of_a_file_that_is_gone_or_another_fails_with_the_handle_written_back) {
+  const Plugins plugins({"good"});
+  ReportRecorder recorder;
+  std::vector<uint8_t> out;
+  Description wanted("up_0_29.good");
+  ORB_IMAGE* image = wanted.open("r");
+  EXPECT_EQ(get_rows_3_to_5(&image, &out), 0);
+  image->info.handle[0] = 'x';  // now "xp_0_29.good", the same picture the other way round
+  EXPECT_EQ(get_rows_3_to_5(&image, &out), ORB_E_HANDLE);
+  EXPECT_EQ(recorder.texts(), std::string("picture of the tests ") + kCannotHandle);
+  ASSERT_NE(image, nullptr);
+  ORB_close(image);
+
+  image = wanted.open("r");
+  EXPECT_EQ(get_rows_3_to_5(&image, &out), 0);
+  image->info.handle[2] = 'x';  // none at all
+  EXPECT_EQ(get_rows_3_to_5(&image, &out), ORB_E_OPEN);
+  EXPECT_EQ(image, nullptr);
+  EXPECT_EQ(out, std::vector<uint8_t>(12, kUntouched));
+}
+
+}  // namespace
