@@ -4,6 +4,9 @@
 
 #include "orbbase/clr.h"
 #include "orbbase/core.h"
+#include "orbbase/formats/rla.h"
+#include "orbbase/naming.h"
+#include "orbbase/operators.h"
 #include "orbbase/response.h"
 #include "orbbase/str.h"
 #include "orbbase/support/err.h"

@@ -96,6 +96,15 @@ static void images(void) {
   ORB_info_free(info, 1);
 }
 
+/* The catalogue, the detection of a file's format, and frames, of which an image in memory has none. */
+static void formats(void) {
+  int32_t is_known = 0;
+  expect(ORB_hasWriteSupport(".pipe") == ORB_ACCESS_WRITE, "the catalogue knows what can be written");
+  expect(strcmp(ORB_get_file_type("families", NULL, &is_known), "__none_") == 0 && is_known == 1,
+         "no format knows a file that is not there");
+  expect(ORB_playback_stop(NULL, 0, 0, 0) == ORB_E_HANDLE, "playback needs a handle");
+}
+
 int main(void) {
   errors();
   strings();
@@ -104,6 +113,7 @@ int main(void) {
   expect(ORB_init(NULL, NULL) == 0 && ORB_find(".mem") != NULL,
          "the library starts with its built-in formats");
   images();
+  formats();
   expect(ORB_exit() == 0, "the library stops");
   return faults;
 }

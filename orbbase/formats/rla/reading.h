@@ -1,0 +1,31 @@
+// An RLA file open for reading: what its images share, and what each has. The driver block's slots point to the
+// images, which lie in one array.
+#pragma once
+
+#include "orbbase/formats/rla/input_window.h"
+#include "orbbase/formats/rla/layout.h"
+
+namespace orb::rla {
+
+struct Input {
+  std::FILE* stream;
+  InputWindow window;
+  uint64_t row_bytes;  // of all images' rows
+  int32_t image_count;
+};
+
+struct ReadImage {
+  Input* input;
+  Layout layout;
+  uint64_t most_block_bytes;
+  uint64_t table_position;
+  // Null before the first row is read.
+  uint8_t* table;  // the offset table as in the file
+  uint8_t* scratch;
+  void** rows;
+};
+
+// The installed scanline function.
+int32_t read_row(void* data, int32_t line, void* rows_out);
+
+}  // namespace orb::rla

@@ -1,0 +1,315 @@
+#include "orbbase/formats/rla/plane_coder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "orbbase/formats/rla/run_marks.h"
+
+namespace orb::rla {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+// ---- The slow oracle: the format's rules, byte by byte ----
+
+void put_run(uint8_t value, size_t count, Bytes& coded) {
+  for (; count > 0; count -= std::min<size_t>(count, 128)) {
+    coded.push_back(static_cast<uint8_t>(std::min<size_t>(count, 128) - 1));
+    coded.push_back(value);
+  }
+}
+
+void put_literal(const Bytes& plane, size_t begin, size_t end, Bytes& coded) {
+  while (begin < end) {
+    const size_t count = std::min<size_t>(end - begin, 128);
+    coded.push_back(static_cast<uint8_t>(256 - count));
+    coded.insert(coded.end(), plane.begin() + begin, plane.begin() + begin + count);
+    begin += count;
+  }
+}
+
+void encode_slowly(const Bytes& plane, Bytes& coded) {
+  if (plane.empty()) return;
+  size_t literal = 0;
+  size_t run = 0;
+  for (size_t i = 1; i < plane.size(); ++i) {
+    if (plane[i] == plane[run]) continue;
+    if (i - run >= 3) {
+      put_literal(plane, literal, run, coded);
+      put_run(plane[run], i - run, coded);
+      literal = i;
+    }
+    run = i;
+  }
+  if (plane.size() - run < 3) run = plane.size();
+  put_literal(plane, literal, run, coded);
+  if (run < plane.size()) put_run(plane[run], plane.size() - run, coded);
+}
+
+// Appends the decoded samples to plane until it has `count`.
+size_t decode_slowly(std::span<const uint8_t> coded, size_t count, Bytes& plane) {
+  size_t in = 0;
+  while (plane.size() < count) {
+    if (in == coded.size()) return kCannotDecode;
+    const int k = static_cast<int8_t>(coded[in++]);
+    const size_t bytes = k < 0 ? static_cast<size_t>(-k) : 1;
+    const size_t samples = k < 0 ? bytes : static_cast<size_t>(k) + 1;
+    if (bytes > coded.size() - in || samples > count - plane.size()) return kCannotDecode;
+    for (size_t i = 0; i < samples; ++i) plane.push_back(coded[in + (k < 0 ? i : 0)]);
+    in += bytes;
+  }
+  return in;
+}
+
+// One plane of samples, 0 the most significant.
+template <class Sample>
+Bytes plane_of(const std::vector<Sample>& samples, size_t plane) {
+  Bytes bytes;
+  for (const Sample sample : samples)
+    bytes.push_back(static_cast<uint8_t>(sample >> 8 * (sizeof(Sample) - 1 - plane)));
+  return bytes;
+}
+
+template <class Sample>
+Bytes encoded_slowly(const std::vector<Sample>& samples) {
+  Bytes coded;
+  for (size_t plane = 0; plane < sizeof(Sample); ++plane) encode_slowly(plane_of(samples, plane), coded);
+  return coded;
+}
+
+template <class Sample>
+size_t decode_slowly(const Bytes& coded, std::vector<Sample>& samples) {
+  std::vector<uint32_t> joined(samples.size());
+  size_t used = 0;
+  for (size_t plane = 0; plane < sizeof(Sample); ++plane) {
+    Bytes bytes;
+    const size_t more = decode_slowly(std::span(coded).subspan(used), samples.size(), bytes);
+    if (more == kCannotDecode) return kCannotDecode;
+    used += more;
+    for (size_t i = 0; i < bytes.size(); ++i) joined[i] = joined[i] << 8 | bytes[i];
+  }
+  std::transform(joined.begin(), joined.end(), samples.begin(),
+                 [](uint32_t s) { return static_cast<Sample>(s); });
+  return used;
+}
+
+// ---- The coder, in memory of exactly the sizes it asks for ----
+
+constexpr uint8_t kGuard = 0xA5;
+constexpr size_t kWatched = 64;  // guards after what may be written
+
+// Bytes whose neighbours are watched: by the address sanitizer, and by guards where there is none. They begin
+// `odd` bytes after an aligned address.
+class Guarded {
+ public:
+  Guarded(size_t size, size_t odd) : memory_(new uint8_t[odd + size]), odd_(odd), size_(size) {
+    std::fill_n(memory_.get(), odd + size, kGuard);
+  }
+  uint8_t* data() { return memory_.get() + odd_; }
+  std::span<uint8_t> first(size_t bytes) { return {data(), bytes}; }
+  // Whether nothing was written before the bytes, nor after the first `used` of them.
+  [[nodiscard]] bool is_whole(size_t used) const {
+    const auto is_guard = [](uint8_t byte) { return byte == kGuard; };
+    return std::all_of(memory_.get(), memory_.get() + odd_, is_guard) &&
+           std::all_of(memory_.get() + odd_ + used, memory_.get() + odd_ + size_, is_guard);
+  }
+
+ private:
+  std::unique_ptr<uint8_t[]> memory_;
+  size_t odd_;
+  size_t size_;
+};
+
+template <class Sample>
+Bytes encoded(const std::vector<Sample>& samples, size_t odd) {
+  Guarded coded(coded_bytes(samples.size(), sizeof(Sample)) + kWatched, odd);
+  const auto room = coded.first(coded_bytes(samples.size(), sizeof(Sample)));
+  size_t used = 0;
+  if constexpr (sizeof(Sample) == 1) {
+    Guarded plane(samples.size(), odd);
+    std::copy(samples.begin(), samples.end(), plane.data());
+    used = encode_plane(plane.first(samples.size()), room);
+  } else {
+    Guarded scratch(scratch_bytes(samples.size(), sizeof(Sample)), odd);
+    const auto exact = std::make_unique<Sample[]>(samples.size());
+    std::copy(samples.begin(), samples.end(), exact.get());
+    used = encode_planes(std::span<const Sample>(exact.get(), samples.size()), room,
+                         scratch.first(scratch_bytes(samples.size(), sizeof(Sample))));
+  }
+  EXPECT_TRUE(coded.is_whole(room.size()));
+  return {room.begin(), room.begin() + std::min(used, room.size())};
+}
+
+template <class Sample>
+size_t decode(const Bytes& coded_row, std::vector<Sample>& samples, size_t odd) {
+  Guarded coded(coded_row.size() + kCodedSlack, odd);
+  std::copy(coded_row.begin(), coded_row.end(), coded.data());
+  const std::span<const uint8_t> in = coded.first(coded_row.size());
+  if constexpr (sizeof(Sample) == 1) {
+    Guarded plane(samples.size() + kPlaneSlack + kWatched, odd);
+    const size_t used = decode_plane(in, plane.first(samples.size()));
+    EXPECT_TRUE(plane.is_whole(samples.size() + kPlaneSlack));
+    std::copy_n(plane.data(), samples.size(), samples.begin());
+    return used;
+  } else {
+    Guarded scratch(scratch_bytes(samples.size(), sizeof(Sample)) + kWatched, odd);
+    const auto exact = std::make_unique<Sample[]>(samples.size());
+    const size_t used = decode_planes(in, std::span<Sample>(exact.get(), samples.size()),
+                                      scratch.first(scratch_bytes(samples.size(), sizeof(Sample))));
+    EXPECT_TRUE(scratch.is_whole(scratch_bytes(samples.size(), sizeof(Sample))));
+    std::copy_n(exact.get(), samples.size(), samples.begin());
+    return used;
+  }
+}
+
+// ---- Rows ----
+
+// Runs up to longest_run samples of few or many values, between stretches that hardly repeat.
+struct Kind {
+  uint32_t values;
+  uint32_t longest_run;
+};
+constexpr Kind kKinds[] = {{2, 1}, {3, 3}, {256, 1}, {256, 4}, {256, 40}, {5, 200}, {256, 1000}};
+
+template <class Sample>
+std::vector<Sample> row_of(const Kind& kind, size_t count, std::mt19937& random) {
+  std::vector<Sample> row;
+  while (row.size() < count) {
+    const auto sample =
+        static_cast<Sample>(random() % kind.values * 0x01010101u ^ (random() % 3 == 0 ? 0x0100u : 0));
+    row.insert(row.end(), 1 + random() % kind.longest_run, sample);
+  }
+  row.resize(count);
+  return row;
+}
+
+std::vector<size_t> counts() {
+  std::vector<size_t> all;
+  for (size_t count = 0; count <= 330; ++count) all.push_back(count);
+  for (const size_t count : {4095, 4096, 4098, 4161, 8192, 8258, 20000}) all.push_back(count);
+  return all;
+}
+
+template <class Sample>
+class PlaneCoder : public testing::Test {};
+using Samples = testing::Types<uint8_t, uint16_t, uint32_t>;
+TYPED_TEST_SUITE(PlaneCoder, Samples);
+
+TYPED_TEST(PlaneCoder, encodes_by_the_rule_and_decodes_what_it_encoded_at_every_length) {
+  std::mt19937 random(1);
+  for (const size_t count : counts()) {
+    for (const Kind& kind : kKinds) {
+      const size_t odd = random() % 33;
+      const auto row = row_of<TypeParam>(kind, count, random);
+      const Bytes coded = encoded(row, odd);
+      ASSERT_EQ(coded, encoded_slowly(row)) << count << " samples of " << kind.values << " values";
+      std::vector<TypeParam> decoded(count);
+      ASSERT_EQ(decode(coded, decoded, odd), coded.size());
+      ASSERT_EQ(decoded, row);
+    }
+  }
+}
+
+TYPED_TEST(PlaneCoder, judges_damaged_bytes_as_a_byte_loop_does) {
+  std::mt19937 random(2);
+  size_t refused = 0;
+  size_t accepted = 0;
+  for (int round = 0; round < 6000; ++round) {
+    const size_t count = random() % 700;
+    Bytes coded = encoded_slowly(row_of<TypeParam>(kKinds[random() % std::size(kKinds)], count, random));
+    if (round % 3 != 0) coded.resize(coded.size() + random() % 300, static_cast<uint8_t>(random()));
+    if (round % 3 != 1) coded.resize(random() % (coded.size() + 1));
+    for (size_t damage = random() % 4; damage > 0 && !coded.empty(); --damage) {
+      coded[random() % coded.size()] = static_cast<uint8_t>(random());
+    }
+    std::vector<TypeParam> decoded(count);
+    std::vector<TypeParam> wanted(count);
+    const size_t used = decode_slowly(coded, wanted);
+    ASSERT_EQ(decode(coded, decoded, random() % 17), used) << round;
+    if (used == kCannotDecode) decoded = wanted;  // whatever they hold
+    ASSERT_EQ(decoded, wanted) << round;
+    ++(used == kCannotDecode ? refused : accepted);
+  }
+  EXPECT_GT(refused, 1000u);
+  EXPECT_GT(accepted, 500u);
+}
+
+// Any sequence of tokens is legal, also ones that the encoder does not make.
+TYPED_TEST(PlaneCoder, decodes_tokens_of_every_count_in_any_order) {
+  std::mt19937 random(3);
+  for (int round = 0; round < 2000; ++round) {
+    const size_t count = 1 + random() % 600;
+    Bytes coded;
+    for (size_t plane = 0; plane < sizeof(TypeParam); ++plane) {
+      for (size_t left = count; left > 0;) {
+        const size_t samples = 1 + random() % std::min<size_t>(left, round % 2 ? 128 : 3);
+        const bool is_run = random() % 4 < static_cast<uint32_t>(round % 5);
+        coded.push_back(static_cast<uint8_t>(is_run ? samples - 1 : 256 - samples));
+        for (size_t i = 0; i < (is_run ? 1 : samples); ++i) coded.push_back(static_cast<uint8_t>(random()));
+        left -= samples;
+      }
+    }
+    std::vector<TypeParam> decoded(count);
+    std::vector<TypeParam> wanted(count);
+    ASSERT_EQ(decode_slowly(coded, wanted), coded.size());
+    ASSERT_EQ(decode(coded, decoded, random() % 17), coded.size());
+    ASSERT_EQ(decoded, wanted) << round;
+  }
+}
+
+Bytes repeated(size_t count, uint8_t value) { return Bytes(count, value); }
+Bytes operator+(Bytes left, const Bytes& right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+Bytes counting(size_t count) {
+  Bytes bytes;
+  for (size_t i = 0; i < count; ++i) bytes.push_back(static_cast<uint8_t>(i));
+  return bytes;
+}
+
+// By hand, for the oracle as much as for the coder.
+TEST(EncodePlane, makes_runs_of_three_or_more_and_cuts_tokens_after_128) {
+  const struct {
+    const char* what;
+    Bytes plane;
+    Bytes coded;
+  } rows[] = {
+      {"nothing", {}, {}},
+      {"one sample", {7}, {0xFF, 7}},
+      {"two equal ones alone", {7, 7}, {0xFE, 7, 7}},
+      {"two equal ones inside", {1, 7, 7, 2}, {0xFC, 1, 7, 7, 2}},
+      {"three equal ones", {1, 7, 7, 7, 2}, {0xFF, 1, 2, 7, 0xFF, 2}},
+      {"runs side by side", {7, 7, 7, 8, 8, 8}, {2, 7, 2, 8}},
+      {"two equal ones between runs", {7, 7, 7, 9, 9, 8, 8, 8}, {2, 7, 0xFE, 9, 9, 2, 8}},
+      {"a run of 128", repeated(128, 7), {0x7F, 7}},
+      {"a run of 129", repeated(129, 7), {0x7F, 7, 0, 7}},
+      {"a run of 300", repeated(300, 7), {0x7F, 7, 0x7F, 7, 0x2B, 7}},
+      {"a literal of 128", counting(128), Bytes{0x80} + counting(128)},
+      {"a literal of 129", counting(129), Bytes{0x80} + counting(128) + Bytes{0xFF, 128}},
+      {"a literal and a last pair", counting(127) + repeated(2, 9),
+       Bytes{0x80} + counting(127) + Bytes{9, 0xFF, 9}},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(encoded(row.plane, 0), row.coded) << row.what;
+    EXPECT_EQ(encoded_slowly(row.plane), row.coded) << row.what;
+  }
+}
+
+#if defined(__SSE2__)
+TEST(RunMarks, are_the_same_in_the_portable_and_the_vector_form) {
+  std::mt19937 random(4);
+  for (int round = 0; round < 20000; ++round) {
+    const Bytes samples = row_of<uint8_t>(kKinds[round % std::size(kKinds)], kMarkingReads, random);
+    ASSERT_EQ(Sse2Marks::word(samples.data()), PortableMarks::word(samples.data())) << round;
+  }
+}
+#endif
+
+}  // namespace
+}  // namespace orb::rla

@@ -1,0 +1,120 @@
+// What only such systems have: full devices, limits on files, FIFOs.
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+
+#include "orbbase/formats/rla.h"
+#include "tests/core/picture.h"
+#include "tests/formats/rla/rla_test.h"
+
+namespace orb::testing {
+namespace {
+
+// Files cannot grow beyond this for the length of a block.
+class FileLimit {
+ public:
+  explicit FileLimit(rlim_t bytes) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit = {bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
+  FileLimit(const FileLimit&) = delete;
+  FileLimit& operator=(const FileLimit&) = delete;
+
+ private:
+  rlimit before_ = {};
+};
+
+TEST_F(Rla, a_failed_open_removes_only_a_file_that_it_made) {
+  ReportRecorder recorder;
+  Picture picture("/dev/full", "rla");
+  ORB_INFO info = picture.info();
+  info.open_option = 1;
+  EXPECT_EQ(ORB_open(&info, "w"), nullptr);
+  EXPECT_EQ(orb__err, -20);
+  EXPECT_EQ(recorder.texts(), "Cannot write to /dev/full; No space left on device");
+  EXPECT_TRUE(exists("/dev/full"));
+  put_file("old.rla", Bytes(5));
+  const FileLimit limit(100);
+  EXPECT_EQ(write_whole(Picture("old.rla")), -20);
+  EXPECT_TRUE(exists("old.rla"));
+  EXPECT_EQ(write_whole(Picture("new.rla")), -20);
+  EXPECT_FALSE(exists("new.rla"));
+}
+
+TEST_F(Rla, a_writer_on_nothing_opens_and_closes) {
+  Picture picture("/dev/null", "rla");
+  ORB_INFO info = picture.images(2).info();
+  info.open_option = 1;
+  Image image(ORB_open(&info, "w"));
+  ASSERT_TRUE(image);
+  EXPECT_EQ(ORB_close(image.release()), 0);
+  struct stat status = {};
+  ASSERT_EQ(stat("/dev/null", &status), 0);
+  EXPECT_TRUE(S_ISCHR(status.st_mode));
+}
+
+TEST_F(Rla, a_disk_that_fills_up_is_told_once_and_by_the_close) {
+  // Small limits fail at the close, the others in a row.
+  for (const rlim_t bytes : {2000, 100000, 300000, 700000}) {
+    const Picture picture = Picture("full.rla").window({0, 999, 0, 299}).images(2);
+    ORB_INFO info = picture.info();
+    ReportRecorder recorder;
+    Image image(ORB_open(&info, "w"));
+    ASSERT_TRUE(image);
+    int32_t code = 0;
+    const FileLimit limit(bytes);
+    for (int32_t line = 0; line < 300; ++line) {
+      code = write_line(image.get(), picture, line);
+      if (code != 0) break;
+    }
+    EXPECT_EQ(code, -20);
+    EXPECT_EQ(write_line(image.get(), picture, 0, 1), -20) << "not written behind a gap";
+    EXPECT_EQ(ORB_close(image.release()), -20);
+    EXPECT_EQ(orb__err, -20);
+    EXPECT_EQ(recorder.reports.size(), 1U) << bytes << recorder.texts();
+    const Image reader = open_file("full.rla");
+    ASSERT_TRUE(reader) << bytes;
+    EXPECT_EQ(reader->info.image_count, 1);
+    if (bytes < 100000) continue;
+    EXPECT_EQ(compare_line(reader.get(), picture, 0), "") << "what was written is there";
+  }
+}
+
+TEST_F(Rla, a_failure_of_the_close_alone_is_its_result) {
+  const Picture picture("late.rla");
+  ORB_INFO info = picture.info();
+  Image image(ORB_open(&info, "w"));
+  ASSERT_TRUE(image);
+  ReportRecorder recorder;
+  for (int32_t line = 0; line < 5; ++line) ASSERT_EQ(write_line(image.get(), picture, line), 0);
+  const FileLimit limit(765);
+  EXPECT_EQ(ORB_close(image.release()), -20);
+  EXPECT_EQ(recorder.texts(), "Cannot write to late.rla; File too large");
+}
+
+TEST_F(Rla, neither_a_fifo_nor_a_folder_nor_nothing_is_an_rla_file) {
+  ASSERT_EQ(mkfifo("fifo", 0600), 0);
+  ASSERT_EQ(mkdir("folder", 0700), 0);
+  for (const char* name : {"fifo", "folder", "missing"}) EXPECT_EQ(ORB_rla_is_file(name, nullptr), 0) << name;
+  EXPECT_EQ(ORB_rla_is_file(nullptr, nullptr), 0);
+  ReportRecorder recorder;
+  EXPECT_FALSE(open_file("folder"));
+  EXPECT_EQ(orb__err, -5);
+  EXPECT_EQ(recorder.texts(), "Cannot open file folder; Is a directory");
+}
+
+TEST_F(Rla, standard_input_is_never_read) {
+  for (int i = 0; i < 2; ++i) {
+    ReportRecorder recorder;
+    EXPECT_FALSE(open_file("/dev/stdin"));
+    EXPECT_EQ(orb__err, -8);
+    EXPECT_EQ(recorder.reports.size(), 1U);
+  }
+}
+
+}  // namespace
+}  // namespace orb::testing

@@ -1,0 +1,63 @@
+// What the tests of the RLA driver share: the format's own modules, registered, and files opened through them.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "tests/formats/rla/rla_file.h"
+#include "tests/support/image_owner.h"
+#include "tests/support/plugins.h"
+#include "tests/support/report_recorder.h"
+
+namespace orb::testing {
+
+class Rla : public ::testing::Test {
+ protected:
+  Plugins plugins_{"rla_format", "rlb_format"};
+};
+
+inline void put_file(const std::string& name, const Bytes& bytes) {
+  std::FILE* file = std::fopen(name.c_str(), "wb");
+  ASSERT_NE(file, nullptr);
+  if (!bytes.empty()) {
+    ASSERT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file), bytes.size());
+  }
+  ASSERT_EQ(std::fclose(file), 0);
+}
+
+inline Bytes get_file(const std::string& name) {
+  Bytes bytes;
+  std::FILE* file = std::fopen(name.c_str(), "rb");
+  if (!file) return bytes;
+  for (int c; (c = std::fgetc(file)) != EOF;) bytes.push_back(static_cast<uint8_t>(c));
+  std::fclose(file);
+  return bytes;
+}
+
+inline bool exists(const std::string& name) {
+  std::FILE* file = std::fopen(name.c_str(), "rb");
+  if (file) std::fclose(file);
+  return file != nullptr;
+}
+
+inline Image open_file(const std::string& name, const char* key = "rla") {
+  ORB_INFO info;
+  ORB_info_init(&info);
+  info.key = const_cast<char*>(key);
+  info.handle = const_cast<char*>(name.c_str());
+  info.open_option = 1;
+  return Image(ORB_open(&info, "r"));
+}
+
+inline Image open_bytes(const Bytes& bytes) {
+  put_file("bytes.rla", bytes);
+  return open_file("bytes.rla");
+}
+
+// Reads a row of one of a file's images.
+inline int32_t read_row_of(ORB_IMAGE& image, size_t index, int32_t line, void*** rows_out) {
+  return image.scan(image.driver[index].data, line, rows_out);
+}
+
+}  // namespace orb::testing
