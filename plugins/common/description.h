@@ -1,0 +1,40 @@
+// The description of a handle, for formats that say little beside the samples.
+#pragma once
+
+#include <cstdint>
+
+#include "memory.h"
+#include "orbbase/core.h"
+
+namespace orb::plugin {
+
+inline int64_t width_of(const ORB_WINDOW& window) {
+  return static_cast<int64_t>(window.right) - window.left + 1;
+}
+inline int64_t height_of(const ORB_WINDOW& window) {
+  return static_cast<int64_t>(window.top) - window.bottom + 1;
+}
+
+// Gives a handle opened for reading its descriptors, and marks everything as not declared by the file. False,
+// with orb__err -10, when memory ran out.
+[[nodiscard]] bool make_descriptors(ORB_IMAGE& image, int32_t count);
+
+// A picture of this size at 0, 0, whose rows are stored from the top down.
+void describe_size(ORB_IFD& ifd, int32_t width, int32_t height);
+
+// What a format keeps of a description beside size and channels.
+enum Kept : uint32_t { kKeepsNothing = 0, kKeepsDescription = 1, kKeepsPixelAspect = 2 };
+
+// Takes out of the description of a handle opened for writing, of one image, all that the format does not
+// keep: the window moves to 0, 0, the rows come from the top down, and no text, name or number is left but for
+// those kept. A description that says nothing, and a pixel aspect that is not declared, are not there either.
+void keep_only(ORB_INFO& info, uint32_t kept);
+
+// Drops what keep_only left, when it turns out that the file cannot hold it.
+void drop_description(ORB_INFO& info);
+void drop_pixel_aspect(ORB_INFO& info);
+
+// Reports "closed when 3 of 7 scanlines were written" for the file. Returns -20, and orb__err is that too.
+int32_t report_missing_rows(const char* path, int64_t height, int64_t missing);
+
+}  // namespace orb::plugin

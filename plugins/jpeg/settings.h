@@ -1,0 +1,26 @@
+// What an application may choose of the JPEG format: the capability table that the library shows it, and its
+// settings list read back.
+#pragma once
+
+#include <cstdint>
+
+#include "orbbase/core.h"
+
+namespace orb::jpeg {
+
+enum class Subsampling : int32_t { none = 0, across = 1, both = 2 };
+
+struct Settings {
+  int quality = 90;
+  bool has_quality = false;  // chosen by the application, who so asks for samples that are changed
+  Subsampling subsampling = Subsampling::none;
+};
+
+// Reads the handle's settings list. A code that this format does not know is reported as a WARNING and passed
+// over; a known one with a value out of its range is refused: false, reported, orb__err -16.
+[[nodiscard]] bool read_settings(const ORB_INFO& info, Settings* out);
+
+// The body of imageCapability. The table lives as long as the module; the library completes it at start-up.
+void capabilities(ORB_CAPABILITY** table_out, int32_t* count_out);
+
+}  // namespace orb::jpeg

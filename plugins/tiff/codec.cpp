@@ -1,0 +1,165 @@
+#include "codec.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "orbbase/driver.h"
+
+namespace orb::tiff {
+namespace {
+
+constexpr int kHandled = 1;  // no other handler is asked
+
+// What a terminal might take for a command is masked: texts of the file may be quoted.
+void mask_controls(char* text) {
+  for (; *text; ++text) {
+    const auto byte = static_cast<unsigned char>(*text);
+    if (byte < 0x20 || byte == 0x7F) *text = '?';
+  }
+}
+
+void place_remark(const Codec& codec, const char* text, char (&out)[320]) {
+  if (codec.page > 0) {
+    std::snprintf(out, sizeof out, "page %d: %s", codec.page, text);
+  } else {
+    std::snprintf(out, sizeof out, "%s", text);
+  }
+}
+
+void remark(Codec& codec, const char* text, void (*report)(plugin::Stream&, const char*)) {
+  if (codec.is_muted) return;
+  char placed[320];
+  place_remark(codec, text, placed);
+  report(codec.file.stream, placed);
+}
+
+__attribute__((format(printf, 4, 0))) int on_error(TIFF*, void* user_data, const char*, const char* format,
+                                                   va_list arguments) {
+  Codec& codec = *static_cast<Codec*>(user_data);
+  if (codec.message[0] != '\0') return kHandled;
+  codec.is_over_limit = std::strstr(format, "limit defined in open options") != nullptr;
+  std::vsnprintf(codec.message, sizeof codec.message, format, arguments);
+  mask_controls(codec.message);
+  return kHandled;
+}
+
+__attribute__((format(printf, 4, 0))) int on_warning(TIFF*, void* user_data, const char*, const char* format,
+                                                     va_list arguments) {
+  Codec& codec = *static_cast<Codec*>(user_data);
+  // Tags without a name are remarked on by those who look through the tags.
+  if (std::strncmp(format, "Unknown field with tag", 22) == 0) return kHandled;
+  char text[256];
+  std::vsnprintf(text, sizeof text, format, arguments);
+  mask_controls(text);
+  warn(codec, text);
+  return kHandled;
+}
+
+// ---- The file, as the codec library sees it ----
+
+Codec& codec_of(thandle_t handle) { return *static_cast<Codec*>(handle); }
+
+tmsize_t on_read(thandle_t handle, void* out, tmsize_t size_bytes) {
+  File& file = codec_of(handle).file;
+  if (size_bytes < 0) return 0;
+  // Never below 0: the codec library would clear its buffer from there on.
+  const uint64_t got = read_some(file, file.position, out, static_cast<uint64_t>(size_bytes));
+  file.position += got;
+  return static_cast<tmsize_t>(got);
+}
+
+tmsize_t on_write(thandle_t handle, void* bytes, tmsize_t size_bytes) {
+  File& file = codec_of(handle).file;
+  if (size_bytes < 0 || !write_at(file, file.position, bytes, static_cast<uint64_t>(size_bytes))) return -1;
+  file.position += static_cast<uint64_t>(size_bytes);
+  return size_bytes;
+}
+
+toff_t on_size(thandle_t handle) { return end_of(codec_of(handle).file); }
+
+toff_t on_seek(thandle_t handle, toff_t offset, int whence) {
+  File& file = codec_of(handle).file;
+  const uint64_t base = whence == SEEK_CUR ? file.position : whence == SEEK_END ? on_size(handle) : 0;
+  return file.position = base + offset;
+}
+
+int on_close(thandle_t) { return 0; }
+
+bool start(Codec& codec, const char* mode) {
+  forget_errors(codec);
+  TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
+  if (!options) return false;
+  const uint64_t limit = ORB_limit(ORB_LIMIT_BUFFER, 0);
+  TIFFOpenOptionsSetMaxSingleMemAlloc(options, static_cast<tmsize_t>(limit < INT64_MAX ? limit : INT64_MAX));
+  TIFFOpenOptionsSetErrorHandlerExtR(options, on_error, &codec);
+  TIFFOpenOptionsSetWarningHandlerExtR(options, on_warning, &codec);
+  // Not mapped into memory: a file that is cut meanwhile would end the process.
+  codec.tiff = TIFFClientOpenExt(codec.file.stream.path, mode, &codec, on_read, on_write, on_seek, on_close,
+                                 on_size, nullptr, nullptr, options);
+  TIFFOpenOptionsFree(options);
+  return codec.tiff != nullptr;
+}
+
+int32_t failure_code(const Codec& codec) {
+  if (codec.is_over_limit || codec.is_out_of_memory) return ORB_E_MEMORY;
+  if (codec.is_writer) return ORB_E_WRITE;
+  return codec.file.io_error != 0 || codec.file.is_cut ? ORB_E_READ : ORB_E_DECODE;
+}
+
+const char* failure_text(const Codec& codec) {
+  if (codec.file.io_error != 0) return std::strerror(codec.file.io_error);
+  if (codec.file.is_cut) return "the file ends too early";
+  return codec.message[0] != '\0' ? codec.message : "unknown error";
+}
+
+}  // namespace
+
+bool start_reading(Codec& codec) { return start(codec, "rhm"); }
+
+bool start_writing(Codec& codec, bool is_big) {
+  codec.is_writer = true;
+  return start(codec, is_big ? "w8m" : "w4m");
+}
+
+void end_codec(Codec& codec) {
+  if (codec.tiff) TIFFCleanup(codec.tiff);
+  codec.tiff = nullptr;
+}
+
+void forget_errors(Codec& codec) {
+  codec.message[0] = '\0';
+  codec.is_over_limit = codec.is_out_of_memory = false;
+  codec.file.is_cut = false;
+  if (!codec.is_writer) codec.file.io_error = 0;
+}
+
+bool has_error(const Codec& codec) {
+  return codec.message[0] != '\0' || codec.is_out_of_memory || codec.file.is_cut || codec.file.io_error != 0;
+}
+
+int32_t report_failure(const Codec& codec, int64_t line) {
+  if (codec.is_out_of_memory) return fail(ORB_E_MEMORY);
+  char placed[320];
+  char text[384];
+  place_remark(codec, failure_text(codec), placed);
+  if (line == kNoLine) {
+    std::snprintf(text, sizeof text, "%s", placed);
+  } else {
+    std::snprintf(text, sizeof text, "scanline %lld: %s", static_cast<long long>(line), placed);
+  }
+  orb__report(codec.is_writer ? ORB_MSG_CANNOT_WRITE : ORB_MSG_READ_PROBLEM, codec.file.stream.path, text);
+  return fail(failure_code(codec));
+}
+
+bool refuse_page(const Codec& codec, const char* reason) {
+  char placed[320];
+  place_remark(codec, reason, placed);
+  orb__report(ORB_MSG_READ_PROBLEM, codec.file.stream.path, placed);
+  return fail(ORB_E_HANDLE) == 0;
+}
+
+void note(Codec& codec, const char* text) { remark(codec, text, plugin::note); }
+void warn(Codec& codec, const char* text) { remark(codec, text, plugin::warn); }
+
+}  // namespace orb::tiff

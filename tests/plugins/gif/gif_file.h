@@ -1,0 +1,53 @@
+// GIF files made byte by byte, and what a reader gives shown as letters.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tests/plugins/common/formats.h"
+
+namespace orb::testing {
+
+// A picture of the tests: rows from the top, with "/" between them, a letter a pixel. Letter "a" is index 0.
+struct DrawnFrame {
+  int left = 0;
+  int top = 0;
+  std::string picture;
+  int disposal = 0;
+  char transparent = 0;  // a letter
+  int delay = 0;
+  std::string palette = {};  // of its own
+  bool is_interlaced = false;
+};
+
+struct GifFile {
+  int width;
+  int height;
+  std::vector<DrawnFrame> frames;
+  // Red, green, blue of each letter; a power of two of them.
+  std::string palette = std::string("\x00\x00\x00\xFF\x00\x00\x00\xFF\x00\x00\x00\xFF", 12);
+  std::string extensions = {};  // between header and frames
+  int aspect = 0;
+
+  [[nodiscard]] std::string bytes() const;
+};
+
+// A block of an extension with its end.
+std::string comment(const std::string& text);
+std::string repeats(int count);
+
+class GifTest : public FormatTest {
+ protected:
+  GifTest() : FormatTest({GIF_MODULE}) {}
+  ~GifTest() override { ORB_multiframe_set(0, 0); }  // the idle files go before the library ends
+};
+
+enum class Ask { colours, indices };
+Image open_gif(const std::string& path, Ask ask = Ask::colours);
+Image open_gif(const GifFile& file, Ask ask = Ask::colours);
+
+// The current frame as letters of the palette; "." is a pixel without coverage, "?" one of no colour of the
+// palette. "" when it cannot be read.
+std::string shown(ORB_IMAGE* image, const std::string& palette = GifFile{}.palette);
+
+}  // namespace orb::testing
