@@ -4,27 +4,43 @@
 //   const orb::bench::Pairs pairs({
 //       {"STR_hash, names", hash_ours, "multiply-add loop", hash_plain, 2.0},
 //   });
+//
+// Rows with the same name share their own side, which is then timed once: one job against several peers.
 #pragma once
 
 #include <benchmark/benchmark.h>
 
-#include <initializer_list>
+#include <functional>
+#include <limits>
+#include <string>
+#include <vector>
 
 namespace orb::bench {
 
-using Side = void (*)(benchmark::State&);
+using Side = std::function<void(benchmark::State&)>;
+
+constexpr double kNoGoal = std::numeric_limits<double>::infinity();
 
 struct Pair {
-  const char* name;       // what is measured, and on what data
+  std::string name;       // what is measured, and on what data
   Side ours;              // does the job once an iteration
-  const char* peer_name;  // who else does it
+  std::string peer_name;  // who else does it
   Side peer;              // does the same job once an iteration
-  double goal;            // the most that time of ours / time of the peer may be
+  double goal;            // the most that time of ours / time of the peer should be; kNoGoal: for comparison
+  double floor = 0;       // over this the row fails; 0: over the goal
+  std::string mean = {};  // the Mean that the row counts in, if any
 };
 
-// Adds rows to the table of the program. At file scope; the texts must live as long as the program.
+// One more line of the table: the geometric mean of the ratios of its rows.
+struct Mean {
+  std::string name;
+  double goal;
+  double floor = 0;
+};
+
+// Adds rows to the table of the program. At file scope.
 struct Pairs {
-  Pairs(std::initializer_list<Pair> rows);
+  explicit Pairs(std::vector<Pair> rows, std::vector<Mean> means = {});
 };
 
 }  // namespace orb::bench
