@@ -90,6 +90,37 @@ TEST(Info, a_file_without_an_ending_is_known_by_its_content) {
   EXPECT_EQ(orb(folder, {"info", "noise"}).status, 4);
 }
 
+TEST(Info, warns_of_a_name_that_the_content_contradicts_and_goes_by_the_name) {
+  const Folder folder;
+  const std::string png = bytes_of(sample("chelsea.png"));
+  PipeFile().write(folder.path("a.pipe"));
+  const struct {
+    const char* file;
+    std::string bytes;
+    std::vector<std::string> options;
+    int status;
+    std::string warning;
+  } rows[] = {{"picture.pipe", png, {}, 4, "the name says pipe, but the content says png; "},
+              {"stream.png",
+               bytes_of(folder.path("a.pipe")),
+               {},
+               4,
+               "the name says png, but the content says pipe; "},
+              {"stream.png", bytes_of(folder.path("a.pipe")), {"--from", "pipe"}, 0, ""},
+              {"picture.png", png, {}, 0, ""},
+              {"noise.png", "noise", {}, 4, ""}};
+  for (const auto& row : rows) {
+    put_bytes(folder.path(row.file), row.bytes);
+    std::vector<std::string> arguments = {"info", row.file};
+    arguments.insert(arguments.end(), row.options.begin(), row.options.end());
+    const Outcome run = orb(folder, arguments);
+    EXPECT_EQ(run.status, row.status) << run.err;
+    const std::string warning = std::string("orb: warning: ") + row.file + ": " + row.warning;
+    EXPECT_EQ(run.err.find("the name says") == std::string::npos, row.warning.empty()) << run.err;
+    EXPECT_TRUE(row.warning.empty() || run.err.find(warning) == 0) << run.err;
+  }
+}
+
 TEST(Info, a_limit_names_the_option_that_raises_it_and_trying_again_is_not_advised) {
   const Folder folder;
   const Outcome run = orb(folder, {"info", "--limit", "buffer=1K", sample("chelsea.png")});

@@ -100,6 +100,10 @@ void PipeFile::write(const std::string& path) const {
   for (int32_t i = 0; i < rows_count; ++i) {
     const int32_t above_bottom = (image.orientation & ORB_BOTTOM_UP) != 0 ? i : rows_count - 1 - i;
     for (int32_t c = 0; c < channels; ++c) {
+      if (fill) {
+        fill(rows[c], above_bottom, c);
+        continue;
+      }
       // The first byte of each sample is enough for groups of more than 8 bits.
       const int32_t step = image.index.count > 0 ? 2 : 1;
       for (int32_t x = 0; x < columns; ++x)

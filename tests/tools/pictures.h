@@ -31,6 +31,8 @@ struct PipeFile {
   int32_t width = 7;
   int32_t height = 5;
   std::function<void(ORB_INFO& info, ORB_IFD& image)> change = [](ORB_INFO&, ORB_IFD&) {};
+  // Puts other samples into a row than those; bytes of 0 before.
+  std::function<void(void* samples, int32_t above_bottom, int32_t channel)> fill = nullptr;
   void write(const std::string& path) const;
 };
 

@@ -1,8 +1,11 @@
 // The description that a conversion wants, compared aspect by aspect with what a writer would store.
 #include "description.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstring>
+#include <ctime>
+#include <optional>
 #include <type_traits>
 
 #include "exit_codes.h"
@@ -135,6 +138,38 @@ bool is_same_pixel_aspect(const ORB_INFO& a, const ORB_INFO& b) {
          is_near(first(a).pixel_aspect, first(b).pixel_aspect);
 }
 
+// A number that is read back as the same one is kept, whether the file declares it or the library assumes it.
+bool is_same_frame_number(const ORB_INFO& a, const ORB_INFO& b) { return a.frame_number == b.frame_number; }
+
+// The moment of a date in one of the library's own forms: seconds since 1970 in braces, or local time as "%c" has it.
+std::optional<int64_t> moment_of(const char* text) {
+  int64_t seconds = 0;
+  if (*text == '{') {
+    const auto result = std::from_chars(text + 1, text + std::strlen(text), seconds);
+    return result.ec == std::errc() ? std::optional(seconds) : std::nullopt;
+  }
+  std::tm local = {};
+  local.tm_isdst = -1;
+  const char* const end = strptime(text, "%c", &local);
+  if (end == nullptr || *end != '\0') return std::nullopt;
+  const std::time_t moment = std::mktime(&local);
+  char shown[64];
+  const bool comes_back = localtime_r(&moment, &local) != nullptr &&
+                          std::strftime(shown, sizeof shown, "%c", &local) > 0 &&
+                          std::strcmp(shown, text) == 0;
+  return comes_back ? std::optional<int64_t>(moment) : std::nullopt;
+}
+
+bool is_same_date(const ORB_INFO& a, const ORB_INFO& b) {
+  const std::string before = text_or_none(a.text7);
+  const std::string after = text_or_none(b.text7);
+  const std::optional<int64_t> moment = moment_of(before.c_str());
+  return before == after || (moment && moment == moment_of(after.c_str()));
+}
+
+// A writer that measures its own time puts that there.
+bool has_elapsed(const ORB_INFO&, const ORB_INFO& stored) { return !text_or_none(stored.text8).empty(); }
+
 bool is_same_frame_rate(const ORB_INFO& a, const ORB_INFO& b) {
   return ((a.word_e ^ b.word_e) & ORB_ASSUMED_FRAME_RATE) == 0 && is_near(a.frame_rate, b.frame_rate);
 }
@@ -241,7 +276,8 @@ constexpr Aspect kAspects[] = {
     {"primaries", "", "primaries", show_primaries, is_same_primaries, drop_primaries, false},
     {"pixel-aspect", "", "pixel aspect", show_pixel_aspect, is_same_pixel_aspect, drop_pixel_aspect, false},
     {"frame-rate", "frame", "frame rate", show_frame_rate, is_same_frame_rate, drop_frame_rate, false},
-    {"frame-number", "frame", "frame number", show_frame_number, nullptr, drop_frame_number, false},
+    {"frame-number", "frame", "frame number", show_frame_number, is_same_frame_number, drop_frame_number,
+     false},
     {"frame-count", "frame", "number of frames", show_number<&ORB_INFO::frame_count, 0>, nullptr,
      drop_number<&ORB_INFO::frame_count, 0>, false},
     {"field-value", "frame", "field value", show_number<&ORB_INFO::field_value, 0>, nullptr,
@@ -258,10 +294,10 @@ constexpr Aspect kAspects[] = {
      false},
     {"host", "texts", "host name", show_text<&ORB_INFO::text5>, nullptr, drop_text<&ORB_INFO::text5>, false},
     {"user", "texts", "user name", show_text<&ORB_INFO::text6>, nullptr, drop_text<&ORB_INFO::text6>, false},
-    {"date", "texts", "creation date", show_text<&ORB_INFO::text7>, nullptr, drop_text<&ORB_INFO::text7>,
+    {"date", "texts", "creation date", show_text<&ORB_INFO::text7>, is_same_date, drop_text<&ORB_INFO::text7>,
      false},
-    {"elapsed", "texts", "elapsed time", show_text<&ORB_INFO::text8>, nullptr, drop_text<&ORB_INFO::text8>,
-     false},
+    {"elapsed", "texts", "elapsed time", show_text<&ORB_INFO::text8>, has_elapsed,
+     drop_text<&ORB_INFO::text8>, false},
     {"filter", "texts", "filter name", show_text<&ORB_INFO::text9>, nullptr, drop_text<&ORB_INFO::text9>,
      false},
     {"color-name", "names", "name of the colour group", show_group_name<&ORB_IFD::color>, nullptr,
@@ -281,6 +317,10 @@ constexpr Aspect kAspects[] = {
     {"driver-words", "", "words for the driver", show_words, nullptr, drop_words, false},
 };
 
+// What a format without exact samples loses, as long as no setting of its own has asked for it.
+const Loss kLossySamples = {"samples", "samples: they are not kept exactly", true,
+                            "--allow-lossy, or --set with the format's own quality"};
+
 Loss describe(const Aspect& aspect, const std::string& wanted, const std::string& stored) {
   std::string text = std::string(aspect.what) + ": " + wanted;
   text += stored.empty() || stored == wanted ? " is not kept" : " becomes " + stored;
@@ -296,6 +336,7 @@ Description::Description(const ORB_IMAGE& source) : info_(source.info), image_(s
   info_.extension = nullptr;
   info_.write_option = 0;
   info_.reserved_a = 0;
+  info_.word_e &= ~static_cast<uint64_t>(ORB_LOSSY_SAMPLES);
   if (info_.job_number == 0) info_.job_number = -1;  // 0 would fetch one from the environment
   if (image_.color.count > 0) image_.index.count = 0;
   for (char** text : {&info_.text1, &info_.text3, &info_.text4, &info_.text5, &info_.text6, &info_.text7,
@@ -304,8 +345,19 @@ Description::Description(const ORB_IMAGE& source) : info_(source.info), image_(s
   }
 }
 
-Description::Description(const Description& other) : info_(other.info_), image_(other.image_) {
+Description::Description(const Description& other)
+    : info_(other.info_), image_(other.image_), moment_(other.moment_) {
   info_.images = &image_;
+  if (info_.text7 == other.moment_.data()) info_.text7 = moment_.data();
+}
+
+bool Description::shorten_date() {
+  if (info_.text7 == moment_.data()) return false;
+  const std::optional<int64_t> moment = moment_of(info_.text7);
+  if (!moment) return false;
+  moment_ = "{" + std::to_string(*moment) + "}";
+  info_.text7 = moment_.data();
+  return true;
 }
 
 void Description::drop(const std::string& name) {
@@ -346,6 +398,7 @@ std::vector<Loss> losses(const Description& wanted, const ORB_INFO& stored) {
     const bool is_same = aspect.is_same == nullptr ? before == after : aspect.is_same(wanted.info(), stored);
     if (!is_same) found.push_back(describe(aspect, before.empty() ? "nothing" : before, after));
   }
+  if ((stored.word_e & ORB_LOSSY_SAMPLES) != 0) found.push_back(kLossySamples);
   return found;
 }
 

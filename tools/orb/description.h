@@ -20,6 +20,9 @@ class Description {
   // Throws Failure(kUsage) for an unknown name.
   void drop(const std::string& name);
   [[nodiscard]] bool has_channels() const;
+  // Gives a date in the library's words, local time, as the seconds that it stands for, for formats with little
+  // room. False when it is no such date, or is short already.
+  [[nodiscard]] bool shorten_date();
 
   [[nodiscard]] const ORB_INFO& info() const { return info_; }
   [[nodiscard]] const ORB_IFD& first() const { return image_; }
@@ -29,13 +32,15 @@ class Description {
  private:
   ORB_INFO info_;
   mutable ORB_IFD image_;
+  std::string moment_;  // the short date, once it is wanted
 };
 
 // One thing that the output would not hold as the input does.
 struct Loss {
-  std::string name;     // as --drop takes it
-  std::string text;     // for people
-  bool may_be_allowed;  // false: the samples themselves would change
+  std::string name;                       // as --drop takes it
+  std::string text;                       // for people
+  bool may_be_allowed;                    // false: another picture would be stored
+  std::string remedy = "--drop " + name;  // what asks for this loss alone
 };
 
 // What is lost when a file holds what an opened writer's own description says.

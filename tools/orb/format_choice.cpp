@@ -8,6 +8,7 @@
 
 #include "exit_codes.h"
 #include "orbbase/host.h"
+#include "reports.h"
 
 namespace orb::tool {
 namespace {
@@ -26,13 +27,27 @@ const ORB_FORMAT* by_ending(const std::string& file) {
   return nullptr;
 }
 
-const ORB_FORMAT* by_content(const std::string& file) {
+bool is_regular_file(const std::string& file) {
   struct stat status = {};
-  if (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
-  for (const ORB_FORMAT* format : all_formats()) {
-    if (format->is_file != nullptr && format->is_file(file.c_str(), nullptr) == 1) return format;
-  }
-  return nullptr;
+  return stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+const ORB_FORMAT* by_content(const std::string& file) {
+  if (!is_regular_file(file)) return nullptr;
+  const char* key = ORB_get_file_type(file.c_str(), nullptr, nullptr);
+  return key == nullptr ? nullptr : ORB_find(key);  // none for the word that no format knows the file
+}
+
+// Warns of a file that another format knows by its content. One that no format knows is left to its opening,
+// which says what it is not.
+void compare_with_content(const std::string& file, const ORB_FORMAT& named) {
+  if (!is_regular_file(file)) return;
+  int32_t was_asked = 0;
+  const char* agreed = ORB_is_file_type(file.c_str(), nullptr, named.key, &was_asked);
+  const ORB_FORMAT* actual = agreed == nullptr && was_asked != 0 ? by_content(file) : nullptr;
+  if (actual == nullptr) return;
+  say(ERR_WARNING, file + ": the name says " + named.key + ", but the content says " + actual->key +
+                       "; the name decides, and --from " + actual->key + " reads it as what it holds");
 }
 
 // Why there is no format for the name or key: "" when no module was meant for it.
@@ -79,6 +94,11 @@ std::string module_of(const ORB_FORMAT& format) {
   return "";
 }
 
+std::string origin_of(const ORB_FORMAT& format) {
+  const std::string module = module_of(format);
+  return std::string(format.key) + " (" + (module.empty() ? "built-in" : module) + ")";
+}
+
 std::string input_name(const std::string& file) { return file == "-" ? "/dev/stdin" : file; }
 std::string output_name(const std::string& file) { return file == "-" ? "/dev/stdout" : file; }
 
@@ -91,6 +111,7 @@ const ORB_FORMAT& format_for_reading(const std::string& file, const std::string&
     format = &by_key("pipe");
   } else {
     format = by_ending(name);
+    if (format != nullptr) compare_with_content(name, *format);
     if (format == nullptr) format = by_content(name);
   }
   if (format == nullptr) {

@@ -14,8 +14,12 @@ namespace orb::tool {
 // The module that a format came from; "" for one of the library's own.
 [[nodiscard]] std::string module_of(const ORB_FORMAT& format);
 
-// The format of an input: the key that was given; else by the name's ending; else the one that knows the
-// file's first bytes. Standard input is a pipe stream unless a key says otherwise. Throws Failure.
+// The format's key and where it comes from, for messages.
+[[nodiscard]] std::string origin_of(const ORB_FORMAT& format);
+
+// The format of an input: the key that was given; else by the name's ending, with a warning when another
+// format knows the file's content and this one does not; else the one that knows the content. Standard input
+// is a pipe stream unless a key says otherwise. Throws Failure.
 [[nodiscard]] const ORB_FORMAT& format_for_reading(const std::string& file, const std::string& key);
 
 // The format of an output: the key that was given, else by the name's ending; standard output is a pipe

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "orbbase/support/err.h"
 #include "reports.h"
 
 namespace orb::tool {
@@ -19,7 +20,9 @@ bool Image::close() {
 
 void Image::abandon() {
   const Muted muted(ERR_FATAL);
+  const int32_t code = orb__err;  // of what made it to be abandoned
   static_cast<void>(close());
+  orb__err = code;
 }
 
 Image open_for_reading(const std::string& name, const ORB_FORMAT& format, const DriverSettings& settings) {

@@ -1,9 +1,8 @@
 // orb info: everything that a file declares, and which of it was assumed because the file does not say.
 #include <cstring>
 
-#include "exit_codes.h"
-#include "format_choice.h"
 #include "image.h"
+#include "input.h"
 #include "json.h"
 #include "printable.h"
 #include "reports.h"
@@ -16,8 +15,8 @@ namespace {
 struct InfoOptions {
   CommonOptions common;
   std::vector<std::string> files;
-  std::string from;
-  std::vector<std::string> read_settings;
+  InputOptions input;
+  SequenceOptions sequence;
 };
 
 struct TextField {
@@ -220,53 +219,21 @@ Json as_json(const std::string& file, const Image& image) {
 
 // ---- The verb ----
 
-struct Tally {
-  size_t read = 0;
-  size_t missing = 0;
-  ExitCode worst = kIoError;
-};
-
-Image open(const InfoOptions& options, const std::string& file) {
-  const ORB_FORMAT& format = format_for_reading(file, options.from);
-  const std::string name = input_name(file);
-  if (is_missing(name, format)) {
-    throw Failure(kNoInput, "Cannot open file " + file + "; No such file or directory");
-  }
-  forget_errors();
-  const ShownAs shown_as(name, name);
-  Image image = open_for_reading(name, format, DriverSettings(format, options.read_settings));
-  if (image) return image;
-  if (last_error_text().empty()) say(ERR_ERROR, file + ": cannot be opened as " + format.key);
-  throw Failure(static_cast<ExitCode>(exit_code_of_last_error()));
-}
-
-// One file; what is wrong with it is reported and noted, and the others follow.
-void look_at(const InfoOptions& options, const std::string& file, Tally& tally, std::string& text,
-             Json& json) {
-  try {
-    const Image image = open(options, file);
-    text += (text.empty() ? "" : "\n") + as_text(file, image, options.common.verbosity > 0);
-    if (options.common.json) json.push_back(as_json(file, image));
-    ++tally.read;
-  } catch (const Failure& failure) {
-    if (failure.code() == kUsage) throw;
-    if (*failure.what() != '\0') say(ERR_ERROR, failure.what());
-    json.push_back({{"file", file}, {"result", "failed"}, {"error", last_error_text()}});
-    if (failure.code() == kNoInput) ++tally.missing;
-    if (failure.code() == kRetry) tally.worst = kRetry;
-  }
-}
-
 int run(const InfoOptions& options) {
-  Tally tally;
   Json files = Json::array();
   Results results(options.common);
-  for (const std::string& file : options.files) look_at(options, file, tally, results.text, files);
+  const auto look = [&](const std::string& file) {
+    const Image image = open_input(file, options.input);
+    results.text += (results.text.empty() ? "" : "\n") + as_text(file, image, options.common.verbosity > 0);
+    if (options.common.json) files.push_back(as_json(file, image));
+  };
+  const auto note_failure = [&](const std::string& file, const Failure&) {
+    files.push_back({{"file", file}, {"result", "failed"}, {"error", last_error_text()}});
+  };
+  const int status = for_each_file(options.files, options.sequence, {look, note_failure, nullptr});
   if (options.common.json) results.text = to_text({{"files", files}});
   results.deliver();
-  if (tally.read == options.files.size()) return kDone;
-  if (tally.read > 0) return kSomeFailed;
-  return tally.missing == options.files.size() ? kNoInput : tally.worst;
+  return status;
 }
 
 }  // namespace
@@ -275,11 +242,10 @@ Verb add_info(CLI::App& app) {
   CLI::App* verb = app.add_subcommand("info", "say everything that files declare, and what of it is assumed");
   const auto options = std::make_shared<InfoOptions>();
   add_common_options(*verb, options->common, "write the results to a file");
-  verb->add_option("FILE", options->files, "images to look at; - is standard input")->required();
-  verb->add_option("--from", options->from, "the files' format; default: by their names, or their content")
-      ->type_name("KEY");
-  add_repeated(*verb, "--read-set", options->read_settings, "a setting of the format's driver")
-      ->type_name("NAME=VALUE");
+  verb->add_option("FILE", options->files, "images and sequences to look at; - is standard input")
+      ->required();
+  add_input_options(*verb, options->input);
+  add_sequence_options(*verb, options->sequence);
   return {verb, &options->common, [options] { return run(*options); }};
 }
 

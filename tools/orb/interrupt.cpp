@@ -2,11 +2,15 @@
 // an open of a named pipe for as long as it takes.
 #include "interrupt.h"
 
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstring>
+#include <iterator>
 
 #include "exit_codes.h"
 
@@ -15,12 +19,21 @@ namespace {
 
 constexpr int kInterrupts[] = {SIGINT, SIGTERM, SIGHUP};
 
+// Read by the handler; changed only while interrupts are held.
 struct State {
-  char temporary[PATH_MAX + 1] = "";  // read by the handler; changed only while interrupts are held
+  char temporary[PATH_MAX + 1] = "";
+  pid_t workers[kMostWorkers] = {};  // 0: none
 } state;
 
-// Only calls that are safe in a handler.
+// Only calls that are safe in a handler. Workers are waited for, so that nothing of theirs is left either.
 void end_at_once(int) {
+  for (const pid_t worker : state.workers) {
+    if (worker != 0) kill(worker, SIGTERM);
+  }
+  for (const pid_t worker : state.workers) {
+    while (worker != 0 && waitpid(worker, nullptr, 0) < 0 && errno == EINTR) {
+    }
+  }
   if (state.temporary[0] != '\0') unlink(state.temporary);
   _exit(kInterrupted);
 }
@@ -32,17 +45,20 @@ sigset_t interrupt_set() {
   return set;
 }
 
+void end_on(int number) {
+  struct sigaction action = {};
+  action.sa_handler = end_at_once;
+  action.sa_mask = interrupt_set();
+  sigaction(number, &action, nullptr);
+}
+
 }  // namespace
 
 void watch_interrupts() {
   for (const int number : kInterrupts) {
     struct sigaction before = {};
     sigaction(number, nullptr, &before);
-    if (before.sa_handler == SIG_IGN) continue;  // started so, as under nohup
-    struct sigaction action = {};
-    action.sa_handler = end_at_once;
-    action.sa_mask = interrupt_set();
-    sigaction(number, &action, nullptr);
+    if (before.sa_handler != SIG_IGN) end_on(number);  // else started so, as under nohup
   }
   std::signal(SIGPIPE, SIG_IGN);
 }
@@ -61,6 +77,33 @@ void remove_on_interrupt(const std::string& path) {
   const size_t length = path.size() < PATH_MAX ? path.size() : 0;
   std::memcpy(state.temporary, path.data(), length);
   state.temporary[length] = '\0';
+}
+
+pid_t fork_worker() {
+  const InterruptsHeld held;
+  pid_t* const place = std::find(std::begin(state.workers), std::end(state.workers), 0);
+  if (place == std::end(state.workers)) {
+    errno = EAGAIN;
+    return -1;
+  }
+  const pid_t worker = fork();
+  if (worker > 0) *place = worker;
+  if (worker == 0) {
+    std::fill(std::begin(state.workers), std::end(state.workers), 0);
+    end_on(SIGTERM);
+  }
+  return worker;
+}
+
+int reap_worker(pid_t worker) {
+  int status = 0;
+  siginfo_t end = {};
+  while (waitid(P_PID, static_cast<id_t>(worker), &end, WEXITED | WNOWAIT) < 0 && errno == EINTR) {
+  }
+  const InterruptsHeld held;
+  waitpid(worker, &status, 0);
+  std::replace(std::begin(state.workers), std::end(state.workers), worker, pid_t{0});
+  return status;
 }
 
 }  // namespace orb::tool

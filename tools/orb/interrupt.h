@@ -1,5 +1,8 @@
-// What happens on SIGINT, SIGTERM and SIGHUP: the temporary file goes and the tool ends with 130.
+// What happens on SIGINT, SIGTERM and SIGHUP: the tool's worker processes and the temporary file go, and it ends
+// with 130.
 #pragma once
+
+#include <sys/types.h>
 
 #include <string>
 
@@ -20,5 +23,14 @@ class InterruptsHeld {
 // The file to remove on an interrupt, "" for none. Call with interrupts held, in the same block that makes,
 // renames or removes the file.
 void remove_on_interrupt(const std::string& path);
+
+// As many worker processes as can be.
+inline constexpr int kMostWorkers = 256;
+
+// fork, for a worker process that an interrupt of this one ends before it ends itself. The worker starts without
+// workers of its own, and SIGTERM interrupts it even if it did not interrupt this process.
+[[nodiscard]] pid_t fork_worker();
+// Waits for the end of a worker, and says how it ended as waitpid does.
+int reap_worker(pid_t worker);
 
 }  // namespace orb::tool

@@ -68,6 +68,7 @@ const Verb* parse(CLI::App& app, const std::vector<Verb>& verbs, int argc, const
 int run(const Verb& verb) {
   start_reports(*verb.options);
   apply_limits(verb.options->limits);
+  if (!verb.needs_library) return verb.run();
   if (HOST_start(nullptr) != 0) {
     // The library's code is the same for a configuration that it cannot use and for want of memory; what was
     // reported tells them apart. Trying again would not mend the former.
@@ -87,7 +88,8 @@ int main_of_tool(int argc, const char* const* argv) {
   app.set_version_flag("-V,--version", "orb " ORB_TOOL_VERSION, "print the version and exit");
   app.require_subcommand(1);
   app.footer(kFooter);
-  const std::vector<Verb> verbs = {add_formats(app), add_info(app), add_convert(app), add_config(app)};
+  const std::vector<Verb> verbs = {add_formats(app), add_info(app), add_convert(app), add_check(app),
+                                   add_diff(app),    add_ls(app),   add_frames(app),  add_config(app)};
   int status = kUsage;
   const Verb* verb = parse(app, verbs, argc, argv, &status);
   if (verb == nullptr) return status;

@@ -79,6 +79,16 @@ void apply_limits(const std::vector<std::string>& limits) {
   }
 }
 
+void add_memory_option(CLI::App& verb, std::string& memory) {
+  verb.add_option("--mem", memory,
+                  "the most memory for turning rows round; default: the limit of one handle's buffers")
+      ->type_name("SIZE");
+}
+
+unsigned long long most_spool_bytes(const std::string& memory) {
+  return memory.empty() ? ~0ULL : size_from_text(memory);
+}
+
 std::vector<std::string> guarded_arguments(int argc, const char* const* argv) {
   std::vector<std::string> arguments;
   for (int i = 1; i < argc; ++i) {

@@ -32,6 +32,11 @@ void apply_limits(const std::vector<std::string>& limits);
 // A size with an optional K, M, G or T (powers of 1024). Throws Failure(kUsage).
 [[nodiscard]] unsigned long long size_from_text(const std::string& text);
 
+// Adds --mem, the memory for turning the rows of an image round, and gives its value in bytes: the largest
+// number when it was not given. Throws Failure(kUsage).
+void add_memory_option(CLI::App& verb, std::string& memory);
+[[nodiscard]] unsigned long long most_spool_bytes(const std::string& memory);
+
 // argv as the parser may have it: a file name in brackets would be taken for a list, so it gets a "./"
 // before.
 [[nodiscard]] std::vector<std::string> guarded_arguments(int argc, const char* const* argv);

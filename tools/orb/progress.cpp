@@ -1,4 +1,4 @@
-// How far a conversion has come, on standard error.
+// How far a verb has come, on standard error.
 #include "progress.h"
 
 #include <unistd.h>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr int64_t kBarCells = 40;
 
-void print(const std::string& text) {
+void print(std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), stderr);
   std::fflush(stderr);
 }
@@ -32,6 +32,12 @@ Progress::Progress(const CommonOptions& options, int64_t total) : kind_(Kind::no
 Progress::~Progress() {
   wipe();
   if (kind_ == Kind::bar) before_each_message(nullptr);
+}
+
+void Progress::pass_on(std::string_view lines) {
+  wipe();
+  print(lines);
+  if (kind_ == Kind::bar && shown_percent_ >= 0) show();
 }
 
 void Progress::step() {

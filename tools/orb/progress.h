@@ -1,8 +1,9 @@
-// How far a conversion has come, on standard error.
+// How far a verb has come, in rows or frames, on standard error.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "options.h"
 
@@ -15,7 +16,10 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  // One more row. Speaks when the percentage has changed, so at most 101 times.
+  // Whole lines that are printed as they are, above a bar.
+  void pass_on(std::string_view lines);
+
+  // One more. Speaks when the percentage has changed, so at most 101 times.
   void step();
 
  private:

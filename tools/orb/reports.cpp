@@ -134,6 +134,11 @@ int exit_code_of_last_error() {
   return orb__err == ORB_E_MEMORY && !is_limit ? kRetry : kIoError;
 }
 
+void fail_as_reported(const std::string& text) {
+  if (last_error_text().empty()) say(ERR_ERROR, text);
+  throw Failure(static_cast<ExitCode>(exit_code_of_last_error()));
+}
+
 Muted::Muted(int below) : previous_(std::exchange(state.muted_below, below)) {}
 Muted::~Muted() { state.muted_below = previous_; }
 

@@ -34,6 +34,10 @@ void forget_errors();
 // of a limit (trying again does not help) or of something that is busy.
 [[nodiscard]] int exit_code_of_last_error();
 
+// Ends a verb, or what it did with one file, after a call of the library that failed: throws Failure with
+// that status and no text. text is said if the library has said nothing.
+[[noreturn]] void fail_as_reported(const std::string& text);
+
 // While it lives, reports below a category are not shown.
 class Muted {
  public:

@@ -43,7 +43,7 @@ std::string behind_links(const std::string& file) {
 }
 
 // In the target's folder, hidden, with the target's extension kept, and short enough for a file system.
-std::string temporary_name(const std::string& final_name, int attempt) {
+std::string temporary_name(const std::string& final_name, pid_t process, int attempt) {
   constexpr size_t kLongestStem = 120;
   constexpr size_t kLongestExtension = 60;
   const std::string folder = folder_of(final_name);
@@ -54,7 +54,7 @@ std::string temporary_name(const std::string& final_name, int attempt) {
   const std::string stem =
       base.substr(0, dot == std::string::npos ? base.size() : dot).substr(0, kLongestStem);
   const std::string number = attempt == 0 ? "" : "-" + std::to_string(attempt);
-  return folder + "." + stem + ".orb-" + std::to_string(getpid()) + number + extension;
+  return folder + "." + stem + ".orb-" + std::to_string(process) + number + extension;
 }
 
 }  // namespace
@@ -89,7 +89,7 @@ void Target::create() {
   const bool has_target = stat(final_name_.c_str(), &status) == 0;
   int descriptor = -1;
   for (int attempt = 0; descriptor < 0 && attempt < kMostNames; ++attempt) {
-    write_name_ = temporary_name(final_name_, attempt);
+    write_name_ = temporary_name(final_name_, getpid(), attempt);
     const InterruptsHeld held;
     descriptor = open(write_name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (descriptor < 0 && errno != EEXIST) fail_open(shown_name_, errno);
@@ -129,6 +129,17 @@ void Target::remove_temporary() {
   unlink(write_name_.c_str());
   is_temporary_there_ = false;
   remove_on_interrupt("");
+}
+
+void remove_leftovers(const std::string& file, pid_t process) {
+  try {
+    const std::string final_name = behind_links(file);
+    for (int attempt = 0; attempt < kMostNames; ++attempt) {
+      if (unlink(temporary_name(final_name, process, attempt).c_str()) != 0) return;
+    }
+  } catch (const Failure&) {
+    return;  // links in a circle: nothing was written
+  }
 }
 
 }  // namespace orb::tool

@@ -2,6 +2,8 @@
 // what cannot be replaced, such as a named pipe, a device or standard output.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace orb::tool {
@@ -39,5 +41,8 @@ class Target {
   bool replaces_ = false;
   bool is_temporary_there_ = false;
 };
+
+// Removes the temporaries beside a target that a process which is no more has left there.
+void remove_leftovers(const std::string& file, pid_t process);
 
 }  // namespace orb::tool

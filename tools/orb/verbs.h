@@ -13,11 +13,16 @@ struct Verb {
   CLI::App* parser;
   const CommonOptions* options;
   std::function<int()> run;
+  bool needs_library = true;  // false: it reads no images, so no plug-ins are looked for
 };
 
 Verb add_formats(CLI::App& app);
 Verb add_info(CLI::App& app);
 Verb add_convert(CLI::App& app);
+Verb add_check(CLI::App& app);
+Verb add_diff(CLI::App& app);
+Verb add_ls(CLI::App& app);
+Verb add_frames(CLI::App& app);
 Verb add_config(CLI::App& app);
 
 }  // namespace orb::tool

@@ -1,0 +1,173 @@
+// orb check: decodes everything that files hold, and writes nothing.
+#include <algorithm>
+
+#include "input.h"
+#include "json.h"
+#include "printable.h"
+#include "progress.h"
+#include "reports.h"
+#include "results.h"
+#include "rows.h"
+#include "samples.h"
+#include "verbs.h"
+
+namespace orb::tool {
+namespace {
+
+struct CheckOptions {
+  CommonOptions common;
+  std::vector<std::string> files;
+  InputOptions input;
+  SequenceOptions sequence;
+};
+
+// What has been decoded of a file so far.
+struct Checked {
+  std::string format;
+  int32_t images = 0;
+  int64_t rows = 0;
+  size_t channels = 0;  // of the first image
+  uint64_t bytes = 0;   // of samples
+  bool has_lut = false;
+  int32_t code = 0;  // the library's, of what failed
+};
+
+[[noreturn]] void fail_with(Checked& checked, int32_t code, const std::string& text) {
+  checked.code = code;
+  fail_as_reported(text);
+}
+
+// An open reader has a slot of driver data for each of its images, and one scan function that serves them all.
+void check_image(Image& reader, int32_t index, const std::string& file, Checked& checked,
+                 Progress& progress) {
+  const ORB_IFD& image = reader->info.images[index];
+  const int64_t height = height_of(image.window);
+  const uint64_t row_bytes = pixel_bytes(image) * static_cast<uint64_t>(width_of(image.window));
+  for (int64_t i = 0; i < height; ++i) {
+    const auto line =
+        static_cast<int32_t>(is_bottom_up(image) ? image.window.bottom + i : image.window.top - i);
+    void** rows = nullptr;
+    const int32_t code = index == 0 ? ORB_scan_read(reader.get(), line, &rows)
+                                    : reader->scan(reader->driver[index].data, line, &rows);
+    if (code != 0) {
+      fail_with(checked, code,
+                file + ": cannot read row " + std::to_string(line) + " of image " + std::to_string(index));
+    }
+    ++checked.rows;
+    checked.bytes += row_bytes;
+    progress.step();
+  }
+  ++checked.images;
+}
+
+void check_lut(const Image& reader, const std::string& file, Checked& checked) {
+  if (reader->lut_read == nullptr) return;
+  ORB_LUT* lut = nullptr;
+  const int32_t code = ORB_lut_read(reader.get(), &lut);
+  checked.has_lut = lut != nullptr;
+  ORB_lut_free(lut);
+  if (code != 0) fail_with(checked, code, file + ": cannot read the lookup table");
+}
+
+void tell_unread_frames(const Image& reader, const std::string& file) {
+  if (reader->info.frame_count <= 1) return;
+  say(ERR_WARNING, file + ": holds " + std::to_string(reader->info.frame_count) +
+                       " frames, and only the one that it opens with was decoded");
+}
+
+void check_file(const CheckOptions& options, const std::string& file, Checked& checked) {
+  orb__err = 0;  // so that a failure that is not the library's has no number of an earlier one
+  Image reader = open_input(file, options.input);
+  checked.format = reader->format->key;
+  const ORB_INFO& info = reader->info;
+  if (info.image_count < 1) fail_with(checked, ORB_E_FORMAT, file + ": holds no image");
+  checked.channels = channels_of(info.images[0]).size();
+  int64_t height = 0;
+  for (int32_t i = 0; i < info.image_count; ++i) height += height_of(info.images[i].window);
+  {
+    Progress progress(options.common, std::max<int64_t>(height, 1));
+    check_lut(reader, file, checked);
+    for (int32_t i = 0; i < info.image_count; ++i) check_image(reader, i, file, checked, progress);
+  }
+  tell_unread_frames(reader, file);
+  if (!reader.close()) fail_with(checked, orb__err, file + ": cannot be read to its end");
+}
+
+// The library's number for what ended the look at a file; where the tool found out itself, the one that the
+// library would have given.
+int32_t code_of(const Failure& failure) {
+  if (failure.code() == kNoInput) return ORB_E_OPEN;
+  return orb__err != 0 ? orb__err : ORB_E_TYPE;
+}
+
+std::string as_text(const std::string& file, const Checked& checked) {
+  return printable(file) + ": ok, " + checked.format + ", " + counted(checked.images, "image") + ", " +
+         counted(checked.rows, "row") + ", " + counted(static_cast<long long>(checked.channels), "channel") +
+         (checked.has_lut ? " and a lookup table, " : ", ") +
+         counted(static_cast<long long>(checked.bytes), "byte") + "\n";
+}
+
+std::string failure_text(const std::string& file, const Checked& checked) {
+  return printable(file) + ": failed" + (checked.format.empty() ? "" : ", " + checked.format) + ", error " +
+         std::to_string(checked.code) + (checked.rows == 0 ? "" : ", after " + counted(checked.rows, "row")) +
+         ": " + printable(last_error_text()) + "\n";
+}
+
+Json as_json(const std::string& file, const char* result, const Checked& checked) {
+  return {{"file", file},
+          {"result", result},
+          {"format", checked.format.empty() ? Json() : Json(checked.format)},
+          {"images", checked.images},
+          {"rows", checked.rows},
+          {"channels", checked.channels},
+          {"bytes", checked.bytes},
+          {"lookup_table", checked.has_lut}};
+}
+
+int run(const CheckOptions& options) {
+  Json files = Json::array();
+  Results results(options.common);
+  Checked checked;
+  const auto check = [&](const std::string& file) {
+    checked = {};
+    check_file(options, file, checked);
+    if (!options.common.is_quiet) results.text += as_text(file, checked);
+    files.push_back(as_json(file, "ok", checked));
+  };
+  const auto note_failure = [&](const std::string& file, const Failure& failure) {
+    if (failure.code() == kNoInput) checked = {};  // of another file
+    if (checked.code == 0) checked.code = code_of(failure);
+    results.text += failure_text(file, checked);
+    Json outcome = as_json(file, "failed", checked);
+    outcome["code"] = checked.code;
+    outcome["error"] = last_error_text();
+    files.push_back(outcome);
+  };
+  Json sequences = Json::array();
+  const auto note_sequence = [&](const std::string& typed, const FrameSummary& summary) {
+    if (!options.common.is_quiet) results.text += printable(typed) + ": " + summary.text() + "\n";
+    sequences.push_back({{"sequence", typed}, {"summary", summary.json()}});
+  };
+  const int status = for_each_file(options.files, options.sequence, {check, note_failure, note_sequence});
+  if (options.common.json) {
+    Json all = {{"files", files}};
+    if (!sequences.empty()) all["sequences"] = sequences;
+    results.text = to_text(all);
+  }
+  results.deliver();
+  return status;
+}
+
+}  // namespace
+
+Verb add_check(CLI::App& app) {
+  CLI::App* verb = app.add_subcommand("check", "decode everything that files hold, and write nothing");
+  const auto options = std::make_shared<CheckOptions>();
+  add_common_options(*verb, options->common, "write the results to a file");
+  verb->add_option("FILE", options->files, "images and sequences to check; - is standard input")->required();
+  add_input_options(*verb, options->input);
+  add_sequence_options(*verb, options->sequence);
+  return {verb, &options->common, [options] { return run(*options); }};
+}
+
+}  // namespace orb::tool

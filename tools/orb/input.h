@@ -1,0 +1,47 @@
+// The files that verbs read: the options that say how, opening them, and going through several of them.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "exit_codes.h"
+#include "frame_summary.h"
+#include "image.h"
+#include "sequence.h"
+
+namespace orb::tool {
+
+struct InputOptions {
+  std::string from;
+  std::vector<std::string> read_settings;
+};
+
+// Adds --from and --read-set to a verb.
+void add_input_options(CLI::App& verb, InputOptions& options);
+
+// Opens a file, "-" for standard input. Throws Failure: kNoInput when it does not exist, else what the library's
+// error means; that has been reported then.
+[[nodiscard]] Image open_input(const std::string& file, const ORB_FORMAT& format,
+                               const InputOptions& options);
+[[nodiscard]] Image open_input(const std::string& file, const InputOptions& options);
+
+// Whether a second open finds the same bytes again.
+[[nodiscard]] bool can_open_again(const std::string& file);
+
+// What a verb does with its files.
+struct FileCalls {
+  std::function<void(const std::string& file)> look;
+  // A Failure that look threw, which has been shown. For frames that are not there, file has their range in brackets.
+  std::function<void(const std::string& file, const Failure& failure)> note_failure;
+  // After a sequence, if given.
+  std::function<void(const std::string& typed, const FrameSummary& summary)> note_sequence;
+};
+
+// Goes through files and sequences, frame by frame; one that fails stops no other, except that kUsage ends it all.
+// Returns the exit status.
+int for_each_file(const std::vector<std::string>& typed, const SequenceOptions& options,
+                  const FileCalls& calls);
+
+}  // namespace orb::tool
