@@ -38,7 +38,7 @@ ORB_API uint8_t ORB_rla_is_file(const char* path, FILE* stream);
  * seen: the memory that an open takes is bounded by the file's size.
  *
  * Returns 1; or 0, with orb__err and a report (ERROR), everything released:
- *    -5  no name, or the file cannot be opened
+ *    -5  no name, or the file cannot be opened, or its headers cannot be read for the system's reason
  *    -8  "%s: This does not appear to be a Brightmoor file": another format, a file cut short in a header or
  *        an offset table, a header that repeats or that claims more than the file holds. "/dev/stdin" always
  *        ends so, and is closed by it, once

@@ -157,12 +157,13 @@ void describe_primaries(const Header& header, ORB_INFO& info) {
 void make_date_readable(Text& date) {
   const char* const text = date.chars;
   if (text[0] != '{') return;
+  const char* digits = text + 1 + std::strspn(text + 1, " \t\n\v\f\r");
+  if (*digits == '+') ++digits;
   int64_t seconds = 0;
-  if (text[1] == '-' || std::from_chars(text + 1, text + std::strlen(text), seconds).ec != std::errc())
-    return;
+  if (*digits == '-' || std::from_chars(digits, text + std::strlen(text), seconds).ec != std::errc()) return;
   std::tm local = {};
   if (!platform::local_time(static_cast<std::time_t>(seconds), &local)) return;
-  char readable[256];
+  char readable[Text::kMostBytes + 1];
   if (std::strftime(readable, sizeof readable, "%c", &local) > 0) date.set(readable);
 }
 
@@ -261,7 +262,10 @@ void fill_header(const ORB_INFO& info, const ORB_IFD& ifd, Header& out) {
   for (const FileText& row : kFileTexts) (out.*row.field).set(info.*row.text);
   fill_primaries(info, out);
   out.gamma.set(nullptr);
-  if ((info.word_e & ORB_ASSUMED_GAMMA) == 0) set_number(out.gamma, 7, 4, ifd.curve.gamma);
+  // The bit is the first image's.
+  const bool is_assumed =
+      (info.word_e & ORB_ASSUMED_GAMMA) != 0 && (&ifd == info.images || ifd.curve.gamma == 0);
+  if (!is_assumed) set_number(out.gamma, 7, 4, ifd.curve.gamma);
   set_number(out.aspect_ratio, 5, 3, ifd.pixel_aspect);
   out.aspect.set(ifd.name);
   out.color_name.set(ifd.color.name);
@@ -274,8 +278,9 @@ void fill_header(const ORB_INFO& info, const ORB_IFD& ifd, Header& out) {
 }
 
 bool is_storable(const Header& header) {
+  const auto fits = [](int64_t edge) { return edge >= 0 && edge <= INT16_MAX; };
   for (const Window& row : kWindows) {
-    if (header.*row.window > INT16_MAX || header.*row.active > INT16_MAX) return false;
+    if (!fits(header.*row.window) || !fits(header.*row.active)) return false;
   }
   for (const Group& row : kGroups) {
     if (header.*row.count < 0 || header.*row.count > INT16_MAX) return false;

@@ -15,9 +15,10 @@ inline constexpr size_t kNextOffset = 736;  // of the position of the next image
 
 inline constexpr int64_t kCurrentRevision = -2;  // bytes FF FE; anything else is the older revision
 
-// A text field: cut at the field's size on reading, at one byte less on writing.
+// A text field: cut at the field's size on reading, at one byte less on writing. A date that was made readable has
+// more room than its field.
 struct Text {
-  static constexpr size_t kMostBytes = 128;
+  static constexpr size_t kMostBytes = 255;
   char chars[kMostBytes + 1];
 
   void set(const char* text);  // null: empty

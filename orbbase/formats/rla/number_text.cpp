@@ -15,11 +15,11 @@ bool take_number(const char*& p, const char* end, float* out) {
   while (p < end && is_blank(*p)) ++p;
   const char* const first = p < end && *p == '+' ? p + 1 : p;
   if (first > p && first < end && *first == '-') return false;
-  float value = 0;
+  double value = 0;
   const auto result = std::from_chars(first, end, value);
-  if (result.ec != std::errc() || !std::isfinite(value)) return false;
+  if (result.ec != std::errc() || !std::isfinite(static_cast<float>(value))) return false;
   p = result.ptr;
-  *out = value;
+  *out = static_cast<float>(value);
   return true;
 }
 

@@ -16,7 +16,7 @@ namespace {
 
 // Rows up to this size are taken on trust. Beyond it the file must be long enough for one of them, so that a short
 // file cannot ask for much memory.
-constexpr uint64_t kTrustedRowBytes = uint64_t{1} << 20;
+constexpr uint64_t kTrustedRowBytes = 32768;
 
 void release_input(Input* input) {
   input->window.finish();
@@ -29,29 +29,40 @@ struct InputReleased {
 };
 using InputOwner = std::unique_ptr<Input, InputReleased>;
 
-// The images found so far, and the positions of their headers.
+// The images found so far.
 struct Found {
   Found() = default;
   ~Found() {
     for (ORB_IFD& ifd : ifds.items()) release_ifd(ifd);
     images.release();
     ifds.release();
-    positions.release();
   }
   Found(const Found&) = delete;
   Found& operator=(const Found&) = delete;
 
   Growable<ReadImage> images;
   Growable<ORB_IFD> ifds;
-  Growable<uint64_t> positions;  // of those with a next one
 };
 
-bool has_position(Found& found, uint64_t position) {
-  for (const uint64_t known : found.positions.items()) {
-    if (known == position) return true;
+// Notices a chain of headers that comes back to one of them, after Brent (BIT 20, 1980): one position is remembered,
+// a later one after each doubling of the way.
+class ChainWatch {
+ public:
+  bool comes_back_to(uint64_t position) {
+    if (position == remembered_) return true;
+    if (++steps_ == until_) {
+      remembered_ = position;
+      until_ *= 2;
+      steps_ = 0;
+    }
+    return false;
   }
-  return false;
-}
+
+ private:
+  uint64_t remembered_ = 0;
+  uint64_t steps_ = 0;
+  uint64_t until_ = 1;
+};
 
 bool append_image(Found& found) {
   constexpr uint32_t kUsualCount = 1;
@@ -96,6 +107,7 @@ int32_t read_header(Input& input, Found& found, ORB_INFO& info, uint64_t positio
 }
 
 int32_t read_headers(Input& input, Found& found, ORB_INFO& info) {
+  ChainWatch chain;
   for (uint64_t position = 0;;) {
     const uint64_t image_count = uint64_t{found.images.count()} + 1;
     if (!orb__within_limit(ORB_LIMIT_IMAGES, image_count, "ORB_open") || !append_image(found))
@@ -103,11 +115,7 @@ int32_t read_headers(Input& input, Found& found, ORB_INFO& info) {
     uint64_t next = 0;
     const int32_t code = read_header(input, found, info, position, &next);
     if (code != ORB_OK || next == 0) return code;
-    if (!found.positions.append(position, 16)) {
-      out_of_memory();
-      return ORB_E_MEMORY;
-    }
-    if (has_position(found, next)) return not_rla(info.handle);
+    if (chain.comes_back_to(next)) return not_rla(info.handle);
     position = next;
   }
 }

@@ -11,6 +11,7 @@ namespace orb::rla {
 namespace {
 
 constexpr uint64_t kCountBytes = 2;
+constexpr const char* kCall = "ORB_scan_read";
 
 int32_t cannot_decode(int32_t line) {
   orb__report(ORB_MSG_CANNOT_DECODE, line);
@@ -23,28 +24,28 @@ int32_t cannot_read(int32_t line, int error) {
   return fail(ORB_E_READ);
 }
 
-// What a row needs is allocated when the first one is wanted: a file of many images costs what is read of it.
-bool allocate_for_rows(ReadImage& image) {
-  const Layout& layout = image.layout;
-  if (!image.table) image.table = static_cast<uint8_t*>(allocate(layout.table_bytes));
-  if (!image.scratch && layout.scratch_bytes > 0) {
-    image.scratch = static_cast<uint8_t*>(allocate(layout.scratch_bytes));
-  }
-  if (!image.table || (!image.scratch && layout.scratch_bytes > 0)) {
-    set_error(ORB_E_MEMORY);
-    return false;
-  }
-  image.rows = allocate_rows(layout.rows, image.input->row_bytes, "ORB_scan_read", kPlaneSlack);
-  return image.rows != nullptr;
+// What rows need is allocated when the first one is wanted: a file of many images costs what is read of it.
+int32_t prepare_rows(ReadImage& image) {
+  image.rows = allocate_rows(image.layout.rows, image.input->held_bytes, kCall, kPlaneSlack);
+  return image.rows ? ORB_OK : ORB_E_MEMORY;
 }
 
-int32_t prepare_rows(ReadImage& image, int32_t line) {
-  InputWindow& window = image.input->window;
+// What only rows in the file need.
+int32_t prepare_active_rows(ReadImage& image, int32_t line) {
+  Input& input = *image.input;
   const uint64_t table_bytes = image.layout.table_bytes;
-  const uint8_t* const table = window.take(image.table_position, table_bytes);
-  if (!table) return cannot_read(line, window.error());
-  if (!allocate_for_rows(image)) return ORB_E_MEMORY;
-  std::memcpy(image.table, table, table_bytes);
+  const uint64_t scratch_bytes = image.layout.scratch_bytes;
+  const uint64_t held_bytes = input.held_bytes + table_bytes + scratch_bytes;
+  if (!orb__within_limit(ORB_LIMIT_HANDLE, held_bytes, kCall)) return ORB_E_MEMORY;
+  const uint8_t* const bytes = input.window.take(image.table_position, table_bytes);
+  if (!bytes) return cannot_read(line, input.window.error());
+  owned<uint8_t> table(static_cast<uint8_t*>(allocate(table_bytes)));
+  owned<uint8_t> scratch(scratch_bytes > 0 ? static_cast<uint8_t*>(allocate(scratch_bytes)) : nullptr);
+  if (!table || (scratch_bytes > 0 && !scratch)) return fail(ORB_E_MEMORY);
+  std::memcpy(table.get(), bytes, table_bytes);
+  image.table = table.release();
+  image.scratch = scratch.release();
+  input.held_bytes = held_bytes;
   return ORB_OK;
 }
 
@@ -91,7 +92,10 @@ int32_t read_channels(const ReadImage& image, int32_t line, uint64_t position) {
   return ORB_OK;
 }
 
-int32_t read_active_row(const ReadImage& image, int32_t line) {
+int32_t read_active_row(ReadImage& image, int32_t line) {
+  if (image.layout.rows.channels == 0) return ORB_OK;
+  const int32_t code = image.table ? ORB_OK : prepare_active_rows(image, line);
+  if (code != ORB_OK) return code;
   const int64_t index = int64_t{line} - image.layout.rows.active.bottom;
   const uint64_t position = load_word(image.table + 4 * index);
   return position < kHeaderBytes ? cannot_decode(line) : read_channels(image, line, position);
@@ -103,7 +107,7 @@ int32_t read_row(void* data, int32_t line, void* rows_out) {
   ReadImage& image = *static_cast<ReadImage*>(data);
   const RowLayout& rows = image.layout.rows;
   if (!rows.has_line(line)) return bad_scanline(line);
-  int32_t code = image.rows ? ORB_OK : prepare_rows(image, line);
+  int32_t code = image.rows ? ORB_OK : prepare_rows(image);
   if (code == ORB_OK && rows.has_active_line(line)) {
     code = read_active_row(image, line);
   } else if (code == ORB_OK) {

@@ -10,7 +10,7 @@ namespace orb::rla {
 struct Input {
   std::FILE* stream;
   InputWindow window;
-  uint64_t row_bytes;  // of all images' rows
+  uint64_t held_bytes;  // by all images' rows, tables and scratch
   int32_t image_count;
 };
 
@@ -19,10 +19,9 @@ struct ReadImage {
   Layout layout;
   uint64_t most_block_bytes;
   uint64_t table_position;
-  // Null before the first row is read.
-  uint8_t* table;  // the offset table as in the file
+  void** rows;     // null before the first row is read
+  uint8_t* table;  // the offset table as in the file; null before the first active row is read
   uint8_t* scratch;
-  void** rows;
 };
 
 // The installed scanline function.

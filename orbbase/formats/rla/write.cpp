@@ -156,20 +156,27 @@ void store_elapsed_time(int64_t started_nanoseconds, uint8_t* field) {
 
 uint64_t head_bytes(const WriteImage& image) { return kHeaderBytes + image.layout.table_bytes; }
 
-// Chains the headers of all images but the first, which go to the end of the file now. 0 or the system's error.
+// Chains the images whose headers lie within the reach of a position. Returns how many those are, the first
+// among them.
+int32_t chain_images(WriteImage* images) {
+  uint64_t position = images->output->buffer.position();
+  int32_t chained = 1;
+  for (; chained < images->output->image_count && position <= UINT32_MAX; ++chained) {
+    store_word(static_cast<uint32_t>(position), images[chained - 1].head + kNextOffset);
+    position += head_bytes(images[chained]);
+  }
+  return chained;
+}
+
+// The headers of all images but the first go to the end of the file now. 0 or the system's error.
 int put_later_heads(WriteImage* images) {
   OutputBuffer& buffer = images->output->buffer;
-  const bool is_chained = !buffer.stream().is_standard;
-  uint64_t position = buffer.position();
-  for (int32_t i = 1; is_chained && i < images->output->image_count; ++i) {
-    if (position > UINT32_MAX) return EFBIG;
-    store_word(static_cast<uint32_t>(position), images[i - 1].head + kNextOffset);
-    position += head_bytes(images[i]);
-  }
-  for (int32_t i = 1; i < images->output->image_count; ++i) {
+  const int32_t image_count = images->output->image_count;
+  const int32_t put_count = buffer.stream().is_standard ? image_count : chain_images(images);
+  for (int32_t i = 1; i < put_count; ++i) {
     if (const int error = buffer.put({images[i].head, head_bytes(images[i])})) return error;
   }
-  return 0;
+  return put_count < image_count ? EFBIG : 0;
 }
 
 // Standard output is never positioned: the time follows the data there, on purpose, and the rest stays unfilled.
@@ -186,8 +193,9 @@ int complete(WriteImage* images) {
   store_elapsed_time(first.output->started_nanoseconds, first.head + kTimeOffset);
   int error = put_later_heads(images);
   if (buffer.stream().is_standard) return error != 0 ? error : put_time_behind(first);
-  if (error == 0) error = buffer.flush();
-  if (error != 0) store_word(0, first.head + kNextOffset);  // the other images cannot be found
+  const int flush_error = buffer.flush();
+  if (error == 0) error = flush_error;
+  if (buffer.has_failed()) store_word(0, first.head + kNextOffset);  // the other images cannot be found
   const int late_error =
       buffer.replace(kTimeOffset, {first.head + kTimeOffset, head_bytes(first) - kTimeOffset});
   return error != 0 ? error : late_error;

@@ -175,6 +175,10 @@ TEST_F(Rla, refuses_what_no_reader_would_take_before_it_makes_a_file) {
     int32_t code;
   } rows[] = {
       {"a window of 16 bits", [](ORB_IFD& i) { i.window.right = 32768; }, -20},
+      {"columns whose low 16 bits are 0", [](ORB_IFD& i) { i.window.left = i.active_window.left = -65536; },
+       -20},
+      {"rows whose low 16 bits are 0",
+       [](ORB_IFD& i) { i.window.bottom = i.active_window.bottom = INT32_MIN; }, -20},
       {"a reversed window",
        [](ORB_IFD& i) {
          i.window = {3, 2, 0, 4};
