@@ -108,6 +108,16 @@ DriverSettings::DriverSettings(const ORB_FORMAT& format, const std::vector<std::
   }
 }
 
+// A handle owns its settings; those of an open that failed are still ours.
+ORB_IMAGE* DriverSettings::open(ORB_INFO& record, const char* mode) const {
+  record.settings = list();
+  ORB_IMAGE* const image = ORB_open(&record, mode);
+  if (image != nullptr || record.settings == nullptr) return image;
+  for (ORB_CAP_SETTING** setting = record.settings; *setting != nullptr; ++setting) ERR_free(*setting);
+  ERR_free(record.settings);
+  return nullptr;
+}
+
 ORB_CAP_SETTING** DriverSettings::list() const {
   std::vector<ORB_CAP_SETTING> copies = settings_;
   std::vector<ORB_CAP_SETTING*> pointers;

@@ -17,10 +17,13 @@ class DriverSettings {
   // Throws Failure(kUsage) for a setting or a choice that the format does not have, naming those it has.
   DriverSettings(const ORB_FORMAT& format, const std::vector<std::string>& typed);
 
-  // A fresh list for ORB_INFO.settings, which the opened handle owns; null when nothing was set.
-  [[nodiscard]] ORB_CAP_SETTING** list() const;
+  // Opens what the record describes with these settings. Null when the library refused, reported.
+  [[nodiscard]] ORB_IMAGE* open(ORB_INFO& record, const char* mode) const;
 
  private:
+  // A fresh list for ORB_INFO.settings; null when nothing was set.
+  [[nodiscard]] ORB_CAP_SETTING** list() const;
+
   std::vector<ORB_CAP_SETTING> settings_;
 };
 

@@ -33,8 +33,7 @@ Image open_for_reading(const std::string& name, const ORB_FORMAT& format, const 
   wanted.key = key.data();
   wanted.handle = file.data();
   wanted.open_option = 1;
-  wanted.settings = settings.list();
-  Image image(ORB_open(&wanted, "r"));
+  Image image(settings.open(wanted, "r"));
   ORB_info_cleanup(&wanted, 0);
   return image;
 }

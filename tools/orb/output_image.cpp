@@ -49,8 +49,7 @@ Image OutputImage::open(const std::string& name) const {
   std::string key = format_->key;
   std::string file = name;
   ORB_INFO record = wanted_->record(key, file, lut_.get());
-  record.settings = settings_->list();
-  return Image(ORB_open(&record, "w"));
+  return Image(settings_->open(record, "w"));
 }
 
 void OutputImage::want(const Description& wanted, Lut lut, const std::string& input) {
