@@ -727,7 +727,7 @@ typedef int32_t (*ORB_PLAYBACK_PARAMS_FN)(void* data, intptr_t a, intptr_t b, in
 typedef int32_t (*ORB_PLAYBACK_PLAY_FN)(void* data, intptr_t a, intptr_t b, intptr_t c, uint8_t d,
                                         intptr_t e);
 typedef int32_t (*ORB_REGION_FN)(void* data, int32_t x_left, int32_t x_right, int32_t y_bottom, int32_t y_top,
-                                 void* buffer, int32_t row_bytes, int32_t layout);
+                                 void* buffer, uint32_t row_bytes, uint32_t layout);
 
 /* An open image. The application reads info, mode and current_line; the rest is the driver's and the
  * library's. */
@@ -752,6 +752,7 @@ struct ORB_IMAGE {
   ORB_FORMAT* format;
   ORB_DIRECT_SCAN_FN direct_scan;
   void* lock;
+  void* layers; /* the operators on the handle, the newest first */
 };
 
 /* Opens an image file.
@@ -835,7 +836,9 @@ ORB_API int32_t ORB_direct_scan_write(ORB_IMAGE* image, int32_t line, intptr_t a
  *
  * Sets orb__err to 0 first, and returns it at the end: 0, or what a read or the open has set; a read that
  * failed leaves the handle open. -16 when image_ref or the handle is NULL, or when rows would have to be
- * dropped on a handle that is not for reading or has no images; -10 when memory ran out.
+ * dropped on a handle that is not for reading or has no images; also, reported as ORB_MSG_CANNOT_HANDLE, when
+ * the file would have to be opened anew and an operator is on the handle, which would be lost; -10 when memory
+ * ran out.
  * Threads: as ORB_scan_read for each row; the handle's other users must not hold on to it. */
 ORB_API int32_t ORB_seek(ORB_IMAGE** image_ref, int32_t line);
 
@@ -902,8 +905,8 @@ ORB_API ORB_IMAGE* ORB_multiframe_open(const ORB_INFO* info);
 ORB_API void ORB_multiframe_add(ORB_IMAGE* image, const ORB_INFO* info);
 
 /* Marks a cached handle as closed once, and at the limit closes idle files, the least recently used first,
- * until the cache holds less. Returns 0. A handle that is not in the cache is closed by its driver, whose
- * result is returned. Does nothing while the cache is off. */
+ * until the cache holds less. A handle that becomes idle loses its operators. Returns 0. A handle that is not
+ * in the cache is closed by its driver, whose result is returned. Does nothing while the cache is off. */
 ORB_API int32_t ORB_multiframe_set_closed(ORB_IMAGE* image);
 
 /* ---- Frames and playback --------------------------------------------------------------------------- */

@@ -139,6 +139,13 @@ inline void set_current_line(ORB_IMAGE* image, int32_t line) {
   std::atomic_ref<int32_t>(image->current_line).store(line, std::memory_order_relaxed);
 }
 
+// Where a reader of an image stands after the open: above the top of one read downward, wrapping round behind
+// the largest line there is; else at -1.
+inline int32_t line_before_first(const ORB_IFD& ifd) {
+  if (ifd.orientation & ORB_BOTTOM_UP) return -1;
+  return static_cast<int32_t>(static_cast<uint32_t>(ifd.window.top) + 1);
+}
+
 // ---- Choosing a driver -------------------------------------------------------------------------------
 
 enum class Direction { read, write };

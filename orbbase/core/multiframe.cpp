@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "orbbase/core/internal.h"
+#include "orbbase/core/layer.h"
 
 namespace orb {
 namespace {
@@ -182,6 +183,8 @@ int32_t ORB_multiframe_set_closed(ORB_IMAGE* image) {
   if (index == state.entries.count()) return ORB_close_do_it(image);
   int32_t& use_count = state.entries[index]->use_count;
   if (use_count > 0) --use_count;  // closed once too often, it is still idle and no more
+  // Whoever opens the file next gets it without the operators of those before.
+  if (use_count == 0) remove_layers(*image);
   close_idle(state.entries.count(), is_at_limit);
   return 0;
 }

@@ -231,10 +231,7 @@ void check_initialised(const ORB_INFO& info) {
 
 void set_first_line(ORB_IMAGE* image) {
   if (!image->info.images || image->info.image_count < 1) return;
-  const ORB_IFD& first = image->info.images[0];
-  const bool from_bottom = (first.orientation & ORB_BOTTOM_UP) != 0;
-  set_current_line(image,
-                   from_bottom ? -1 : static_cast<int32_t>(static_cast<uint32_t>(first.window.top) + 1));
+  set_current_line(image, line_before_first(image->info.images[0]));
 }
 
 // A handle that the cache shares between threads keeps the format it has.

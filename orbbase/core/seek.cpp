@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "orbbase/core/internal.h"
+#include "orbbase/driver.h"
 
 namespace orb {
 namespace {
@@ -109,6 +110,11 @@ void seek_by_reading(ORB_IMAGE** image_ref, int32_t line) {
   const RowOrder rows = row_order(image->info.images[0]);
   if (line == kFirstLine) line = rows.first;
   if (rows.is_before(line, position_of(image, rows))) {
+    if (image->layers) {  // they would be lost without a word
+      orb__report(ORB_MSG_CANNOT_HANDLE, image->info.key ? image->info.key : "");
+      set_error(ORB_E_HANDLE);
+      return;
+    }
     image = reopen(image_ref);
     if (!image) return;
     if (rows.is_before(line, position_of(image, rows))) {
