@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "orbbase/core/internal.h"
+#include "orbbase/operators.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/picture.h"
 #include "tests/support/plugins.h"
@@ -62,6 +63,21 @@ class Multiframe : public testing::Test {
   Plugins plugins_{"multi", "good"};
   std::vector<std::string> files_;
 };
+
+// Whoever opens the file next reads what the file holds.
+TEST_F(Multiframe, idle_files_have_no_operators) {
+  ORB_IMAGE* first = open(0);
+  open(0);
+  const ORB_SCAN_FN scan = first->scan;
+  ORB__minmax(first, 0.25, 0.75);
+  EXPECT_NE(first->scan, scan);
+  ORB_close(first);
+  EXPECT_NE(first->scan, scan);  // somebody has it open still
+  ORB_close(first);
+  EXPECT_EQ(cached(), "0:0");
+  EXPECT_EQ(first->scan, scan);
+  EXPECT_EQ(first->layers, nullptr);
+}
 
 TEST_F(Multiframe, hands_out_one_handle_for_one_file) {
   ORB_IMAGE* first = open(0);
