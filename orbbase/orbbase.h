@@ -11,5 +11,6 @@
 #include "orbbase/str.h"
 #include "orbbase/support/err.h"
 #include "orbbase/support/fmt.h"
+#include "orbbase/support/utl.h"
 
 #endif
