@@ -752,7 +752,7 @@ struct ORB_IMAGE {
   ORB_FORMAT* format;
   ORB_DIRECT_SCAN_FN direct_scan;
   void* lock;
-  void* layers; /* the operators on the handle, the newest first */
+  struct ORB_LAYER* layers; /* on the handle, the newest first; null: none */
 };
 
 /* Opens an image file.
@@ -978,6 +978,66 @@ ORB_API int32_t ORB_playback_params(ORB_IMAGE* image, intptr_t a, intptr_t b, in
 ORB_API int32_t ORB_playback_play(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c, uint8_t d,
                                   intptr_t e);
 ORB_API int32_t ORB_playback_stop(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c);
+
+/* ---- Layers ---------------------------------------------------------------------------------------- */
+
+/* What stands on a handle between the application and the driver: an operator. It takes the place of the driver in
+ * the handle's entries and is their private data; it keeps what was there and calls it. Layers stack, come off from
+ * the top, and are unwound by ORB_close. orbbase/operators.h has the library's own; docs/operators.md shows how to
+ * write one. */
+typedef struct ORB_LAYER ORB_LAYER;
+
+/* A kind of layer. */
+typedef struct ORB_LAYER_KIND {
+  int32_t kind; /* its number on the stack; those below 1000 are the library's */
+  ORB_SCAN_FN
+      scan; /* what ORB_scan_read and ORB_scan_write call, with the layer as data; by layer->scan, with
+                       layer->data, it calls the level below */
+  /* Gives back what the layer took beside its own block, and undoes what it changed of the description. The handle's
+   * entries are those of the level below by then. May be null. */
+  void (*release)(ORB_IMAGE* image, ORB_LAYER* layer);
+} ORB_LAYER_KIND;
+
+/* The state of a layer begins with one of these, which orb__install_layer fills: the handle's entries, and its slot 0,
+ * as they were before. */
+struct ORB_LAYER {
+  int32_t kind;
+  ORB_SCAN_FN scan;
+  ORB_CLOSE_FN close;
+  void* data;
+
+  ORB_LAYER* below; /* null: the driver */
+  int32_t
+      has_slots; /* 0; a layer with a state for each image in the handle's slots sets it after its installation */
+  void (*release)(ORB_IMAGE* image, ORB_LAYER* layer);
+
+  ORB_LUT_READ_FN lut_read;
+  ORB_FRAME_FN playback_bind;
+  ORB_FRAME_FN playback_goto;
+  ORB_PLAYBACK_PLAY_FN playback_play;
+  ORB_PLAYBACK_PARAMS_FN playback_params;
+  ORB_FRAME_FN playback_stop;
+  ORB_FRAME_FN get_frame;
+  ORB_FRAME_FN set_frame;
+  ORB_SEEK_FN seek;
+  ORB_REGION_FN region;
+  ORB_DIRECT_SCAN_FN direct_scan;
+};
+
+/* Puts a layer on a handle. Its scan entry becomes the kind's, its close entry one that takes the layer off and goes
+ * on; lut_read, seek, frames and playback go on to the level below; region and direct_scan, which would go past the
+ * layer, become null.
+ *
+ * image  an open handle whose driver block has data; it must not be in use by another thread.
+ * layer  a block from ERR_malloc, the handle's from here on: it is freed when the layer comes off.
+ *
+ * Returns 1; 0 with orb__err -16, unreported and with nothing changed, when an argument is null or the handle has no
+ * scan function or no private data. */
+ORB_API int32_t orb__install_layer(ORB_IMAGE* image, const ORB_LAYER_KIND* kind, ORB_LAYER* layer);
+
+/* Takes the newest layer off when it is of a kind: 1. Also 1 when the handle has no private data or is null. 0, with
+ * nothing changed, when something else is on top. Reports nothing. */
+ORB_API int32_t orb__remove_layer(ORB_IMAGE* image, int32_t kind);
 
 /* ---- The memory driver ----------------------------------------------------------------------------- */
 

@@ -3,8 +3,9 @@
 
 #include "orbbase/core.h"
 
-// Installs the operator on a handle open for reading, as the calls of orbbase/operators.h do.
-ORB_IMAGE* invert(ORB_IMAGE* image);
+// Puts the operator on a handle that is open for reading. 1 when it stands; 0 when the image is not of 8 bits, or
+// memory ran out.
+int32_t invert(ORB_IMAGE* image);
 
 // 1 when it was on top, or when the handle has no private data; else 0.
 int32_t invert_remove(ORB_IMAGE* image);

@@ -44,7 +44,8 @@ int32_t close_through_layer(ORB_IMAGE* image) {
 void install_layer(ORB_IMAGE& image, const LayerKind& kind, Layer* layer) {
   layer->kind = kind.kind;
   layer->release = kind.release;
-  layer->below = static_cast<Layer*>(image.layers);
+  layer->below = image.layers;
+  layer->has_slots = 0;
   layer->scan = std::exchange(image.scan, kind.scan);
   layer->close = std::exchange(image.close, close_through_layer);
   layer->data = std::exchange(image.driver->data, layer);
@@ -63,7 +64,7 @@ void install_layer(ORB_IMAGE& image, const LayerKind& kind, Layer* layer) {
 }
 
 void remove_layer(ORB_IMAGE& image) {
-  const owned<Layer> layer(static_cast<Layer*>(image.layers));
+  const owned<Layer> layer(image.layers);
   image.scan = layer->scan;
   image.close = layer->close;
   image.driver->data = layer->data;
@@ -87,3 +88,22 @@ void remove_layers(ORB_IMAGE& image) {
 }
 
 }  // namespace orb
+
+int32_t orb__install_layer(ORB_IMAGE* image, const ORB_LAYER_KIND* kind, ORB_LAYER* layer) {
+  using namespace orb;
+  if (!image || !kind || !kind->scan || !layer || !image->scan || !driver_data(image)) {
+    set_error(ORB_E_HANDLE);
+    return 0;
+  }
+  install_layer(*image, *kind, layer);
+  return 1;
+}
+
+int32_t orb__remove_layer(ORB_IMAGE* image, int32_t kind) {
+  using namespace orb;
+  if (!image || !driver_data(image)) return 1;
+  const Layer* top = top_layer(*image);
+  if (!top || top->kind != kind) return 0;
+  remove_layer(*image);
+  return 1;
+}

@@ -211,4 +211,4 @@ ORB_IMAGE* ORB__gamma(ORB_IMAGE* image, ORB_RESPONSE_CURVE* requested) {
   return image;
 }
 
-int32_t ORB__gamma_remove(ORB_IMAGE* image) { return orb::op::remove(image, orb::op::kGamma); }
+int32_t ORB__gamma_remove(ORB_IMAGE* image) { return orb__remove_layer(image, orb::op::kGamma); }

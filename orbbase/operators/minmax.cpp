@@ -61,4 +61,4 @@ ORB_IMAGE* ORB__minmax(ORB_IMAGE* image, double min, double max) {
   return image;
 }
 
-int32_t ORB__minmax_remove(ORB_IMAGE* image) { return orb::op::remove(image, orb::op::kMinMax); }
+int32_t ORB__minmax_remove(ORB_IMAGE* image) { return orb__remove_layer(image, orb::op::kMinMax); }

@@ -74,12 +74,4 @@ int32_t locked_sub_image() {
   return -1;
 }
 
-int32_t remove(ORB_IMAGE* image, int32_t kind) {
-  if (!image || !driver_data(image)) return 1;
-  const Layer* top = top_layer(*image);
-  if (!top || top->kind != kind) return 0;
-  remove_layer(*image);
-  return 1;
-}
-
 }  // namespace orb::op

@@ -54,7 +54,4 @@ inline int32_t scan_below(const Layer& layer, int32_t line, void* rows) {
   return layer.scan ? layer.scan(layer.data, line, rows) : fail(ORB_E_HANDLE);
 }
 
-// Takes an operator off when it is the newest on the handle. 1 when it was, or when slot 0 is empty; else 0.
-int32_t remove(ORB_IMAGE* image, int32_t kind);
-
 }  // namespace orb::op

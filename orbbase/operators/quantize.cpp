@@ -226,4 +226,4 @@ ORB_IMAGE* ORB__quantize(ORB_IMAGE* image, uint32_t flags, const ORB_QUANTIZE_TA
   return image;
 }
 
-int32_t ORB__quantize_remove(ORB_IMAGE* image) { return orb::op::remove(image, orb::op::kQuantize); }
+int32_t ORB__quantize_remove(ORB_IMAGE* image) { return orb__remove_layer(image, orb::op::kQuantize); }

@@ -36,7 +36,7 @@ constexpr LayerKind kLayer = {kSelect, scan_selected, release_selection};
 
 void install(ORB_IMAGE& image, int32_t index, Selection* selection) {
   ORB_INFO& info = image.info;
-  const bool is_on_driver = !image.layers;
+  const bool has_slots = !image.layers || image.layers->has_slots != 0;
   selection->image_count = info.image_count;
   selection->current_line = image.current_line;
   selection->images = info.images;
@@ -47,7 +47,7 @@ void install(ORB_IMAGE& image, int32_t index, Selection* selection) {
   }
   install_layer(image, kLayer, selection);
   // What operators beneath would take for their state is the driver's, but for the first image's.
-  selection->data = is_on_driver || index == 0 ? selection->slots[index] : nullptr;
+  selection->data = has_slots || index == 0 ? selection->slots[index] : nullptr;
   info.image_count = 1;
   info.images = &selection->description;
   set_current_line(&image, line_before_first(info.images[0]));
@@ -76,4 +76,4 @@ ORB_IMAGE* ORB__select(ORB_IMAGE* image, int32_t index) {
   return image;
 }
 
-int32_t ORB__select_remove(ORB_IMAGE* image) { return orb::op::remove(image, orb::op::kSelect); }
+int32_t ORB__select_remove(ORB_IMAGE* image) { return orb__remove_layer(image, orb::op::kSelect); }
