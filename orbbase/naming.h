@@ -200,9 +200,9 @@ ORB_API int32_t ORB_pathname_build_from_name_syntax(const char* syntax, const ch
  *   -14  the name is NULL, empty or too long
  *   -17  frame_inout or path_out is NULL
  *   -9   the format is unknown, or none fits (-10 when the library could not be started)
+ *   -14  the format string's frame part is longer than ORB_PATHNAME_BYTES
  *   -11  the format string's frame part is not valid
- *   -14  the path does not fit ORB_PATHNAME_BYTES
- * and -10 at any point when memory ran out. */
+ *   -14  the path does not fit ORB_PATHNAME_BYTES */
 ORB_API int32_t ORB_pathname_build_no_name_syntax(const char* name, const char* format_key, int32_t mode,
                                                   int32_t keep_width, int32_t* frame_inout, char* path_out,
                                                   char* base_name_out, const char** format_key_out,

@@ -95,9 +95,9 @@ int32_t build(const Wanted& wanted, Output& out) {
     parts.name.remove_suffix(parts.extension.size());
   }
   const std::string_view frame_text = frame_part_of(text_or_empty(out.format->format_string));
-  const owned<char> literals = make_zeroed<char>(uint64_t{frame_text.size()} + 1);
-  if (!literals) return ORB_E_MEMORY;
-  if (!take_frame(frame_text, {literals.get(), frame_text.size()}, parts)) return ORB_E_NAME_SYNTAX;
+  char literals[ORB_PATHNAME_BYTES];
+  if (frame_text.size() > sizeof literals) return ORB_E_NAME_LENGTH;
+  if (!take_frame(frame_text, literals, parts)) return ORB_E_NAME_SYNTAX;
   return write_out(parts, !frame_text.empty(), wanted, out) ? 0 : ORB_E_NAME_LENGTH;
 }
 

@@ -7,6 +7,7 @@ namespace orb::naming {
 namespace {
 
 constexpr const char* kDefaultSyntax = "name.####.ext";
+constexpr size_t kUsualSyntaxBytes = 1024;  // a dozen tokens and more
 
 using Tokens = std::span<ORB_NAME_TOKEN>;
 
@@ -27,19 +28,18 @@ std::string_view choose_extension(const char* given, const ORB_FORMAT& format) {
   return {std::ranges::find_if(text, is_letter), text.end()};
 }
 
-// A copy of an extension in the case in which the base name has it. Null when memory ran out.
-owned<char> match_case(std::string_view extension, std::string_view base_name) {
-  owned<char> copy = make_zeroed<char>(uint64_t{extension.size()} + 1);
-  if (!copy) return copy;
+// The extension in the case in which the base name has it.
+std::string_view match_case(std::string_view extension, std::string_view base_name) {
   const bool has_small = std::ranges::any_of(extension, is_small);
   const bool has_capital = std::ranges::any_of(extension, is_capital);
-  std::ranges::transform(extension, copy.get(), has_capital ? to_small : to_capital);
   const bool is_mixed = has_small == has_capital;
-  if (is_mixed || base_name.find(extension) != std::string_view::npos ||
-      base_name.find(std::string_view(copy.get(), extension.size())) == std::string_view::npos) {
-    extension.copy(copy.get(), extension.size());
-  }
-  return copy;
+  if (is_mixed || base_name.find(extension) != std::string_view::npos) return extension;
+  const auto other_case = has_capital ? to_small : to_capital;
+  const auto found =
+      std::search(base_name.begin(), base_name.end(), extension.begin(), extension.end(),
+                  [other_case](char c, char of_extension) { return c == other_case(of_extension); });
+  if (found == base_name.end()) return extension;
+  return base_name.substr(static_cast<size_t>(found - base_name.begin()), extension.size());
 }
 
 std::string_view match_of(const ORB_NAME_TOKEN& token) {
@@ -99,29 +99,32 @@ int32_t check(const Wanted& wanted, const Output& out) {
   return std::strlen(wanted.name) < out.path.size() ? 0 : ORB_E_NAME_LENGTH;
 }
 
+// With the syntax parsed. 0, or the code of what is wrong.
+int32_t build(Tokens tokens, const char* given_extension, const Wanted& wanted, Output& out) {
+  if (const int32_t code = check(wanted, out)) return code;
+  const std::string_view name = wanted.name;
+  const std::string_view base_name = base_of(name);
+  const std::string_view extension = match_case(choose_extension(given_extension, *out.format), base_name);
+  if (const int32_t code = match_name(tokens, base_name, extension)) return code;
+  out.frame = frame_found(tokens);
+  const std::string_view directory = name.substr(0, name.size() - base_name.size());
+  return emit(tokens, directory, extension, wanted, out) ? 0 : ORB_E_NAME_LENGTH;
+}
+
 }  // namespace
 
 bool build_with_syntax(const char* syntax, const char* extension, const Wanted& wanted, Output& out) {
   out.format = find_format(wanted.format_key);
   if (!out.format) return false;
-  ORB_NAME_TOKEN* parsed = nullptr;
-  if (!ORB_parse_name_syntax(choose_syntax(syntax, *out.format), &parsed, 0)) return false;
-  const owned<ORB_NAME_TOKEN> holder(parsed);
-  const Tokens tokens = without_end(parsed);
-  int32_t code = check(wanted, out);
-  if (code == 0) {
-    const std::string_view name = wanted.name;
-    const std::string_view base_name = base_of(name);
-    const owned<char> cased = match_case(choose_extension(extension, *out.format), base_name);
-    code = cased ? match_name(tokens, base_name, cased.get()) : ORB_E_MEMORY;
-    if (code == 0) {
-      out.frame = frame_found(tokens);
-      if (emit(tokens, name.substr(0, name.size() - base_name.size()), cased.get(), wanted, out)) return true;
-      code = ORB_E_NAME_LENGTH;
-    }
-  }
-  set_error(code);
-  return false;
+  const std::string_view chosen = choose_syntax(syntax, *out.format);
+  const uint64_t bytes = parsed_bytes(chosen);
+  if (bytes == 0) return false;
+  Workspace<kUsualSyntaxBytes> memory;
+  auto* const parsed = static_cast<ORB_NAME_TOKEN*>(memory.reserve(bytes));
+  if (parsed) parse_into(chosen, bytes, parsed);
+  const int32_t code = parsed ? build(without_end(parsed), extension, wanted, out) : ORB_E_MEMORY;
+  if (code != 0) set_error(code);
+  return code == 0;
 }
 
 }  // namespace orb::naming

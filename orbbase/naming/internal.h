@@ -26,6 +26,24 @@ constexpr char to_capital(char c) { return is_small(c) ? static_cast<char>(c - '
 // A text argument; null counts as empty.
 inline std::string_view text_or_empty(const char* text) { return text ? text : ""; }
 
+// ---- Memory ------------------------------------------------------------------------------------------
+
+// Memory for one piece of work: its own for what is usual, else a block of the allocator's.
+template <size_t kOwnBytes>
+class Workspace {
+ public:
+  // Not cleared. Null when memory ran out. Voids what was given out before.
+  [[nodiscard]] void* reserve(uint64_t bytes) {
+    if (bytes <= kOwnBytes) return own_;
+    block_.reset(static_cast<char*>(allocate(bytes)));
+    return block_.get();
+  }
+
+ private:
+  alignas(std::max_align_t) char own_[kOwnBytes];
+  owned<char> block_;
+};
+
 // ---- The walk over a syntax -------------------------------------------------------------------------
 
 inline constexpr std::string_view kName = "name";
@@ -56,6 +74,12 @@ class SyntaxWalk {
   bool has_name_ = false;
   bool has_extension_ = false;
 };
+
+// What parse_into needs for a syntax; 0, with orb__err set, when it is not valid or too long.
+[[nodiscard]] uint64_t parsed_bytes(std::string_view syntax);
+
+// Puts the tokens of a valid syntax and the end token into so many bytes, and a copy of the syntax behind them.
+void parse_into(std::string_view syntax, uint64_t bytes, ORB_NAME_TOKEN* tokens);
 
 // ---- Matching ---------------------------------------------------------------------------------------
 

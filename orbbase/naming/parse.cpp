@@ -29,6 +29,26 @@ void fill_tokens(std::string_view syntax, ORB_NAME_TOKEN* token) {
 }
 
 }  // namespace
+
+uint64_t parsed_bytes(std::string_view syntax) {
+  const uint64_t count = count_tokens(syntax);
+  if (count == 0) {
+    set_error(ORB_E_NAME_SYNTAX);
+    return 0;
+  }
+  const uint64_t bytes = count * sizeof(ORB_NAME_TOKEN) + syntax.size() + 1;
+  if (!orb__within_limit(ORB_LIMIT_BUFFER, bytes, "ORB_parse_name_syntax")) return 0;
+  if (syntax.size() <= INT32_MAX) return bytes;
+  set_error(ORB_E_MEMORY);
+  return 0;
+}
+
+void parse_into(std::string_view syntax, uint64_t bytes, ORB_NAME_TOKEN* tokens) {
+  char* const copy = reinterpret_cast<char*>(tokens) + bytes - syntax.size() - 1;
+  *std::ranges::transform(syntax, copy, to_small).out = '\0';
+  fill_tokens({copy, syntax.size()}, tokens);
+}
+
 }  // namespace orb::naming
 
 int32_t ORB_parse_name_syntax(const char* syntax, ORB_NAME_TOKEN** tokens_out, int32_t /*depth*/) {
@@ -38,23 +58,14 @@ int32_t ORB_parse_name_syntax(const char* syntax, ORB_NAME_TOKEN** tokens_out, i
     return 0;
   }
   const std::string_view text = text_or_empty(syntax);
-  const uint64_t count = count_tokens(text);
-  if (count == 0) {
-    orb::set_error(ORB_E_NAME_SYNTAX);
-    return 0;
-  }
-  // The copy of the syntax lies behind the tokens: one block, one release.
-  const uint64_t block_bytes = count * sizeof(ORB_NAME_TOKEN) + text.size() + 1;
-  if (!orb__within_limit(ORB_LIMIT_BUFFER, block_bytes, "ORB_parse_name_syntax")) return 0;
-  void* const block = text.size() > INT32_MAX ? nullptr : orb::allocate(block_bytes);
-  if (!block) {
+  const uint64_t bytes = parsed_bytes(text);
+  if (bytes == 0) return 0;
+  auto* const tokens = static_cast<ORB_NAME_TOKEN*>(orb::allocate(bytes));  // one block, one release
+  if (!tokens) {
     orb::set_error(ORB_E_MEMORY);
     return 0;
   }
-  auto* tokens = static_cast<ORB_NAME_TOKEN*>(block);
-  auto* copy = reinterpret_cast<char*>(tokens + count);
-  *std::transform(text.begin(), text.end(), copy, to_small) = '\0';
-  fill_tokens({copy, text.size()}, tokens);
+  parse_into(text, bytes, tokens);
   *tokens_out = tokens;
   return 1;
 }

@@ -28,7 +28,7 @@ class Manner {
   ORB_FORMAT before_;
 };
 
-struct Row {
+struct FormatRow {
   const char* format_string;
   const char* name;
   int32_t wanted;
@@ -37,8 +37,8 @@ struct Row {
   const char* base_name;
 };
 
-void expect_paths(std::initializer_list<Row> rows, int32_t mode = 0) {
-  for (const Row& row : rows) {
+void expect_format_paths(std::initializer_list<FormatRow> rows, int32_t mode = 0) {
+  for (const FormatRow& row : rows) {
     const Manner manner(row.format_string);
     const Built built = build({nullptr, row.name, row.wanted, mode});
     const std::string label =
@@ -51,7 +51,7 @@ void expect_paths(std::initializer_list<Row> rows, int32_t mode = 0) {
 }
 
 TEST(BuildWithFormatString, replaces_the_number_behind_the_separator) {
-  expect_paths({
+  expect_format_paths({
       {"%s.%04d%s", "d.1/s.0007.mem", -1, "d.1/s.0007.mem", 7, "s"},
       {"%s.%04d%s", "s.0007.mem", 12, "s.0012.mem", 12, "s"},
       {"%s.%04d%s", "s.0007", 12, "s.0012.mem", 12, "s"},
@@ -73,7 +73,7 @@ TEST(BuildWithFormatString, replaces_the_number_behind_the_separator) {
 }
 
 TEST(BuildWithFormatString, takes_digits_at_the_end) {
-  expect_paths({
+  expect_format_paths({
       {"%s.%04d%s", "s0007.mem", 12, "s0012.mem", 12, "s"},  // no separator, but the extension
       {"%s.%04d%s", "s7.mem", 12, "s12.mem", 12, "s"},
       {"%s.%04d%s", "s0007", 12, "s0007.0012.mem", 12, "s0007"},  // nor the extension
@@ -88,7 +88,7 @@ TEST(BuildWithFormatString, takes_digits_at_the_end) {
 }
 
 TEST(BuildWithFormatString, adds_a_number_or_leaves_it_out) {
-  expect_paths({
+  expect_format_paths({
       {"%s.%04d%s", "s", 12, "s.0012.mem", 12, "s"},
       {"%s.%04d%s", "s", -1, "s.mem", -1, "s"},
       {"%s.%04d%s", "s", -5, "s.mem", -1, "s"},
@@ -100,7 +100,7 @@ TEST(BuildWithFormatString, adds_a_number_or_leaves_it_out) {
 }
 
 TEST(BuildWithFormatString, uses_the_conversion_that_a_name_holds) {
-  expect_paths({
+  expect_format_paths({
       {"%s.%04d%s", "s_%03d.mem", 12, "s_012.mem", 12, "s_"},
       {"%s.%04d%s", "s_%03f_l.mem", 12, "s_012_l.mem", 12, "s_"},
       {"%s.%04d%s", "s_%f", 12, "s_12.mem", 12, "s_"},
@@ -110,14 +110,14 @@ TEST(BuildWithFormatString, uses_the_conversion_that_a_name_holds) {
 }
 
 TEST(BuildWithFormatString, makes_wildcards_and_printf_patterns) {
-  expect_paths({{"%s.%04d%s", "d%/s.07.mem", 12, "d%/s.*.mem", 12, "s"},
-                {"%s%%%04dx%s", "s", -1, "s%*.mem", -1, "s"},
-                {"%s.%04d%s", "s.mem", -1, "s.mem", -1, "s"}},
-               1);
-  expect_paths({{"%s.%04d%s", "d%/s%.07.mem", 12, "d%%/s%%.%02d.mem", 12, "s%"},
-                {"%s%%%04.4dx%s", "s", -1, "s%%%04.4dx.mem", -1, "s"},
-                {"%s.%04d%s", "s_%03f.mem", -1, "s_%03d.mem", -1, "s_"}},
-               2);
+  expect_format_paths({{"%s.%04d%s", "d%/s.07.mem", 12, "d%/s.*.mem", 12, "s"},
+                       {"%s%%%04dx%s", "s", -1, "s%*.mem", -1, "s"},
+                       {"%s.%04d%s", "s.mem", -1, "s.mem", -1, "s"}},
+                      1);
+  expect_format_paths({{"%s.%04d%s", "d%/s%.07.mem", 12, "d%%/s%%.%02d.mem", 12, "s%"},
+                       {"%s%%%04.4dx%s", "s", -1, "s%%%04.4dx.mem", -1, "s"},
+                       {"%s.%04d%s", "s_%03f.mem", -1, "s_%03d.mem", -1, "s_"}},
+                      2);
 }
 
 TEST(BuildWithFormatString, leaves_an_existing_file_as_it_is_when_extensions_are_not_added) {
@@ -157,6 +157,7 @@ TEST(BuildWithFormatString, finds_the_format_by_key_or_by_the_name) {
 
 TEST(BuildWithFormatString, refuses_what_is_not_valid) {
   const std::string wide = "%s.%0" + std::string(400, '9') + "d%s";
+  const std::string longer = "%s." + std::string(2 * ORB_PATHNAME_BYTES, 'x') + "%04d%s";
   const struct {
     const char* format_string;
     std::string name;
@@ -169,6 +170,7 @@ TEST(BuildWithFormatString, refuses_what_is_not_valid) {
       {"%s.%04d%04d%s", "s", ORB_E_NAME_SYNTAX}, {"%s.%04d%", "s", ORB_E_NAME_SYNTAX},
       {"%s.%0", "s", ORB_E_NAME_SYNTAX},         {"%s.%%04d", "s", ORB_E_NAME_SYNTAX},
       {wide.c_str(), "s", ORB_E_NAME_LENGTH},    {"%s.%04d%s", "s%09999d", ORB_E_NAME_LENGTH},
+      {longer.c_str(), "s", ORB_E_NAME_LENGTH},
   };
   for (const auto& row : rows) {
     const Manner manner(row.format_string);

@@ -36,7 +36,8 @@ struct Listing {
 
 // The frames of a pattern with a field that lie on disk, however few, whatever its range. An open width becomes the
 // one of which most frames are there. The pattern keeps its style and its range. Nothing when there is none.
-// Hidden files and folders of such a name count, too: whoever opens them learns what they are. Throws std::system_error when the folder cannot be read; a folder that does not exist holds none.
+// Hidden files and folders of such a name count, too: whoever opens them learns what they are. Throws
+// std::system_error when the folder cannot be read; a folder that does not exist holds none.
 [[nodiscard]] std::optional<Sequence> find_sequence(const FramePattern& pattern);
 
 // The frames of a range that are in a sequence, and those that are not; both in the range's order, each once.

@@ -89,8 +89,9 @@ class FramePattern {
   // range was what told the field from something else that looks like one; a "#" whose width 1 was set is open.
   [[nodiscard]] std::string text() const;
 
-  // In "####", or in "%04d" where what follows would be misread, with a range in brackets. Parsing this gives the same prefix, suffix and range, and the same width,
-  // except that a width of 1 becomes open. Without a field the name.
+  // In "####", or in "%04d" where what follows would be misread, with a range in brackets. Parsing this gives the
+  // same prefix, suffix and range, and the same width, except that a width of 1 becomes open. Without a field the
+  // name.
   [[nodiscard]] std::string canonical(const FrameRange& frames) const;
 
   bool operator==(const FramePattern&) const = default;
