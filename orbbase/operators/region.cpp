@@ -63,7 +63,7 @@ int32_t read_by_driver(const ORB_IMAGE* image, const ORB_WINDOW& rectangle, void
   platform::Lock lock(lock_of(image));
   // Its result is not looked at: a driver sets orb__err.
   image->region(driver_data(image), rectangle.left, rectangle.right, rectangle.bottom, rectangle.top, buffer,
-                static_cast<int32_t>(row_bytes), static_cast<int32_t>(layout));
+                row_bytes, layout);
   return last_error();
 }
 

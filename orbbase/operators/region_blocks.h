@@ -7,9 +7,8 @@
 //   Words scale_words(Words, float)  the low 16 bits of each product, cut toward zero; products below 2^31
 //   __m128i scale_bytes(Words, float)
 //                                    the low 8 bits
-//   void store_rgb(__m128i, uint8_t*)
-//                                    4 pixels of 3 bytes, given with a fourth that is 0; may write 4 bytes
-//                                    more
+//   __m128i close_up(__m128i)        4 pixels of 3 bytes, given with a fourth that is 0, as 12 bytes and 4
+//                                    zeros
 //   void leave()                     called last of all
 #pragma once
 
@@ -24,7 +23,6 @@ namespace orb::region {
 
 constexpr size_t kBlockPixels = 16;
 constexpr size_t kPrefetchBytes = 1024;
-constexpr size_t kPixelsMore = 2;  // that must follow a block of 3-byte pixels
 
 // 16 words, in the order of the pixels.
 struct Words {
@@ -136,7 +134,11 @@ struct Blocks {
       const Quads quads = interleave(bytes(sources.channels[0], i, factors.color),
                                      bytes(sources.channels[1], i, factors.color),
                                      bytes(sources.channels[2], i, factors.color), _mm_setzero_si128());
-      for (size_t k = 0; k < 4; ++k) Isa::store_rgb(quads.of_4[k], out + k * 12);
+      __m128i twelve[4];  // bytes each
+      for (size_t k = 0; k < 4; ++k) twelve[k] = Isa::close_up(quads.of_4[k]);
+      store(out, _mm_or_si128(twelve[0], _mm_slli_si128(twelve[1], 12)));
+      store(out + 16, _mm_or_si128(_mm_srli_si128(twelve[1], 4), _mm_slli_si128(twelve[2], 8)));
+      store(out + 32, _mm_or_si128(_mm_srli_si128(twelve[2], 8), _mm_slli_si128(twelve[3], 4)));
     }
   };
 
@@ -167,9 +169,8 @@ struct Blocks {
   template <class Block>
   static size_t convert_row(const RowSources& sources, const Factors& factors, size_t pixel_count,
                             uint8_t* out) {
-    constexpr size_t kNeeded = kBlockPixels + (Block::kPixelBytes == 3 ? kPixelsMore : 0);
     size_t i = 0;
-    for (; pixel_count - i >= kNeeded; i += kBlockPixels) {
+    for (; pixel_count - i >= kBlockPixels; i += kBlockPixels) {
       Block::convert(sources, factors, i, out + i * Block::kPixelBytes);
     }
     Isa::leave();
@@ -191,10 +192,8 @@ struct Blocks {
 
 template <class Isa, class Sample, bool is_full_width>
 BlockKernels block_kernels(const Layout& layout) {
-  // Stores past the caches need aligned vectors, which pixels of 3 bytes do not make.
-  const bool can_stream = layout.components != 3;
   return {Blocks<Isa, Sample, is_full_width, false>::kernel(layout),
-          can_stream ? Blocks<Isa, Sample, is_full_width, true>::kernel(layout) : nullptr};
+          Blocks<Isa, Sample, is_full_width, true>::kernel(layout)};
 }
 
 template <class Isa>

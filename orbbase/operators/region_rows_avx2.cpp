@@ -43,9 +43,9 @@ struct Avx2 {
     return _mm_packus_epi16(_mm256_castsi256_si128(all), _mm256_extracti128_si256(all, 1));
   }
 
-  static void store_rgb(__m128i quads, uint8_t* out) {
+  static __m128i close_up(__m128i quads) {
     const __m128i order = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(quads, order));
+    return _mm_shuffle_epi8(quads, order);
   }
 
   // Code without AVX is slow while the upper halves of the registers are in use.

@@ -53,13 +53,13 @@ struct Sse2 {
     return _mm_packus_epi16(low_bytes(scale(words.low, factor)), low_bytes(scale(words.high, factor)));
   }
 
-  static void store_rgb(__m128i quads, uint8_t* out) {
+  static __m128i close_up(__m128i quads) {
     // Each half holds two pixels; the second moves down over the fourth byte of the first.
     const __m128i first = _mm_set1_epi64x(0x0000000000FFFFFF);
     const __m128i pairs =
         _mm_or_si128(_mm_and_si128(quads, first), _mm_srli_epi64(_mm_andnot_si128(first, quads), 8));
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), pairs);
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 6), _mm_unpackhi_epi64(pairs, pairs));
+    const __m128i low = _mm_move_epi64(pairs);
+    return _mm_or_si128(low, _mm_srli_si128(_mm_xor_si128(pairs, low), 2));
   }
 
   static void leave() {}

@@ -351,12 +351,8 @@ TEST(Region, of_a_driver_with_a_reader_is_the_drivers_affair) {
   FakeImage image;
   static int32_t error;
   image.owner->region = [](void* data, int32_t left, int32_t right, int32_t bottom, int32_t top, void* buffer,
-                           int32_t row_bytes, int32_t layout) {
-    call = {data,
-            {left, right, bottom, top},
-            buffer,
-            static_cast<uint32_t>(row_bytes),
-            static_cast<uint32_t>(layout)};
+                           uint32_t row_bytes, uint32_t layout) {
+    call = {data, {left, right, bottom, top}, buffer, row_bytes, layout};
     orb::set_error(error);
     return 99;
   };
@@ -382,7 +378,7 @@ TEST(RegionThreads, of_a_driver_with_a_reader_holds_the_handles_lock) {
   static bool was_kept_out;
   static std::thread other;
   handle = image.owner.get();
-  image.owner->region = [](void*, int32_t, int32_t, int32_t, int32_t, void*, int32_t, int32_t) {
+  image.owner->region = [](void*, int32_t, int32_t, int32_t, int32_t, void*, uint32_t, uint32_t) {
     other = std::thread([] {
       void** rows = nullptr;
       ORB_scan_read(handle, 0, &rows);
