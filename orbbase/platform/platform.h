@@ -80,10 +80,24 @@ int64_t monotonic_nanoseconds();
 int seek_stream(std::FILE* stream, int64_t offset, int origin);
 int64_t tell_stream(std::FILE* stream);
 
+// Writes out what the stream holds back, and ends its file at the stream's position: 0, or -1 with errno. The stream
+// is open for update.
+int cut_stream(std::FILE* stream);
+
 // Reads as many bytes of an unbuffered stream as one call of the system gives: at least 1, or 0 at the end of the
 // file, or -1 with errno. A read that a signal interrupted goes on. Such a stream is read by this call alone;
 // seek_stream positions it.
 int64_t read_some(std::FILE* stream, void* out, uint64_t bytes);
+
+// Memory that a read fills.
+struct ReadPiece {
+  void* out;
+  uint64_t bytes;  // 1 or more
+};
+
+// The same into at most kMostReadPieces pieces, one after the other; the first alone may be filled, or a part of it.
+inline constexpr size_t kMostReadPieces = 16;
+int64_t read_pieces(std::FILE* stream, std::span<const ReadPiece> pieces);
 
 // Local calendar time, thread-safe. False when the value has none.
 bool local_time(std::time_t when, std::tm* out);

@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -127,9 +128,23 @@ int file_status(const char* path, FileStatus* out) {
 int seek_stream(std::FILE* stream, int64_t offset, int origin) { return fseeko(stream, offset, origin); }
 int64_t tell_stream(std::FILE* stream) { return ftello(stream); }
 
+int cut_stream(std::FILE* stream) {
+  const int64_t end = std::fflush(stream) == 0 ? tell_stream(stream) : -1;
+  return end < 0 ? -1 : ftruncate(fileno(stream), end);
+}
+
 int64_t read_some(std::FILE* stream, void* out, uint64_t bytes) {
   for (;;) {
     const ssize_t got = ::read(fileno(stream), out, bytes);
+    if (got >= 0 || errno != EINTR) return got;
+  }
+}
+
+int64_t read_pieces(std::FILE* stream, std::span<const ReadPiece> pieces) {
+  iovec parts[kMostReadPieces];
+  for (size_t i = 0; i < pieces.size(); ++i) parts[i] = {pieces[i].out, static_cast<size_t>(pieces[i].bytes)};
+  for (;;) {
+    const ssize_t got = ::readv(fileno(stream), parts, static_cast<int>(pieces.size()));
     if (got >= 0 || errno != EINTR) return got;
   }
 }

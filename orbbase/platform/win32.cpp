@@ -7,6 +7,7 @@
 #include <windows.h>
 // clang-format on
 #include <fcntl.h>
+#include <io.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -95,9 +96,18 @@ int file_status(const char* path, FileStatus* out) {
 int seek_stream(std::FILE* stream, int64_t offset, int origin) { return _fseeki64(stream, offset, origin); }
 int64_t tell_stream(std::FILE* stream) { return _ftelli64(stream); }
 
+int cut_stream(std::FILE* stream) {
+  const int64_t end = std::fflush(stream) == 0 ? tell_stream(stream) : -1;
+  return end < 0 || _chsize_s(_fileno(stream), end) != 0 ? -1 : 0;
+}
+
 int64_t read_some(std::FILE* stream, void* out, uint64_t bytes) {
   const size_t got = std::fread(out, 1, static_cast<size_t>(bytes), stream);
   return got == 0 && std::ferror(stream) ? -1 : static_cast<int64_t>(got);
+}
+
+int64_t read_pieces(std::FILE* stream, std::span<const ReadPiece> pieces) {
+  return read_some(stream, pieces[0].out, pieces[0].bytes);
 }
 
 // ---- Time ----

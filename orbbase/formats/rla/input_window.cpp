@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "orbbase/core/drivers/row_layout.h"
-#include "orbbase/platform/platform.h"
 #include "orbbase/support/err/internal.h"
 
 namespace orb::rla {
@@ -118,6 +117,30 @@ bool InputWindow::fill(uint64_t needed_bytes, uint64_t wanted_bytes) {
     stream_position_ += static_cast<uint64_t>(got);
   }
   return true;
+}
+
+// Takes the pieces from their list as they become full.
+bool InputWindow::fill(std::span<platform::ReadPiece> pieces) {
+  while (!pieces.empty()) {
+    const int64_t got = platform::read_pieces(stream_, pieces);
+    if (got <= 0) return false;
+    auto bytes = static_cast<uint64_t>(got);
+    stream_position_ += bytes;
+    while (!pieces.empty() && bytes >= pieces[0].bytes) {
+      bytes -= pieces[0].bytes;
+      pieces = pieces.subspan(1);
+    }
+    if (bytes == 0) continue;
+    pieces[0].out = static_cast<uint8_t*>(pieces[0].out) + bytes;
+    pieces[0].bytes -= bytes;
+  }
+  return true;
+}
+
+bool InputWindow::read_past(uint64_t position, std::span<platform::ReadPiece> pieces) {
+  if (seek(position) && fill(pieces)) return true;
+  forget();
+  return false;
 }
 
 bool InputWindow::seek(uint64_t position) {

@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <span>
 
 #include "orbbase/formats/rla/plane_coder.h"
+#include "orbbase/platform/platform.h"
 
 namespace orb::rla {
 
@@ -23,11 +25,20 @@ class InputWindow {
   // The bytes from a position of the file on, in memory until the next take, with kCodedSlack readable bytes
   // behind them. count is at most kBytes / 2. Null when they cannot be had; error() says why.
   [[nodiscard]] const uint8_t* take(uint64_t position, uint64_t count) {
-    const uint64_t skipped = position - first_;
-    if (position >= first_ && skipped <= held_bytes_ && count <= held_bytes_ - skipped)
-      return held_ + skipped;
-    return fetch(position, count);
+    const uint8_t* const bytes = held(position, count);
+    return bytes ? bytes : fetch(position, count);
   }
+
+  // The same of what is in memory already; null when it is not.
+  [[nodiscard]] const uint8_t* held(uint64_t position, uint64_t count) const {
+    const uint64_t skipped = position - first_;
+    const bool is_held = position >= first_ && skipped <= held_bytes_ && count <= held_bytes_ - skipped;
+    return is_held ? held_ + skipped : nullptr;
+  }
+
+  // Reads the bytes from a position of the file on into other memory, at most platform::kMostReadPieces pieces.
+  // False when they cannot be had; what the window held is then gone, and the pieces are undefined.
+  [[nodiscard]] bool read_past(uint64_t position, std::span<platform::ReadPiece> pieces);
 
   // Why the last take failed: the system's error number, 0 when the file ends before, or kNoMemory, which the
   // allocator has reported.
@@ -42,6 +53,7 @@ class InputWindow {
   void keep_tail(uint64_t position);
   bool jump(uint64_t position, uint64_t count);
   bool fill(uint64_t needed_bytes, uint64_t wanted_bytes);
+  bool fill(std::span<platform::ReadPiece> pieces);
   bool seek(uint64_t position);
   void forget();
 

@@ -35,7 +35,19 @@ constexpr size_t coded_bytes(size_t samples, size_t sample_bytes) {
 // Any bytes are safe to decode.
 [[nodiscard]] size_t decode_plane(std::span<const uint8_t> coded, std::span<uint8_t> plane);
 
-// The same for samples of 2 and 4 bytes, in the machine's byte order. `scratch` has at least
+// The rows of channels of one byte a sample, coded and to be decoded.
+struct CodedPlane {
+  std::span<const uint8_t> coded;
+  std::span<uint8_t> samples;
+};
+inline constexpr size_t kAbreast = 3;
+
+// Decodes such rows together, which is faster than one after the other. kCodedSlack and kPlaneSlack bytes follow
+// each; what may be overwritten after a row is in none of the others. Returns whether each is a row of exactly its
+// coded bytes; otherwise the samples of all are undefined. Any bytes are safe to decode.
+[[nodiscard]] bool decode_abreast(const CodedPlane (&planes)[kAbreast]);
+
+// As decode_plane, for samples of 2 and 4 bytes in the machine's byte order. `scratch` has at least
 // scratch_bytes(samples.size(), 2 or 4) bytes; nothing is written after the samples.
 [[nodiscard]] size_t decode_planes(std::span<const uint8_t> coded, std::span<uint16_t> samples,
                                    std::span<uint8_t> scratch);

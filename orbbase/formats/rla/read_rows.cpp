@@ -1,5 +1,8 @@
 // Reading the rows of an open RLA file, any row at any time.
+#include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <span>
 
 #include "orbbase/driver.h"
 #include "orbbase/formats/rla/header.h"
@@ -24,10 +27,58 @@ int32_t cannot_read(int32_t line, int error) {
   return fail(ORB_E_READ);
 }
 
-// What rows need is allocated when the first one is wanted: a file of many images costs what is read of it.
+// Rows that go past their ends by the slack spoil the next row when they are decoded in turns. Short rows are not:
+// they would take more memory than their samples.
+constexpr uint64_t kSpacedRowBytes = 512;
+
+uint64_t row_bytes(const RowLayout& rows, const RowLayout::Group& group) {
+  return static_cast<uint64_t>(rows.width()) * group.sample_bytes;
+}
+
+bool has_spaced_rows(const RowLayout& rows) {
+  return std::all_of(std::begin(rows.groups), std::end(rows.groups), [&rows](const RowLayout::Group& group) {
+    return group.channels == 0 || row_bytes(rows, group) >= kSpacedRowBytes;
+  });
+}
+
+uint64_t row_stride(const ReadImage& image, const RowLayout::Group& group) {
+  const uint64_t bytes = row_bytes(image.layout.rows, group) + (image.rows_are_spaced ? kPlaneSlack : 0);
+  return (bytes + kSampleAlignment - 1) / kSampleAlignment * kSampleAlignment;
+}
+
+// Whether a line is so long, and all of it samples as they are, that a copy of its own in the window would cost
+// more than a call of the system for each line.
+bool can_pass_window(const ReadImage& image) {
+  constexpr uint64_t kLeastBytes = 16384;
+  const auto is_plain = [](const SampleCoder* coder) { return !coder || !coder->is_coded; };
+  return image.rows_are_spaced && image.layout.rows.packed_bytes >= kLeastBytes &&
+         std::all_of(std::begin(image.layout.coders), std::end(image.layout.coders), is_plain);
+}
+
+// What rows need is allocated when the first one is wanted: a file of many images costs what is read of it. One
+// block has the pointers and the rows, which all lie at aligned addresses.
 int32_t prepare_rows(ReadImage& image) {
-  image.rows = allocate_rows(image.layout.rows, image.input->held_bytes, kCall, kPlaneSlack);
-  return image.rows ? ORB_OK : ORB_E_MEMORY;
+  const RowLayout& rows = image.layout.rows;
+  image.rows_are_spaced = has_spaced_rows(rows);
+  // What cannot be positioned has given some of the first line to the window already.
+  image.passes_window = can_pass_window(image) && image.input->window.file_bytes() != UINT64_MAX;
+  const uint64_t pointer_bytes = static_cast<uint64_t>(rows.channels) * sizeof(void*);
+  uint64_t bytes = pointer_bytes + kSampleAlignment + kPlaneSlack;
+  for (const RowLayout::Group& group : rows.groups)
+    bytes += static_cast<uint64_t>(group.channels) * row_stride(image, group);
+  const uint64_t held_bytes = image.input->held_bytes + bytes;
+  if (!orb__within_limit(ORB_LIMIT_BUFFER, bytes, kCall)) return ORB_E_MEMORY;
+  if (!orb__within_limit(ORB_LIMIT_HANDLE, held_bytes, kCall)) return ORB_E_MEMORY;
+  uint8_t* const block = static_cast<uint8_t*>(allocate(bytes));
+  if (!block) return fail(ORB_E_MEMORY);
+  image.input->held_bytes = held_bytes;
+  image.rows = reinterpret_cast<void**>(block);
+  uint8_t* row = aligned_samples(block + pointer_bytes);
+  int32_t channel = 0;
+  for (const RowLayout::Group& group : rows.groups) {
+    for (int32_t i = 0; i < group.channels; ++i, row += row_stride(image, group)) image.rows[channel++] = row;
+  }
+  return ORB_OK;
 }
 
 // What only rows in the file need.
@@ -54,42 +105,135 @@ bool has_allowed_size(const ReadImage& image, const SampleCoder& coder, uint64_t
   return block_bytes <= image.most_block_bytes;
 }
 
-// Decodes the block at the position into a row, and moves on behind it. A decoder writes over the beginning of
-// the next channel's row, so the zeros around the samples are put there row by row.
-int32_t read_channel(const ReadImage& image, const SampleCoder& coder, int32_t line, uint8_t* row,
+uint8_t* active_samples(const ReadImage& image, const SampleCoder& coder, int32_t channel) {
+  const size_t left_bytes = static_cast<size_t>(image.layout.rows.left_pad()) * coder.sample_bytes;
+  return static_cast<uint8_t*>(image.rows[channel]) + left_bytes;
+}
+
+uint64_t load_count(const uint8_t* bytes) { return static_cast<uint64_t>(bytes[0]) << 8 | bytes[1]; }
+
+// Decodes the block at the position into a row, and moves on behind it.
+int32_t read_channel(const ReadImage& image, const SampleCoder& coder, int32_t line, int32_t channel,
                      uint64_t& position) {
   InputWindow& window = image.input->window;
   const uint8_t* bytes = window.take(position, kCountBytes);
   if (!bytes) return cannot_read(line, window.error());
-  const uint64_t block_bytes = static_cast<uint64_t>(bytes[0]) << 8 | bytes[1];
+  const uint64_t block_bytes = load_count(bytes);
   if (!has_allowed_size(image, coder, block_bytes)) return cannot_decode(line);
   bytes = window.take(position, kCountBytes + block_bytes);
   if (!bytes) return cannot_read(line, window.error());
   position += kCountBytes + block_bytes;
   const Layout& layout = image.layout;
-  const size_t left_bytes = static_cast<size_t>(layout.rows.left_pad()) * coder.sample_bytes;
-  const size_t sample_bytes = layout.active_width() * coder.sample_bytes;
-  const size_t row_bytes = static_cast<size_t>(layout.rows.width()) * coder.sample_bytes;
-  if (left_bytes > 0) std::memset(row, 0, left_bytes);
-  if (!coder.decode({bytes + kCountBytes, block_bytes}, row + left_bytes, layout.active_width(),
-                    {image.scratch, layout.scratch_bytes})) {
-    return cannot_decode(line);
+  const bool is_row = coder.decode({bytes + kCountBytes, block_bytes}, active_samples(image, coder, channel),
+                                   layout.active_width(), {image.scratch, layout.scratch_bytes});
+  return is_row ? ORB_OK : cannot_decode(line);
+}
+
+// The next channels together, where their blocks are in memory. False when they are not, or are no rows: the
+// channels are then to be read one by one.
+bool read_abreast(const ReadImage& image, const SampleCoder& coder, int32_t channel, uint64_t& position) {
+  const InputWindow& window = image.input->window;
+  CodedPlane planes[kAbreast];
+  uint64_t end = position;
+  for (CodedPlane& plane : planes) {
+    const uint8_t* const count = window.held(end, kCountBytes);
+    if (!count) return false;
+    const uint64_t block_bytes = load_count(count);
+    end += kCountBytes + block_bytes;
+    if (!has_allowed_size(image, coder, block_bytes) || !window.held(position, end - position)) return false;
+    plane.coded = {count + kCountBytes, block_bytes};
+    plane.samples = {active_samples(image, coder, channel++), image.layout.active_width()};
   }
-  const size_t right_bytes = row_bytes - left_bytes - sample_bytes;
-  if (right_bytes > 0) std::memset(row + left_bytes + sample_bytes, 0, right_bytes);
+  if (!decode_abreast(planes)) return false;
+  position = end;
+  return true;
+}
+
+// All channels of a group.
+int32_t read_group(const ReadImage& image, const SampleCoder& coder, int32_t line, int32_t channel,
+                   int32_t count, uint64_t& position) {
+  const bool is_abreast = image.rows_are_spaced && coder.is_coded && coder.sample_bytes == 1;
+  const int32_t end = channel + count;
+  while (channel < end) {
+    if (is_abreast && end - channel >= int32_t{kAbreast} && read_abreast(image, coder, channel, position)) {
+      channel += int32_t{kAbreast};
+      continue;
+    }
+    const int32_t code = read_channel(image, coder, line, channel++, position);
+    if (code != ORB_OK) return code;
+  }
   return ORB_OK;
 }
 
 int32_t read_channels(const ReadImage& image, int32_t line, uint64_t position) {
   int32_t channel = 0;
   for (size_t i = 0; i < std::size(image.layout.coders); ++i) {
-    for (int32_t left = image.layout.rows.groups[i].channels; left > 0; --left, ++channel) {
-      uint8_t* const row = static_cast<uint8_t*>(image.rows[channel]);
-      const int32_t code = read_channel(image, *image.layout.coders[i], line, row, position);
-      if (code != ORB_OK) return code;
-    }
+    const int32_t count = image.layout.rows.groups[i].channels;
+    if (count == 0) continue;
+    const int32_t code = read_group(image, *image.layout.coders[i], line, channel, count, position);
+    if (code != ORB_OK) return code;
+    channel += count;
   }
   return ORB_OK;
+}
+
+// ---- Rows of samples as they are ----
+
+// Channels that one call of the system reads. The count of each block comes behind the samples of the one before,
+// where the pad or the slack is.
+class PlainChannels {
+ public:
+  explicit PlainChannels(uint64_t position) : position_(position) {}
+
+  [[nodiscard]] bool is_full() const { return count_ == kMostChannels; }
+
+  void add(uint8_t* samples, uint64_t block_bytes) {
+    platform::ReadPiece& before = pieces_[count_];
+    blocks_[count_] = {count_ == 0 ? first_count_ : static_cast<uint8_t*>(before.out) + before.bytes,
+                       block_bytes};
+    before = count_ == 0 ? platform::ReadPiece{first_count_, kCountBytes}
+                         : platform::ReadPiece{before.out, before.bytes + kCountBytes};
+    pieces_[++count_] = {samples, block_bytes};
+  }
+
+  // Reads what was added, and starts anew behind it. False when that fails or a block has not its one size.
+  bool read(InputWindow& window) {
+    if (count_ == 0) return true;
+    if (!window.read_past(position_, std::span(pieces_).first(count_ + 1))) return false;
+    for (const Block& block : std::span(blocks_).first(count_)) {
+      if (load_count(block.count) != block.bytes) return false;
+      position_ += kCountBytes + block.bytes;
+    }
+    count_ = 0;
+    return true;
+  }
+
+ private:
+  static constexpr size_t kMostChannels = platform::kMostReadPieces - 1;
+  struct Block {
+    const uint8_t* count;
+    uint64_t bytes;
+  };
+
+  uint64_t position_;
+  size_t count_ = 0;
+  uint8_t first_count_[kCountBytes];
+  platform::ReadPiece pieces_[kMostChannels + 1];  // the first count, then the samples
+  Block blocks_[kMostChannels];
+};
+
+// False when the channels are to be read one by one, which finds the fault.
+bool read_plain_channels(const ReadImage& image, uint64_t position) {
+  PlainChannels next(position);
+  int32_t channel = 0;
+  for (size_t i = 0; i < std::size(image.layout.coders); ++i) {
+    const SampleCoder* const coder = image.layout.coders[i];
+    for (int32_t left = image.layout.rows.groups[i].channels; left > 0; --left, ++channel) {
+      if (next.is_full() && !next.read(image.input->window)) return false;
+      next.add(active_samples(image, *coder, channel), coder->least_block_bytes(image.layout.active_width()));
+    }
+  }
+  return next.read(image.input->window);
 }
 
 int32_t read_active_row(ReadImage& image, int32_t line) {
@@ -98,7 +242,13 @@ int32_t read_active_row(ReadImage& image, int32_t line) {
   if (code != ORB_OK) return code;
   const int64_t index = int64_t{line} - image.layout.rows.active.bottom;
   const uint64_t position = load_word(image.table + 4 * index);
-  return position < kHeaderBytes ? cannot_decode(line) : read_channels(image, line, position);
+  if (position < kHeaderBytes) return cannot_decode(line);
+  if (!image.passes_window || !read_plain_channels(image, position)) {
+    const int32_t row_code = read_channels(image, line, position);
+    if (row_code != ORB_OK) return row_code;
+  }
+  zero_pads(image.layout.rows, image.rows);
+  return ORB_OK;
 }
 
 }  // namespace

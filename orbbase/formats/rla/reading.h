@@ -22,6 +22,8 @@ struct ReadImage {
   void** rows;     // null before the first row is read
   uint8_t* table;  // the offset table as in the file; null before the first active row is read
   uint8_t* scratch;
+  bool rows_are_spaced;  // slack behind each row, not only behind the last
+  bool passes_window;    // rows come from the file as they are
 };
 
 // The installed scanline function.

@@ -166,6 +166,37 @@ TEST_F(Rla, a_damaged_row_fails_alone) {
   }
 }
 
+TEST_F(Rla, a_long_line_of_floats_fails_as_a_short_one_does) {
+  const Bytes good = RlaFile().window(600, 3).color(3, 4, 32).aux(17, 4, 32).bytes();
+  const size_t block_bytes = 2 + 4 * 600;
+  const size_t second = 740 + 4 * 3 + 20 * block_bytes;
+  const size_t late = second + 16 * block_bytes;  // the count of a late channel
+  const struct {
+    const char* what;
+    Bytes file;
+    int32_t second_code;
+    int32_t third_code;
+  } rows[] = {{"a wrong count", with_bytes(good, second, {9, 0x61}), -7, 0},
+              {"a wrong count later", with_bytes(good, late, {9, 0x5F}), -7, 0},
+              {"an offset past the end", with_bytes(good, 740 + 4, word(UINT32_MAX)), -18, 0},
+              {"a cut in the samples", cut_at(good, late + 100), -18, -18},
+              {"a cut in a count", cut_at(good, late + 1), -18, -18},
+              {"a wrong count before a cut", cut_at(with_bytes(good, second, {0, 0}), late), -7, -18},
+              {"a wrong count behind a cut", cut_at(with_bytes(good, late, {0, 0}), late - 1), -18, -18}};
+  for (const auto& row : rows) {
+    ReportRecorder recorder;
+    const Image image = open_bytes(row.file);
+    ASSERT_TRUE(image) << row.what;
+    void** cells = nullptr;
+    EXPECT_EQ(ORB_scan_read(image.get(), 0, &cells), 0) << row.what;
+    EXPECT_EQ(ORB_scan_read(image.get(), 1, &cells), row.second_code) << row.what;
+    EXPECT_EQ(recorder.reports.size(), 1U) << row.what << recorder.texts();
+    EXPECT_EQ(ORB_scan_read(image.get(), 2, &cells), row.third_code) << row.what;
+    EXPECT_EQ(ORB_scan_read(image.get(), 0, &cells), 0) << row.what;
+    EXPECT_EQ(static_cast<uint8_t*>(cells[19])[1], RlaFile::ramp(0, 19, 0, 0, 1)) << row.what;
+  }
+}
+
 TEST_F(Rla, a_short_file_cannot_ask_for_much_memory) {
   // 30,000 channels of 32,768 doubles, in a file of a header and an offset.
   Bytes file = RlaFile().window(1, 1).bytes();

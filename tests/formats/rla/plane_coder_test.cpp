@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "orbbase/formats/rla/literal_steps.h"
 #include "orbbase/formats/rla/run_marks.h"
 
 namespace orb::rla {
@@ -260,6 +261,86 @@ TYPED_TEST(PlaneCoder, decodes_tokens_of_every_count_in_any_order) {
     ASSERT_EQ(decode(coded, decoded, random() % 17), coded.size());
     ASSERT_EQ(decoded, wanted) << round;
   }
+}
+
+// ---- Rows that are decoded together ----
+
+// A coded row and its room, with nothing but the slack behind the two.
+struct Abreast {
+  Abreast(const Bytes& row, size_t count, size_t odd)
+      : coded(row.size() + kCodedSlack, odd),
+        plane(count + kPlaneSlack + kWatched, odd),
+        samples(count),
+        size(row.size()) {
+    std::copy(row.begin(), row.end(), coded.data());
+  }
+  CodedPlane to_decode() { return {coded.first(size), plane.first(samples)}; }
+  Cursor cursor() { return {coded.data(), coded.data() + size, plane.data(), plane.data() + samples}; }
+  [[nodiscard]] bool is_whole() const { return plane.is_whole(samples + kPlaneSlack); }
+
+  Guarded coded;
+  Guarded plane;
+  size_t samples;
+  size_t size;
+};
+
+// Long literals with short runs here and there; one row in a few is of another kind, or damaged.
+Bytes coded_for_abreast(size_t count, std::mt19937& random) {
+  const Kind kind = random() % 8 == 0 ? kKinds[random() % std::size(kKinds)] : Kind{256, 1};
+  auto row = row_of<uint8_t>(kind, count, random);
+  for (size_t i = random() % 300; i + 3 < count; i += random() % 700)
+    std::fill_n(row.begin() + i, 3, uint8_t{9});
+  Bytes coded;
+  encode_slowly(row, coded);
+  for (size_t damage = random() % 4 == 0 ? 1 + random() % 3 : 0; damage > 0 && !coded.empty(); --damage) {
+    coded[random() % coded.size()] = static_cast<uint8_t>(random());
+  }
+  if (random() % 16 == 0) coded.resize(random() % (coded.size() + 1));
+  return coded;
+}
+
+std::vector<DecodeAbreast> abreast_forms() {
+  std::vector<DecodeAbreast> forms = {plain_decode_abreast()};
+#if defined(__x86_64__)
+  if (avx2_decode_abreast() && __builtin_cpu_supports("avx2")) forms.push_back(avx2_decode_abreast());
+#endif
+  return forms;
+}
+
+TEST(DecodeAbreast, gives_and_refuses_what_each_row_does_alone) {
+  std::mt19937 random(5);
+  size_t refused = 0;
+  for (int round = 0; round < 3000; ++round) {
+    const size_t count = random() % (round % 2 ? 300 : 3000);
+    std::vector<Abreast> rows;
+    Bytes wanted[kAbreast];
+    bool are_rows = true;
+    for (Bytes& plane : wanted) {
+      const Bytes coded = coded_for_abreast(count, random);
+      rows.emplace_back(coded, count, random() % 33);
+      are_rows = decode_slowly(coded, count, plane) == coded.size() && are_rows;
+    }
+    ASSERT_EQ(decode_abreast({rows[0].to_decode(), rows[1].to_decode(), rows[2].to_decode()}), are_rows)
+        << round;
+    const auto expect_rows = [&](const char* form) {
+      for (size_t i = 0; i < kAbreast; ++i) {
+        ASSERT_TRUE(rows[i].is_whole()) << form << round;
+        if (!are_rows) continue;
+        ASSERT_TRUE(std::equal(wanted[i].begin(), wanted[i].end(), rows[i].plane.data())) << form << round;
+      }
+    };
+    expect_rows("chosen ");
+    for (const DecodeAbreast form : abreast_forms()) {
+      Cursor cursors[kAbreast] = {rows[0].cursor(), rows[1].cursor(), rows[2].cursor()};
+      form(cursors);
+      expect_rows(form == plain_decode_abreast() ? "plain " : "AVX2 ");
+      for (const Cursor& end : cursors)
+        ASSERT_TRUE(!are_rows || (end.in == end.in_end && end.out == end.out_end));
+    }
+    refused += are_rows ? 0 : 1;
+  }
+  EXPECT_GT(refused, 500u);
+  EXPECT_LT(refused, 2500u);
 }
 
 Bytes repeated(size_t count, uint8_t value) { return Bytes(count, value); }

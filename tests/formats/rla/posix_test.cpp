@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <cstdio>
+#include <thread>
 
 #include "orbbase/formats/rla.h"
 #include "tests/core/picture.h"
@@ -105,6 +107,25 @@ TEST_F(Rla, neither_a_fifo_nor_a_folder_nor_nothing_is_an_rla_file) {
   EXPECT_FALSE(open_file("folder"));
   EXPECT_EQ(orb__err, -5);
   EXPECT_EQ(recorder.texts(), "Cannot open file folder; Is a directory");
+}
+
+TEST_F(Rla, rows_in_their_order_come_through_a_fifo) {
+  // Of bytes, and of floats in long lines, which otherwise pass the reader's window.
+  for (const int type : {0, 4}) {
+    ASSERT_EQ(mkfifo("rows.fifo", 0600), 0);
+    const Bytes file = RlaFile().window(2000, 40).color(3, type, 8).bytes();
+    std::thread writer([&file] { put_file("rows.fifo", file); });
+    Image image = open_file("rows.fifo");
+    ASSERT_TRUE(image);
+    for (int32_t line = 0; line < 40; ++line) {
+      void** rows = nullptr;
+      ASSERT_EQ(ORB_scan_read(image.get(), line, &rows), 0) << type << ' ' << line;
+      EXPECT_EQ(static_cast<uint8_t*>(rows[2])[0], RlaFile::ramp(0, 2, line, 0, 0)) << type << ' ' << line;
+    }
+    ORB_close(image.release());
+    writer.join();
+    std::remove("rows.fifo");
+  }
 }
 
 TEST_F(Rla, standard_input_is_never_read) {

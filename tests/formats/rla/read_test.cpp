@@ -61,6 +61,32 @@ TEST_F(Rla, reads_every_type_and_width_in_every_group_and_window) {
   EXPECT_EQ(compare_rows(*image, 0, {2, 1, 1, 1}, true), "");
 }
 
+// Long lines of floats alone come from the file straight into their rows.
+TEST_F(Rla, reads_long_lines_of_floats_in_every_window) {
+  const int windows[][4] = {{0, 599, 0, 3}, {1, 599, 0, 2}, {0, 597, 1, 3}, {7, 590, 0, 3}};
+  for (const auto& w : windows) {
+    RlaFile file;
+    file.window(600, 4).active(w[0], w[1], w[2], w[3]).color(3, 4, 32).matte(1, 5, 64).aux(19, 4, 32);
+    const Image image = open_bytes(file.bytes());
+    ASSERT_TRUE(image);
+    std::vector<int> planes(23, 4);
+    planes[3] = 8;
+    EXPECT_EQ(compare_rows(*image, 0, planes, false), "") << w[0] << ' ' << w[1];
+  }
+}
+
+// Rows of the same length that hardly compress are decoded together, as far as they lie in memory.
+TEST_F(Rla, reads_wide_rows_of_bytes_in_every_window) {
+  const int windows[][4] = {{0, 1999, 0, 99}, {5, 1999, 1, 99}, {0, 1990, 0, 98}};
+  for (const auto& w : windows) {
+    RlaFile file;
+    file.window(2000, 100).active(w[0], w[1], w[2], w[3]).color(3, 0, 8).matte(1, 0, 8).aux(4, 0, 8);
+    const Image image = open_bytes(file.bytes());
+    ASSERT_TRUE(image);
+    EXPECT_EQ(compare_rows(*image, 0, std::vector<int>(8, 1), true), "") << w[0] << ' ' << w[1];
+  }
+}
+
 TEST_F(Rla, a_file_without_channels_has_empty_rows) {
   const Image image = open_bytes(RlaFile().color(0, 3, 99).bytes());
   ASSERT_TRUE(image);
