@@ -33,15 +33,27 @@ function(orb_plugin name)
   install(TARGETS plugin_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/orbbase/plugins-3.2 COMPONENT plugin-${name})
 endfunction()
 
+# The test programs with tests of threads, which are named so: what the thread sanitizer looks at.
+add_custom_target(thread_tests)
+
 # orb_test(NAME SOURCES...): a GoogleTest program against the library with everything visible; every TEST is
 # a ctest of its own, a process of its own, in a folder of its own.
 function(orb_test name)
   add_executable(${name} ${ARGN})
   # What is tested is optimized; the tests themselves would only take longer to build.
-  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
+  target_compile_options(${name} PRIVATE $<$<CONFIG:Release,None>:-O0>)
   # Found by gcc 12 in the standard library's own vectors.
   target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow;-Wno-stringop-overread>)
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ${ORB_UNITY} UNITY_BUILD_BATCH_SIZE 0)
   target_link_libraries(${name} PRIVATE orbbase_testing orb_test_support orb_test_main orb_warnings)
+  foreach(source IN LISTS ARGN)
+    if(source MATCHES "_test\\.cpp$")
+      file(STRINGS ${source} thread_tests REGEX "^TEST.*[Tt]hread" ENCODING UTF-8)
+      if(thread_tests)
+        add_dependencies(thread_tests ${name})
+      endif()
+    endif()
+  endforeach()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}
                        PROPERTIES TIMEOUT 120)
 endfunction()

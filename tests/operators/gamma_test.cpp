@@ -12,13 +12,6 @@ namespace {
 
 using namespace orb::testing;
 
-ORB_RESPONSE_CURVE gamma_curve(float gamma) {
-  ORB_RESPONSE_CURVE curve = {};
-  curve.kind = ORB_CURVE_GAMMA;
-  curve.gamma = gamma;
-  return curve;
-}
-
 struct Table : ORB_RESPONSE_CURVE {
   Table(float gamma_value, int32_t channels, int32_t entries, int32_t bits, int32_t type = ORB_C_INTEGER)
       : ORB_RESPONSE_CURVE(gamma_curve(gamma_value)) {

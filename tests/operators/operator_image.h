@@ -10,6 +10,14 @@
 
 namespace orb::testing {
 
+// A response curve that is one power.
+inline ORB_RESPONSE_CURVE gamma_curve(float gamma) {
+  ORB_RESPONSE_CURVE curve = {};
+  curve.kind = ORB_CURVE_GAMMA;
+  curve.gamma = gamma;
+  return curve;
+}
+
 // A picture written under its name and opened again. The sample bytes are the picture's, by its own rule.
 inline Image open_written(const Picture& picture) {
   if (write_whole(picture) != 0) return nullptr;

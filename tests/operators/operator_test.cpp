@@ -20,13 +20,6 @@ Picture byte_picture() {
       .group(&ORB_IFD::matte, 1, ORB_C_INTEGER, 8);
 }
 
-ORB_RESPONSE_CURVE gamma_curve(float gamma) {
-  ORB_RESPONSE_CURVE curve = {};
-  curve.kind = ORB_CURVE_GAMMA;
-  curve.gamma = gamma;
-  return curve;
-}
-
 ORB_IMAGE* gamma_once(ORB_IMAGE* image) {
   ORB_RESPONSE_CURVE curve = gamma_curve(1.5f);
   return ORB__gamma(image, &curve);
