@@ -14,9 +14,6 @@ void drop(char*& text) {
   text = nullptr;
 }
 
-// How the core fills in a text that the application left out.
-bool says_nothing(const char* text) { return !text || *text == '\0' || std::strcmp(text, "unknown") == 0; }
-
 void drop_texts(ORB_INFO& info) {
   for (char** text : {&info.text1, &info.text4, &info.text5, &info.text6, &info.text7, &info.text8,
                       &info.text9, &info.text10}) {
@@ -54,6 +51,8 @@ void reset_picture(ORB_IFD& ifd) {
 
 }  // namespace
 
+bool is_given(const char* text) { return text && *text != '\0' && std::strcmp(text, "unknown") != 0; }
+
 bool make_descriptors(ORB_IMAGE& image, int32_t count) {
   image.info.images = make_zeroed<ORB_IFD>(static_cast<uint64_t>(count)).release();
   if (!image.info.images) return false;
@@ -76,16 +75,16 @@ void keep_only(ORB_INFO& info, uint32_t kept) {
   const float aspect = ifd.pixel_aspect;
   // 0 stands in a descriptor whose aspect nobody filled in.
   const bool has_aspect =
-      (kept & kKeepsPixelAspect) != 0 && (info.word_e & ORB_ASSUMED_PIXEL_ASPECT) == 0 && aspect != 0;
+      (kept & kKeepsPixelAspect) != 0 && is_declared(info, ORB_ASSUMED_PIXEL_ASPECT) && aspect != 0;
   drop_texts(info);
-  if ((kept & kKeepsDescription) == 0 || says_nothing(info.text3)) drop_description(info);
+  if ((kept & kKeepsDescription) == 0 || !is_given(info.text3)) drop_description(info);
   reset_numbers(info);
   reset_picture(ifd);
   describe_size(ifd, static_cast<int32_t>(width_of(ifd.window)), static_cast<int32_t>(height_of(ifd.window)));
   info.word_e = kAllAssumed;
   if (!has_aspect) return;
   ifd.pixel_aspect = aspect;
-  info.word_e &= ~static_cast<uint64_t>(ORB_ASSUMED_PIXEL_ASPECT);
+  declare(info, ORB_ASSUMED_PIXEL_ASPECT);
 }
 
 void drop_description(ORB_INFO& info) { drop(info.text3); }

@@ -15,6 +15,18 @@ inline int64_t height_of(const ORB_WINDOW& window) {
   return static_cast<int64_t>(window.top) - window.bottom + 1;
 }
 
+// The bytes of one row that ORB_chan_alloc gives out: rows are even.
+constexpr uint64_t given_row_bytes(uint64_t pixels, uint64_t sample_bytes) {
+  return (pixels * sample_bytes + 1) / 2 * 2;
+}
+
+// Whether a text is there: the core puts "unknown" where the application left one out.
+bool is_given(const char* text);
+
+// Whether the file declares, or is to declare, what these ORB_ASSUMED_ bits stand for, and the mark that it does.
+inline bool is_declared(const ORB_INFO& info, uint64_t assumed) { return (info.word_e & assumed) == 0; }
+inline void declare(ORB_INFO& info, uint64_t assumed) { info.word_e &= ~assumed; }
+
 // Gives a handle opened for reading its descriptors, and marks everything as not declared by the file. False,
 // with orb__err -10, when memory ran out.
 [[nodiscard]] bool make_descriptors(ORB_IMAGE& image, int32_t count);

@@ -37,11 +37,6 @@ bool is_directory(std::FILE* file) {
   return fstat(fileno(file), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-bool is_regular(std::FILE* file) {
-  struct stat status;
-  return fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode);
-}
-
 std::FILE* open_with_extension(ORB_IMAGE& image, const char* extension) {
   const char* built = orb__build_handle(nullptr, image.info.handle, extension);
   if (!built || std::strcmp(built, image.info.handle) == 0) return nullptr;
@@ -108,6 +103,13 @@ int finish_writing(Stream& stream) {
   return error;
 }
 
+int32_t finish_and_report(Stream& stream) {
+  const int error = finish_writing(stream);
+  if (error == 0) return ORB_OK;
+  orb__report(ORB_MSG_CANNOT_WRITE, stream.path, std::strerror(error));
+  return ORB_E_WRITE;
+}
+
 void release(Stream& stream) {
   if (stream.file && !stream.is_standard) std::fclose(stream.file);
   stream.file = nullptr;
@@ -115,6 +117,11 @@ void release(Stream& stream) {
 
 void remove_created(const Stream& stream) {
   if (stream.is_created) std::remove(stream.path);
+}
+
+bool is_regular(std::FILE* file) {
+  struct stat status;
+  return fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 bool begins_right(const char* name, std::FILE* stream, size_t count, bool (*looks_right)(const uint8_t*)) {

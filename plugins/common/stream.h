@@ -31,11 +31,17 @@ struct Stream {
 // failed.
 [[nodiscard]] int finish_writing(Stream& stream);
 
+// The same, with what failed reported. 0, or -20.
+[[nodiscard]] int32_t finish_and_report(Stream& stream);
+
 // Closes a stream whose close has nothing to say: one that was read, or of a writer that failed.
 void release(Stream& stream);
 
 // Removes the file if this handle created it.
 void remove_created(const Stream& stream);
+
+// Whether an open file is one whose bytes stay: not a pipe, a folder or a device.
+bool is_regular(std::FILE* file);
 
 // Whether the stream, or the file of that name when it is null, is a regular file whose first bytes are such
 // as looks_right accepts. It is asked about count bytes, 1 to 16.

@@ -1,24 +1,19 @@
 // Opening a file for reading, and its scanlines.
 #include "read.h"
 
-#include <sys/stat.h>
-#include <sys/types.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
-#include "orbbase/driver.h"
 #include "plugins/common/description.h"
-#include "plugins/common/memory.h"
+#include "plugins/common/handle.h"
+#include "plugins/common/palette.h"
+#include "plugins/common/reports.h"
 #include "samples.h"
 #include "settings.h"
 
 namespace orb::gif {
 namespace {
-
-using plugin::make_zeroed;
-using plugin::owned;
 
 constexpr const char* kCall = "Opening a GIF for reading";
 
@@ -29,23 +24,13 @@ void release_reader(Reader& reader) {
   plugin::release(reader.stream);
 }
 
-struct ReaderReleased {
-  void operator()(Reader* reader) const {
-    release_reader(*reader);
-    ERR_free(reader);
-  }
-};
-using ReaderOwner = std::unique_ptr<Reader, ReaderReleased>;
+using ReaderOwner = plugin::RecordOwner<Reader, release_reader>;
 
 // ---- A stream in which no place can be sought ----
 
-bool is_regular(std::FILE* file) {
-  struct stat status;
-  return fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode);
-}
-
 bool fail_spool(const Reader& reader, int error) {
-  orb__report(ORB_MSG_READ_PROBLEM, reader.stream.path, std::strerror(error ? error : EIO));
+  plugin::report_transfer(reader.stream.path, plugin::Transfer::reading, plugin::kNoLine,
+                          std::strerror(error ? error : EIO));
   plugin::fail(ORB_E_READ);
   return false;
 }
@@ -65,7 +50,7 @@ bool copy_to(std::FILE* copy, const Reader& reader) {
 // Frames are read again when a reader goes back, so the bytes of a pipe are kept in a file without a name.
 bool make_seekable(Reader& reader) {
   reader.screen.file = reader.stream.file;
-  if (is_regular(reader.stream.file)) {
+  if (plugin::is_regular(reader.stream.file)) {
     std::rewind(reader.stream.file);
     return true;
   }
@@ -89,7 +74,7 @@ void describe_times(ORB_INFO& info, const Contents& contents, plugin::Stream& st
   }
   if (hundredths == 0) return;
   info.frame_rate = static_cast<float>(100.0 * contents.frame_count / static_cast<double>(hundredths));
-  info.word_e &= ~static_cast<uint64_t>(ORB_ASSUMED_FRAME_RATE);
+  plugin::declare(info, ORB_ASSUMED_FRAME_RATE);
   if (!is_uniform) plugin::note(stream, "its frames take different times; the frame rate is their mean");
 }
 
@@ -124,7 +109,7 @@ void describe(ORB_INFO& info, const Contents& contents, const Layout& layout) {
   plugin::describe_size(ifd, contents.width, contents.height);
   if (contents.aspect != 0) {
     ifd.pixel_aspect = static_cast<float>(contents.aspect + 15) / 64.0F;
-    info.word_e &= ~static_cast<uint64_t>(ORB_ASSUMED_PIXEL_ASPECT);
+    plugin::declare(info, ORB_ASSUMED_PIXEL_ASPECT);
   }
   ORB_CHANNELS& samples = layout.view == View::indices ? ifd.index : ifd.color;
   samples.count = layout.view == View::colours ? 3 : 1;
@@ -164,8 +149,7 @@ int32_t read_scan(void* data, int32_t line, void* rows_out) {
   Reader& reader = *static_cast<Reader*>(data);
   const Contents& contents = reader.screen.contents;
   if (line < 0 || line >= contents.height) {
-    orb__report(ORB_MSG_BAD_SCANLINE, line);
-    return plugin::fail(ORB_E_SCANLINE);
+    return plugin::refuse_line(line);
   }
   const int32_t code = compose(reader.screen, reader.current);
   if (code != 0) return code;
@@ -186,7 +170,7 @@ int32_t read_lut(void* data, ORB_LUT** lut_out) {
   if (!lut) return plugin::fail(ORB_E_MEMORY);
   for (int32_t i = 0; i < colours.count(); ++i) {
     uint16_t* rgba = lut->entries[i].rgba;
-    for (int c = 0; c < 3; ++c) rgba[c] = static_cast<uint16_t>(colours.rgb[i][c] * 257);
+    for (int c = 0; c < 3; ++c) rgba[c] = plugin::widened(colours.rgb[i][c]);
     rgba[3] = layout.can_be_bare && layout.bare == i ? 0 : 65535;
   }
   *lut_out = lut;
@@ -195,29 +179,17 @@ int32_t read_lut(void* data, ORB_LUT** lut_out) {
 
 // ---- The handle ----
 
-int32_t close_reader(ORB_IMAGE* image) {
-  release_reader(*static_cast<Reader*>(image->driver->data));
-  orb__free_obj(image);
-  return 0;
-}
-
 bool attach(ORB_IMAGE& image, ReaderOwner& reader) {
-  owned<ORB_DRIVER_BLOCK> block = make_zeroed<ORB_DRIVER_BLOCK>(1);
-  if (!block) return false;
-  image.scan = read_scan;
-  image.close = close_reader;
   if (reader->screen.layout.view == View::indices) image.lut_read = read_lut;
   attach_playback(image);
   reader->image = &image;
-  block->data = reader.release();
-  image.driver = block.release();
-  return true;
+  return plugin::attach_reader(image, reader, read_scan, plugin::close_reader<Reader, release_reader>);
 }
 
-// The block of the rows given out: rows are even, those of indices have two bytes a sample.
+// The block of the rows given out: those of indices have two bytes a sample.
 uint64_t given_bytes(const Screen& screen) {
   const auto width = static_cast<uint64_t>(screen.contents.width);
-  return screen.layout.view == View::colours ? (width + 1) * 4 : width * 2;
+  return screen.layout.view == View::colours ? 4 * plugin::given_row_bytes(width, 1) : width * 2;
 }
 
 bool is_asked_in_vain(const Layout& layout, const Settings& settings) {
@@ -229,7 +201,7 @@ bool is_asked_in_vain(const Layout& layout, const Settings& settings) {
 bool read_open(ORB_IMAGE& image) {
   Settings settings;
   if (!read_settings(image.info, &settings)) return false;
-  ReaderOwner reader(make_zeroed<Reader>(1).release());
+  auto reader = plugin::make_record<ReaderOwner>();
   if (!reader || !plugin::open_for_reading(image, kExtension, reader->stream)) return false;
   reader->current = 1;
   Screen& screen = reader->screen;

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "orbbase/core.h"
+#include "plugins/common/palette.h"
 
 namespace orb::gif {
 
@@ -15,7 +17,7 @@ constexpr const char* kExtension = ".gif";
 // one: others cannot be compared when a file that was kept open is asked for again.
 enum SettingCode : uint16_t { kPalette = 0, kPlays = 1 };
 
-enum class Palette : int32_t { colours = 0, indices = 1 };
+using plugin::Palette;
 
 struct Settings {
   Palette palette = Palette::colours;
@@ -26,7 +28,7 @@ struct Settings {
 // over; a known one with a value out of its range is refused: false, reported, orb__err -16.
 [[nodiscard]] bool read_settings(const ORB_INFO& info, Settings* out);
 
-// The body of imageCapability. The table lives as long as the module; the library completes it at start-up.
-void capabilities(ORB_CAPABILITY** table_out, int32_t* count_out);
+// The table that the library shows: plugins/common/entries.h.
+std::span<ORB_CAPABILITY> capabilities();
 
 }  // namespace orb::gif

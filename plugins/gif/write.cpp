@@ -11,9 +11,10 @@
 
 #include "frames.h"
 #include "layout.h"
-#include "orbbase/driver.h"
 #include "plugins/common/description.h"
-#include "plugins/common/memory.h"
+#include "plugins/common/handle.h"
+#include "plugins/common/palette.h"
+#include "plugins/common/reports.h"
 #include "plugins/common/stream.h"
 #include "settings.h"
 
@@ -22,6 +23,7 @@ namespace {
 
 using plugin::make_zeroed;
 using plugin::owned;
+using plugin::refuse;
 
 constexpr const char* kCall = "Opening a GIF for writing";
 
@@ -79,20 +81,11 @@ void release_writer(Writer& writer) {
 }
 
 // For an open that failed.
-struct WriterReleased {
-  void operator()(Writer* writer) const {
-    release_writer(*writer);
-    plugin::remove_created(writer->stream);
-    ERR_free(writer);
-  }
-};
-using WriterOwner = std::unique_ptr<Writer, WriterReleased>;
-
-bool refuse(int32_t message, const char* first, const char* second = nullptr) {
-  orb__report(message, first, second);
-  plugin::fail(ORB_E_HANDLE);
-  return false;
+void undo(Writer& writer) {
+  release_writer(writer);
+  plugin::remove_created(writer.stream);
 }
+using WriterOwner = plugin::RecordOwner<Writer, undo>;
 
 // The system's reason, or that the codec had no memory.
 const char* reason_of(const Writer& writer) {
@@ -131,11 +124,11 @@ void take_ramp(Plan* out) {
     std::fill_n(out->colours.rgb[i], 3, grey_of(i, out->colours.bits));
 }
 
-// An entry is stored in 8 bits a value: it must be 257 times that, as a reader gives it back.
+// An entry is stored in 8 bits a value.
 bool take_entry(const ORB_LUT_ENTRY& entry, int32_t index, Plan* out) {
   for (int c = 0; c < 3; ++c) {
-    if (entry.rgba[c] % 257 != 0) return false;
-    out->colours.rgb[index][c] = static_cast<uint8_t>(entry.rgba[c] / 257);
+    if (!plugin::is_widened(entry.rgba[c])) return false;
+    out->colours.rgb[index][c] = plugin::narrowed(entry.rgba[c]);
   }
   if (entry.rgba[3] == 65535) return true;
   if (entry.rgba[3] != 0 || out->transparent >= 0) return false;
@@ -144,14 +137,8 @@ bool take_entry(const ORB_LUT_ENTRY& entry, int32_t index, Plan* out) {
 }
 
 bool take_table(const ORB_INFO& info, Plan* out) {
-  const auto* lut = reinterpret_cast<const ORB_LUT*>(static_cast<uintptr_t>(info.write_option));
-  if (!lut || !lut->entries) {
-    return refuse(ORB_MSG_CANNOT_WRITE, info.handle, "colour indices need a lookup table");
-  }
-  if (lut->entry_count < 1 || lut->entry_count > out->colours.count()) {
-    return refuse(ORB_MSG_CANNOT_WRITE, info.handle,
-                  "the lookup table does not fit the width of the colour indices");
-  }
+  const ORB_LUT* lut = plugin::lent_table(info, out->colours.count());
+  if (!lut) return false;
   out->colour_count = lut->entry_count;
   for (int32_t i = 0; i < out->colour_count; ++i) {
     if (take_entry(lut->entries[i], i, out)) continue;
@@ -166,13 +153,13 @@ bool take_table(const ORB_INFO& info, Plan* out) {
 
 void take_frame_rate(const ORB_INFO& info, Plan* out) {
   const float rate = info.frame_rate;
-  if ((info.word_e & ORB_ASSUMED_FRAME_RATE) != 0 || !(rate > 0.0F)) return;
+  if (!plugin::is_declared(info, ORB_ASSUMED_FRAME_RATE) || !(rate > 0.0F)) return;
   out->delay = static_cast<int32_t>(std::clamp(std::round(100.0 / static_cast<double>(rate)), 1.0, 65535.0));
 }
 
 // The byte that stands for the aspect, if one does.
 void take_aspect(ORB_INFO& info, Plan* out, plugin::Stream& stream) {
-  if ((info.word_e & ORB_ASSUMED_PIXEL_ASPECT) != 0) return;
+  if (!plugin::is_declared(info, ORB_ASSUMED_PIXEL_ASPECT)) return;
   float& aspect = info.images[0].pixel_aspect;
   const float value = std::round(aspect * 64.0F) - 15.0F;
   if (!(value >= 1.0F && value <= 255.0F)) {
@@ -192,7 +179,7 @@ void describe(ORB_INFO& info, Writer& writer) {
   info.frame_count = plan.frame_count;
   if (plan.delay == 0) return;
   info.frame_rate = static_cast<float>(100.0 / plan.delay);
-  info.word_e &= ~static_cast<uint64_t>(ORB_ASSUMED_FRAME_RATE);
+  plugin::declare(info, ORB_ASSUMED_FRAME_RATE);
 }
 
 bool make_plan(ORB_INFO& info, const Settings& settings, Plan* out) {
@@ -295,8 +282,7 @@ int32_t write_scan(void* data, int32_t line, void* rows) {
   const Plan& plan = writer.plan;
   if (writer.failure != 0) return plugin::fail(writer.failure);
   if (writer.next_row >= plan.height || int64_t{line} != int64_t{plan.height} - 1 - writer.next_row) {
-    orb__report(ORB_MSG_BAD_SCANLINE, line);
-    return plugin::fail(ORB_E_SCANLINE);
+    return plugin::refuse_line(line);
   }
   const void* samples = static_cast<void* const*>(rows)[0];
   const auto pixels = static_cast<size_t>(plan.width);
@@ -361,22 +347,10 @@ int32_t finish(Writer& writer) {
   return ORB_E_WRITE;
 }
 
-int32_t close_writer(ORB_IMAGE* image) {
-  Writer& writer = *static_cast<Writer*>(image->driver->data);
-  const int32_t code = finish(writer);
-  release_writer(writer);
-  orb__free_obj(image);
-  return code == 0 ? 0 : plugin::fail(code);
-}
-
-bool attach(ORB_IMAGE& image, WriterOwner& writer, owned<ORB_DRIVER_BLOCK>& block) {
-  image.scan = write_scan;
-  image.close = close_writer;
+void attach(ORB_IMAGE& image, WriterOwner& writer, owned<ORB_DRIVER_BLOCK>& block) {
   image.get_frame = get_frame;
   image.set_frame = set_frame;
-  block->data = writer.release();
-  image.driver = block.release();
-  return true;
+  plugin::attach(image, block, writer, write_scan, plugin::close_writer<Writer, finish, release_writer>);
 }
 
 }  // namespace
@@ -385,7 +359,7 @@ bool write_open(ORB_IMAGE& image) {
   Settings settings;
   if (!read_settings(image.info, &settings)) return false;
   if (image.info.image_count != 1) return refuse(ORB_MSG_CANNOT_HANDLE, kKey);
-  WriterOwner writer(make_zeroed<Writer>(1).release());
+  auto writer = plugin::make_record<WriterOwner>();
   owned<ORB_DRIVER_BLOCK> block = make_zeroed<ORB_DRIVER_BLOCK>(1);
   if (!writer || !block) return false;
   writer->frame = 1;
@@ -396,7 +370,9 @@ bool write_open(ORB_IMAGE& image) {
   writer->row = static_cast<uint8_t*>(plugin::allocate(row_bytes));
   if (!writer->row) return false;
   describe(image.info, *writer);
-  return start(image, *writer) && attach(image, writer, block);
+  if (!start(image, *writer)) return false;
+  attach(image, writer, block);
+  return true;
 }
 
 }  // namespace orb::gif

@@ -171,13 +171,9 @@ int32_t report_failure(const Codec& codec, int64_t line) {
     orb__report(ORB_MSG_NO_MEMORY);
     return plugin::fail(ORB_E_MEMORY);
   }
-  char text[JMSG_LENGTH_MAX + 48];
-  if (line == kNoLine) {
-    std::snprintf(text, sizeof text, "%s", failure_text(codec));
-  } else {
-    std::snprintf(text, sizeof text, "scanline %lld: %s", static_cast<long long>(line), failure_text(codec));
-  }
-  orb__report(codec.is_writer ? ORB_MSG_CANNOT_WRITE : ORB_MSG_READ_PROBLEM, codec.stream.path, text);
+  plugin::report_transfer(codec.stream.path,
+                          codec.is_writer ? plugin::Transfer::writing : plugin::Transfer::reading, line,
+                          failure_text(codec));
   return plugin::fail(failure_code(codec));
 }
 

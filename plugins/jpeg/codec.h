@@ -12,9 +12,12 @@
 #include <type_traits>
 
 #include "plugins/common/memory.h"
+#include "plugins/common/reports.h"
 #include "plugins/common/stream.h"
 
 namespace orb::jpeg {
+
+using plugin::kNoLine;
 
 inline constexpr const char* kKey = "jpeg";
 inline constexpr const char* kExtension = ".jpg";
@@ -74,7 +77,6 @@ void release(Encoder& encoder);
 
 // Reports the failure of a step, sets orb__err and returns its code. line: the scanline being transferred, or
 // kNoLine.
-inline constexpr int64_t kNoLine = INT64_MIN;
 int32_t report_failure(const Codec& codec, int64_t line);
 
 }  // namespace orb::jpeg

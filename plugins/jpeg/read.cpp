@@ -8,13 +8,11 @@
 
 #include "aspect.h"
 #include "plugins/common/description.h"
+#include "plugins/common/handle.h"
 #include "settings.h"
 
 namespace orb::jpeg {
 namespace {
-
-using plugin::make_zeroed;
-using plugin::owned;
 
 constexpr const char* kCall = "Opening a JPEG for reading";
 constexpr size_t kSignatureBytes = 3;
@@ -26,23 +24,11 @@ void release_reader(Reader& reader) {
   ERR_free(reader.packed);
 }
 
-struct ReaderReleased {
-  void operator()(Reader* reader) const {
-    release_reader(*reader);
-    ERR_free(reader);
-  }
-};
-using ReaderOwner = std::unique_ptr<Reader, ReaderReleased>;
+using ReaderOwner = plugin::RecordOwner<Reader, release_reader>;
 
 bool has_signature(const uint8_t* bytes) { return bytes[0] == 0xFF && bytes[1] == 0xD8 && bytes[2] == 0xFF; }
 
 // ---- The header ----
-
-bool refuse(const Decoder& decoder, const char* reason) {
-  orb__report(ORB_MSG_NOT_OF_FORMAT, decoder.stream.path, "JPEG", reason);
-  plugin::fail(ORB_E_FORMAT);
-  return false;
-}
 
 // Fills the buffer for the first time and looks whether it begins like a JPEG.
 bool read_signature(Decoder& decoder) {
@@ -53,9 +39,9 @@ bool read_signature(Decoder& decoder) {
     report_failure(decoder, kNoLine);
     return false;
   }
-  if (count == 0) return refuse(decoder, "the file is empty");
-  if (count < kSignatureBytes) return refuse(decoder, "the file is shorter than a JPEG signature");
-  if (!has_signature(decoder.buffer)) return refuse(decoder, "it begins with other bytes");
+  if (count < kSignatureBytes || !has_signature(decoder.buffer)) {
+    return plugin::refuse_beginning(decoder.stream.path, "JPEG", "JPEG signature", count, kSignatureBytes);
+  }
   decoder.source.next_input_byte = decoder.buffer;
   decoder.source.bytes_in_buffer = count;
   return true;
@@ -94,9 +80,7 @@ bool choose_colours(Reader& reader) {
   }
   char text[64];
   std::snprintf(text, sizeof text, "%d components whose colours are not known", cinfo.num_components);
-  orb__report(ORB_MSG_READ_PROBLEM, reader.decoder.stream.path, text);
-  plugin::fail(ORB_E_HANDLE);
-  return false;
+  return plugin::refuse(ORB_MSG_READ_PROBLEM, reader.decoder.stream.path, text);
 }
 
 void take_aspect(Reader& reader, ORB_INFO& info) {
@@ -107,7 +91,7 @@ void take_aspect(Reader& reader, ORB_INFO& info) {
   if (!has_unit && densities.across == 1 && densities.down == 1) return;  // says nothing
   if (has_unit) plugin::note(reader.decoder.stream, "the pixels' size is not kept, only their aspect ratio");
   info.images[0].pixel_aspect = aspect_of(densities);
-  info.word_e &= ~static_cast<uint64_t>(ORB_ASSUMED_PIXEL_ASPECT);
+  plugin::declare(info, ORB_ASSUMED_PIXEL_ASPECT);
 }
 
 void describe(Reader& reader, ORB_INFO& info) {
@@ -158,7 +142,7 @@ void note_held(Reader& reader, uint64_t held_bytes) {
 
 bool is_within_limits(Reader& reader) {
   jpeg_decompress_struct& cinfo = reader.decoder.cinfo;
-  const auto row_bytes = (static_cast<uint64_t>(reader.width) + 1) / 2 * 2;
+  const uint64_t row_bytes = plugin::given_row_bytes(static_cast<uint64_t>(reader.width), 1);
   const uint64_t given = row_bytes * static_cast<uint64_t>(reader.channels);
   const uint64_t held = holds_all(reader.decoder) ? coefficient_bytes(cinfo) : 0;
   const uint64_t together = 2 * given + strip_bytes(cinfo) + held;
@@ -182,30 +166,12 @@ bool make_rows(Reader& reader, ORB_IFD& ifd) {
   return reader.packed != nullptr;
 }
 
-// ---- The handle ----
-
-int32_t close_reader(ORB_IMAGE* image) {
-  release_reader(*static_cast<Reader*>(image->driver->data));
-  orb__free_obj(image);
-  return 0;
-}
-
-bool attach(ORB_IMAGE& image, ReaderOwner& reader) {
-  owned<ORB_DRIVER_BLOCK> block = make_zeroed<ORB_DRIVER_BLOCK>(1);
-  if (!block) return false;
-  image.scan = read_scan;
-  image.close = close_reader;
-  block->data = reader.release();
-  image.driver = block.release();
-  return true;
-}
-
 }  // namespace
 
 bool read_open(ORB_IMAGE& image) {
   Settings settings;
   if (!read_settings(image.info, &settings)) return false;
-  ReaderOwner reader(make_zeroed<Reader>(1).release());
+  auto reader = plugin::make_record<ReaderOwner>();
   if (!reader || !plugin::open_for_reading(image, kExtension, reader->decoder.stream)) return false;
   if (!read_signature(reader->decoder) || !read_header(*reader) || !choose_colours(*reader)) return false;
   reader->width = static_cast<int32_t>(reader->decoder.cinfo.image_width);
@@ -213,7 +179,8 @@ bool read_open(ORB_IMAGE& image) {
   reader->next_line = reader->height - 1;
   if (!plugin::make_descriptors(image, 1)) return false;
   describe(*reader, image.info);
-  return is_within_limits(*reader) && make_rows(*reader, image.info.images[0]) && attach(image, reader);
+  return is_within_limits(*reader) && make_rows(*reader, image.info.images[0]) &&
+         plugin::attach_reader(image, reader, read_scan, plugin::close_reader<Reader, release_reader>);
 }
 
 bool is_jpeg(const char* name, std::FILE* stream) {

@@ -62,8 +62,7 @@ int32_t read_scan(void* data, int32_t line, void* rows_out) {
   Reader& reader = *static_cast<Reader*>(data);
   if (reader.failure != 0) return plugin::fail(reader.failure);
   if (line != reader.next_line || line < 0) {
-    orb__report(ORB_MSG_BAD_SCANLINE, line);
-    return plugin::fail(ORB_E_SCANLINE);
+    return plugin::refuse_line(line);
   }
   if (!reader.is_started && !start_rows(reader)) return fail_for_good(reader, kNoLine);
   Decoder& decoder = reader.decoder;

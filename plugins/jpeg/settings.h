@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "orbbase/core.h"
 
@@ -20,7 +21,7 @@ struct Settings {
 // over; a known one with a value out of its range is refused: false, reported, orb__err -16.
 [[nodiscard]] bool read_settings(const ORB_INFO& info, Settings* out);
 
-// The body of imageCapability. The table lives as long as the module; the library completes it at start-up.
-void capabilities(ORB_CAPABILITY** table_out, int32_t* count_out);
+// The table that the library shows: plugins/common/entries.h.
+std::span<ORB_CAPABILITY> capabilities();
 
 }  // namespace orb::jpeg

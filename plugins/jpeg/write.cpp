@@ -7,6 +7,7 @@
 #include "aspect.h"
 #include "markers.h"
 #include "plugins/common/description.h"
+#include "plugins/common/handle.h"
 #include "plugins/common/planes.h"
 #include "settings.h"
 
@@ -33,22 +34,15 @@ void release_writer(Writer& writer) {
 }
 
 // For an open that failed.
-struct WriterReleased {
-  void operator()(Writer* writer) const {
-    release_writer(*writer);
-    plugin::remove_created(writer->encoder.stream);
-    ERR_free(writer);
-  }
-};
-using WriterOwner = std::unique_ptr<Writer, WriterReleased>;
+void undo(Writer& writer) {
+  release_writer(writer);
+  plugin::remove_created(writer.encoder.stream);
+}
+using WriterOwner = plugin::RecordOwner<Writer, undo>;
 
 // ---- What a JPEG can hold ----
 
-bool refuse(int32_t message) {
-  orb__report(message, kKey);
-  plugin::fail(ORB_E_HANDLE);
-  return false;
-}
+bool refuse(int32_t message) { return plugin::refuse(message, kKey); }
 
 bool is_storable(const ORB_IFD& ifd) {
   const bool has_colours = ifd.color.count == 1 || ifd.color.count == 3 || ifd.color.count == 4;
@@ -65,9 +59,7 @@ bool take_size(const ORB_IMAGE& image, Writer& writer) {
   const int64_t height = plugin::height_of(window);
   if (width < 1 || height < 1) return refuse(ORB_MSG_CANNOT_HANDLE);
   if (width > JPEG_MAX_DIMENSION || height > JPEG_MAX_DIMENSION) {
-    orb__report(ORB_MSG_CANNOT_WRITE, image.info.handle, "a JPEG's sides are at most 65500 pixels");
-    plugin::fail(ORB_E_HANDLE);
-    return false;
+    return plugin::refuse(ORB_MSG_CANNOT_WRITE, image.info.handle, "a JPEG's sides are at most 65500 pixels");
   }
   writer.width = static_cast<int32_t>(width);
   writer.height = static_cast<int32_t>(height);
@@ -79,7 +71,7 @@ bool take_size(const ORB_IMAGE& image, Writer& writer) {
 // ---- The description ----
 
 std::optional<Densities> keep_aspect(plugin::Stream& stream, ORB_INFO& info) {
-  if ((info.word_e & ORB_ASSUMED_PIXEL_ASPECT) != 0) return std::nullopt;
+  if (!plugin::is_declared(info, ORB_ASSUMED_PIXEL_ASPECT)) return std::nullopt;
   const std::optional<Densities> densities = densities_of(info.images[0].pixel_aspect);
   if (densities) {
     info.images[0].pixel_aspect = aspect_of(*densities);
@@ -167,8 +159,7 @@ int32_t write_scan(void* data, int32_t line, void* rows) {
   Writer& writer = *static_cast<Writer*>(data);
   if (writer.failure != 0) return plugin::fail(writer.failure);
   if (line != writer.next_line || line < 0) {
-    orb__report(ORB_MSG_BAD_SCANLINE, line);
-    return plugin::fail(ORB_E_SCANLINE);
+    return plugin::refuse_line(line);
   }
   JSAMPROW row = packed_row(writer, static_cast<void* const*>(rows));
   Encoder& encoder = writer.encoder;
@@ -193,18 +184,7 @@ int32_t finish(Writer& writer) {
   if (!guarded(encoder, [&encoder] { jpeg_finish_compress(&encoder.cinfo); })) {
     return report_failure(encoder, kNoLine);
   }
-  const int error = plugin::finish_writing(encoder.stream);
-  if (error == 0) return 0;
-  orb__report(ORB_MSG_CANNOT_WRITE, encoder.stream.path, std::strerror(error));
-  return ORB_E_WRITE;
-}
-
-int32_t close_writer(ORB_IMAGE* image) {
-  Writer& writer = *static_cast<Writer*>(image->driver->data);
-  const int32_t code = finish(writer);
-  release_writer(writer);
-  orb__free_obj(image);
-  return code == 0 ? 0 : plugin::fail(code);
+  return plugin::finish_and_report(encoder.stream);
 }
 
 bool make_row(Writer& writer) {
@@ -220,7 +200,7 @@ bool write_open(ORB_IMAGE& image) {
   Settings settings;
   if (!read_settings(image.info, &settings)) return false;
   if (image.info.image_count != 1) return refuse(ORB_MSG_CANNOT_HANDLE);
-  WriterOwner writer(make_zeroed<Writer>(1).release());
+  auto writer = plugin::make_record<WriterOwner>();
   owned<ORB_DRIVER_BLOCK> block = make_zeroed<ORB_DRIVER_BLOCK>(1);
   if (!writer || !block) return false;
   if (!is_storable(image.info.images[0]) || !take_size(image, *writer) || !make_row(*writer)) return false;
@@ -228,10 +208,7 @@ bool write_open(ORB_IMAGE& image) {
   const std::optional<Densities> densities = describe(image.info, *writer, settings);
   if (!plugin::open_for_writing(image, kExtension, writer->encoder.stream)) return false;
   if (!write_header(*writer, image.info, settings, densities)) return false;
-  image.scan = write_scan;
-  image.close = close_writer;
-  block->data = writer.release();
-  image.driver = block.release();
+  plugin::attach(image, block, writer, write_scan, plugin::close_writer<Writer, finish, release_writer>);
   return true;
 }
 

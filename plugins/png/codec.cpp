@@ -1,16 +1,13 @@
 #include "codec.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 
-#include "memory.h"
 #include "orbbase/driver.h"
 
 namespace orb::png {
 namespace {
 
-constexpr int32_t kMostRemarks = 64;
 constexpr png_uint_32 kMostPixels = 0x7fffffff;        // the format's own; the library's limits decide
 constexpr png_uint_32 kMostChunksKept = 1000;          // texts of one file
 constexpr png_alloc_size_t kMostChunkBytes = 8000000;  // of one of them, unpacked
@@ -29,7 +26,7 @@ constexpr size_t kWrittenChunkBytes = 65536;
 void on_warning(png_structp png, png_const_charp message) {
   Codec& codec = *static_cast<Codec*>(png_get_error_ptr(png));
   if (codec.is_out_of_memory || codec.is_over_budget) return;  // said once already
-  warn(codec, message);
+  plugin::warn(codec.stream, message);
 }
 
 png_voidp on_allocate(png_structp png, png_alloc_size_t size_bytes) {
@@ -52,8 +49,8 @@ void on_free(png_structp, png_voidp block) { ERR_free(block); }
 void on_read(png_structp png, png_bytep out, size_t size_bytes) {
   Codec& codec = *static_cast<Codec*>(png_get_io_ptr(png));
   errno = 0;
-  if (std::fread(out, 1, size_bytes, codec.stream) == size_bytes) return;
-  if (std::ferror(codec.stream)) {
+  if (std::fread(out, 1, size_bytes, codec.stream.file) == size_bytes) return;
+  if (std::ferror(codec.stream.file)) {
     codec.io_error = errno ? errno : EIO;
   } else {
     codec.is_cut = true;
@@ -64,24 +61,12 @@ void on_read(png_structp png, png_bytep out, size_t size_bytes) {
 void on_write(png_structp png, png_bytep bytes, size_t size_bytes) {
   Codec& codec = *static_cast<Codec*>(png_get_io_ptr(png));
   errno = 0;
-  if (std::fwrite(bytes, 1, size_bytes, codec.stream) == size_bytes) return;
+  if (std::fwrite(bytes, 1, size_bytes, codec.stream.file) == size_bytes) return;
   codec.io_error = errno ? errno : EIO;
   png_error(png, "cannot write");
 }
 
 void on_flush(png_structp) {}
-
-bool remark(Codec& codec) {
-  if (codec.remarks < kMostRemarks) {
-    ++codec.remarks;
-    return true;
-  }
-  if (codec.remarks == kMostRemarks) {
-    ++codec.remarks;
-    orb__report(ORB_MSG_READ_WARNING, codec.path, "there is more of this; it is not listed");
-  }
-  return false;
-}
 
 int32_t failure_code(const Codec& codec) {
   if (codec.is_out_of_memory || codec.is_over_budget) return ORB_E_MEMORY;
@@ -135,33 +120,16 @@ void release(Codec& codec) {
   } else {
     png_destroy_read_struct(&codec.png, &codec.info, nullptr);
   }
-  if (codec.stream && !codec.is_standard_stream) std::fclose(codec.stream);
-  codec.stream = nullptr;
+  plugin::release(codec.stream);
 }
 
-int32_t report_failure(Codec& codec, int64_t line) {
-  const int32_t code = failure_code(codec);
+int32_t report_failure(const Codec& codec, int64_t line) {
   if (!codec.is_out_of_memory) {
-    char text[256];
-    if (line == kNoLine) {
-      std::snprintf(text, sizeof text, "%s", failure_text(codec));
-    } else {
-      std::snprintf(text, sizeof text, "scanline %lld: %s", static_cast<long long>(line),
-                    failure_text(codec));
-    }
-    orb__report(codec.is_writer ? ORB_MSG_CANNOT_WRITE : ORB_MSG_READ_PROBLEM, codec.path, text);
+    plugin::report_transfer(codec.stream.path,
+                            codec.is_writer ? plugin::Transfer::writing : plugin::Transfer::reading, line,
+                            failure_text(codec));
   }
-  return fail(code);
+  return fail(failure_code(codec));
 }
-
-void note(Codec& codec, const char* text) {
-  if (remark(codec)) orb__report(ORB_MSG_READ_NOTE, codec.path, text);
-}
-
-void warn(Codec& codec, const char* text) {
-  if (remark(codec)) orb__report(ORB_MSG_READ_WARNING, codec.path, text);
-}
-
-void set_error(int32_t code) { std::atomic_ref<int32_t>(orb__err).store(code, std::memory_order_relaxed); }
 
 }  // namespace orb::png

@@ -6,12 +6,20 @@
 
 #include <csetjmp>
 #include <cstdint>
-#include <cstdio>
 #include <type_traits>
 
-#include "orbbase/core.h"
+#include "plugins/common/memory.h"
+#include "plugins/common/reports.h"
+#include "plugins/common/stream.h"
 
 namespace orb::png {
+
+using plugin::allocate;
+using plugin::fail;
+using plugin::kNoLine;
+using plugin::make_zeroed;
+using plugin::owned;
+using plugin::refuse;
 
 inline constexpr const char* kKey = "png";
 inline constexpr const char* kExtension = ".png";
@@ -23,11 +31,8 @@ inline constexpr uint64_t kMetadataBytes = 64U << 20;
 struct Codec {
   png_structp png;
   png_infop info;
-  std::FILE* stream;
-  bool is_standard_stream;  // the process's own: never closed
-  bool is_created;          // this handle made the file
+  plugin::Stream stream;
   bool is_writer;
-  const char* path;  // the handle's file name
   std::jmp_buf recovery;
 
   // What went wrong, in the order in which it is asked for.
@@ -39,7 +44,6 @@ struct Codec {
 
   bool counts_metadata;    // allocations come off metadata_left
   uint64_t metadata_left;  // bytes
-  int32_t remarks;         // warnings and notes reported so far
 };
 
 // Runs one step of codec library calls. False when it ended in an error: the codec knows why, and must be
@@ -62,19 +66,6 @@ void release(Codec& codec);
 
 // Reports the failure of a step, unless that was done already, sets orb__err and returns its code. line: the
 // scanline being transferred, or below 0 with kNoLine.
-inline constexpr int64_t kNoLine = INT64_MIN;
-int32_t report_failure(Codec& codec, int64_t line);
-
-// Remarks on what a file holds and the description cannot carry. A file with very many gets a last remark
-// that says so.
-void note(Codec& codec, const char* text);
-void warn(Codec& codec, const char* text);
-
-// Writes orb__err.
-void set_error(int32_t code);
-inline int32_t fail(int32_t code) {
-  set_error(code);
-  return code;
-}
+int32_t report_failure(const Codec& codec, int64_t line);
 
 }  // namespace orb::png

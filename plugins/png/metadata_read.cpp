@@ -2,6 +2,7 @@
 // cannot fail.
 #include "metadata.h"
 #include "numbers.h"
+#include "plugins/common/description.h"
 
 namespace orb::png {
 namespace {
@@ -9,10 +10,8 @@ namespace {
 void take_gamma(const Codec& codec, ORB_IMAGE& image) {
   png_fixed_point stored = 0;
   // An sRGB chunk counts as its gamma: the codec library fills that in.
-  if (png_get_gAMA_fixed(codec.png, codec.info, &stored) == 0 || stored <= 0) {
-    image.info.word_e |= ORB_ASSUMED_GAMMA;
-    return;
-  }
+  if (png_get_gAMA_fixed(codec.png, codec.info, &stored) == 0 || stored <= 0) return;
+  plugin::declare(image.info, ORB_ASSUMED_GAMMA);
   image.info.images[0].curve.kind = ORB_CURVE_GAMMA;
   image.info.images[0].curve.gamma = gamma_from_stored(stored);
 }
@@ -24,9 +23,9 @@ void take_primaries(const Codec& codec, ORB_IMAGE& image) {
   png_fixed_point blue[2];
   if (png_get_cHRM_fixed(codec.png, codec.info, &white[0], &white[1], &red[0], &red[1], &green[0], &green[1],
                          &blue[0], &blue[1]) == 0) {
-    image.info.word_e |= ORB_ASSUMED_PRIMARIES;
     return;
   }
+  plugin::declare(image.info, ORB_ASSUMED_PRIMARIES);
   float* out = image.info.chromaticity;
   for (const png_fixed_point* point : {red, green, blue, white}) {
     *out++ = chromaticity_from_stored(point[0]);
@@ -41,15 +40,11 @@ void take_aspect(Codec& codec, ORB_IMAGE& image) {
   int unit = PNG_RESOLUTION_UNKNOWN;
   png_get_pHYs(codec.png, codec.info, &per_unit_x, &per_unit_y, &unit);
   if (unit == PNG_RESOLUTION_METER)
-    note(codec, "pHYs: the pixels' size is not kept, only their aspect ratio");
-  ORB_IFD& ifd = image.info.images[0];
-  ifd.pixel_aspect = 1.0F;
-  if (per_unit_x == 0 || per_unit_y == 0) {
-    image.info.word_e |= ORB_ASSUMED_PIXEL_ASPECT;
-    return;
-  }
+    plugin::note(codec.stream, "pHYs: the pixels' size is not kept, only their aspect ratio");
+  if (per_unit_x == 0 || per_unit_y == 0) return;
+  plugin::declare(image.info, ORB_ASSUMED_PIXEL_ASPECT);
   // Twice as many pixels a unit down as across: each is twice as wide as high.
-  ifd.pixel_aspect = static_cast<float>(static_cast<double>(per_unit_y) / per_unit_x);
+  image.info.images[0].pixel_aspect = static_cast<float>(static_cast<double>(per_unit_y) / per_unit_x);
 }
 
 }  // namespace
@@ -59,7 +54,7 @@ void take_metadata(Codec& codec, ORB_IMAGE& image) {
   take_primaries(codec, image);
   take_aspect(codec, image);
   if (png_get_valid(codec.png, codec.info, PNG_INFO_sRGB) != 0) {
-    note(codec, "sRGB: the rendering intent is not kept; gamma and primaries are");
+    plugin::note(codec.stream, "sRGB: the rendering intent is not kept; gamma and primaries are");
   }
 }
 
@@ -68,12 +63,13 @@ ORB_WINDOW take_window(Codec& codec, uint32_t width, uint32_t height) {
   png_int_32 y = 0;
   int unit = PNG_OFFSET_PIXEL;
   const bool has_offset = png_get_oFFs(codec.png, codec.info, &x, &y, &unit) != 0;
-  if (unit != PNG_OFFSET_PIXEL) note(codec, "oFFs: an offset that is not in pixels is not kept");
+  if (unit != PNG_OFFSET_PIXEL)
+    plugin::note(codec.stream, "oFFs: an offset that is not in pixels is not kept");
   int64_t left = has_offset && unit == PNG_OFFSET_PIXEL ? x : 0;
   int64_t bottom =
       has_offset && unit == PNG_OFFSET_PIXEL ? -static_cast<int64_t>(y) : 0;  // y counts downward
   if (left + width - 1 > INT32_MAX || bottom + height - 1 > INT32_MAX) {
-    warn(codec, "oFFs: the offset puts the picture out of range and is not kept");
+    plugin::warn(codec.stream, "oFFs: the offset puts the picture out of range and is not kept");
     left = 0;
     bottom = 0;
   }

@@ -1,6 +1,7 @@
 // The writing half of metadata.h.
 #include "metadata.h"
 #include "numbers.h"
+#include "plugins/common/description.h"
 
 #include <cstring>
 #include <optional>
@@ -8,9 +9,9 @@
 namespace orb::png {
 namespace {
 
-constexpr float kDefaultGamma = 2.2F;
+using plugin::is_declared;
 
-bool is_declared(const ORB_INFO& info, uint64_t assumed) { return (info.word_e & assumed) == 0; }
+constexpr float kDefaultGamma = 2.2F;
 
 // The chunk values of one file; what is absent is not written.
 struct Chunks {
@@ -25,7 +26,8 @@ struct Chunks {
 void choose_gamma(Codec& codec, ORB_INFO& info, Chunks& out) {
   ORB_RESPONSE_CURVE& curve = info.images[0].curve;
   if (curve.kind != ORB_CURVE_GAMMA) {
-    if (is_declared(info, ORB_ASSUMED_GAMMA)) warn(codec, "a tabulated response curve cannot be stored");
+    if (is_declared(info, ORB_ASSUMED_GAMMA))
+      plugin::warn(codec.stream, "a tabulated response curve cannot be stored");
     ORB_response_curve_done(&curve);
     curve = {};
     curve.kind = ORB_CURVE_GAMMA;
@@ -36,7 +38,7 @@ void choose_gamma(Codec& codec, ORB_INFO& info, Chunks& out) {
     info.word_e |= ORB_ASSUMED_GAMMA;
   } else if (is_declared(info, ORB_ASSUMED_GAMMA)) {
     out.gamma = stored_gamma(curve.gamma);
-    if (!out.gamma) warn(codec, "the gamma cannot be stored");
+    if (!out.gamma) plugin::warn(codec.stream, "the gamma cannot be stored");
   }
   if (!out.gamma) info.word_e |= ORB_ASSUMED_GAMMA;
   curve.gamma = out.gamma ? gamma_from_stored(*out.gamma) : kDefaultGamma;
@@ -56,7 +58,7 @@ void choose_primaries(Codec& codec, ORB_INFO& info, Chunks& out) {
     out.primaries[point * 2] = stored_chromaticity(xyz[0]);
     out.primaries[point * 2 + 1] = stored_chromaticity(xyz[1]);
     if (!out.primaries[point * 2] || !out.primaries[point * 2 + 1]) {
-      warn(codec, "the primaries cannot be stored");
+      plugin::warn(codec.stream, "the primaries cannot be stored");
       out.primaries[0].reset();
       return forget_primaries(info);
     }
@@ -76,7 +78,7 @@ void choose_aspect(Codec& codec, ORB_INFO& info, Chunks& out) {
   // 0 stands in a descriptor whose aspect nobody filled in.
   if (is_declared(info, ORB_ASSUMED_PIXEL_ASPECT) && aspect != 0) {
     out.aspect = stored_aspect(aspect);
-    if (!out.aspect) warn(codec, "the pixel aspect ratio cannot be stored");
+    if (!out.aspect) plugin::warn(codec.stream, "the pixel aspect ratio cannot be stored");
   }
   if (out.aspect) return;
   aspect = 1.0F;

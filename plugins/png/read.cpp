@@ -4,14 +4,14 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cstdio>
-#include <cstring>
 
-#include "memory.h"
 #include "metadata.h"
-#include "orbbase/driver.h"
+#include "plugins/common/description.h"
+#include "plugins/common/handle.h"
+#include "plugins/common/palette.h"
 #include "settings.h"
-#include "streams.h"
 #include "texts.h"
 #include "unkept.h"
 
@@ -20,13 +20,24 @@ namespace {
 
 constexpr const char* kCall = "Opening a PNG for reading";
 
-struct ReaderReleased {
-  void operator()(Reader* reader) const {
-    release_reader(*reader);
-    ERR_free(reader);
+constexpr size_t kSignatureBytes = 8;
+
+using ReaderOwner = plugin::RecordOwner<Reader, release_reader>;
+
+bool has_signature(const uint8_t* bytes) { return png_sig_cmp(bytes, 0, kSignatureBytes) == 0; }
+
+bool read_signature(Codec& codec) {
+  png_byte bytes[kSignatureBytes] = {};
+  errno = 0;
+  const size_t got = std::fread(bytes, 1, sizeof bytes, codec.stream.file);
+  if (got < sizeof bytes && std::ferror(codec.stream.file)) {
+    codec.io_error = errno ? errno : EIO;
+    report_failure(codec, kNoLine);
+    return false;
   }
-};
-using ReaderOwner = std::unique_ptr<Reader, ReaderReleased>;
+  if (got == sizeof bytes && has_signature(bytes)) return true;
+  return plugin::refuse_beginning(codec.stream.path, "PNG", "PNG signature", got, sizeof bytes);
+}
 
 // What the file's header says of its pixels.
 struct Header {
@@ -41,7 +52,7 @@ bool read_header(Codec& codec, Header* out) {
   if (!start_reading(codec)) return false;
   codec.counts_metadata = true;
   const bool is_read = guarded(codec, [&codec, out] {
-    png_set_sig_bytes(codec.png, 8);
+    png_set_sig_bytes(codec.png, kSignatureBytes);
     watch_unkept_chunks(codec);
     png_read_info(codec.png, codec.info);
     png_get_IHDR(codec.png, codec.info, &out->width, &out->height, &out->depth, &out->color_type,
@@ -50,18 +61,6 @@ bool read_header(Codec& codec, Header* out) {
   codec.counts_metadata = false;
   // The codec library goes on without a text that it had no memory for; a description must not.
   return is_read && !codec.is_out_of_memory && !codec.is_over_budget;
-}
-
-bool make_descriptor(ORB_IMAGE& image) {
-  owned<ORB_IFD> ifd = make_zeroed<ORB_IFD>(1);
-  if (!ifd) {
-    set_error(ORB_E_MEMORY);
-    return false;
-  }
-  image.info.images = ifd.release();
-  image.info.image_count = 1;
-  orb__init_ifd(&image);
-  return true;
 }
 
 void take_palette(Reader& reader) {
@@ -114,8 +113,11 @@ int32_t declared_width(Codec& codec, const Header& header, int32_t file_samples,
                   : bits->gray == width_text;
     if (colours_agree && (!has_alpha || bits->alpha == width_text)) return width_text;
   }
-  if (bits) note(codec, "sBIT: the number of significant bits is not kept; samples are read as stored");
-  if (width_text != 0) note(codec, "the text \"orbbase:width\" does not fit the file and is not followed");
+  if (bits)
+    plugin::note(codec.stream,
+                 "sBIT: the number of significant bits is not kept; samples are read as stored");
+  if (width_text != 0)
+    plugin::note(codec.stream, "the text \"orbbase:width\" does not fit the file and is not followed");
   return header.depth;
 }
 
@@ -137,11 +139,7 @@ void choose_read_layout(Reader& reader, const Header& header, const Settings& se
 
 void describe(ORB_IFD& ifd, const Reader& reader) {
   const Layout& layout = reader.layout;
-  ifd.pair_a[0] = static_cast<int32_t>(reader.width);
-  ifd.pair_a[1] = static_cast<int32_t>(reader.height);
-  ifd.window = reader.window;
-  ifd.active_window = reader.window;
-  ifd.orientation &= ~static_cast<uint32_t>(ORB_BOTTOM_UP);
+  ifd.window = ifd.active_window = reader.window;
   ifd.color.count = layout.colours;
   ifd.color.width = layout.colours != 0 ? layout.width : 8;
   ifd.matte.count = layout.mattes;
@@ -150,10 +148,10 @@ void describe(ORB_IFD& ifd, const Reader& reader) {
   if (layout.has_indices) ifd.index.width = layout.width;
 }
 
-// The block of the rows given out: rows are even, index rows have two bytes a sample.
+// The block of the rows given out: index rows have two bytes a sample.
 uint64_t given_bytes(const Layout& layout, uint64_t pixels) {
   if (layout.has_indices) return pixels * 2;
-  const uint64_t row_bytes = (pixels * static_cast<uint64_t>(layout.sample_bytes()) + 1) / 2 * 2;
+  const uint64_t row_bytes = plugin::given_row_bytes(pixels, static_cast<uint64_t>(layout.sample_bytes()));
   return row_bytes * static_cast<uint64_t>(layout.colours + layout.mattes);
 }
 
@@ -173,16 +171,14 @@ void note_interlaced(Reader& reader) {
       static_cast<double>(reader.layout.row_bytes(reader.width)) * reader.height / (1 << 20);
   std::snprintf(text, sizeof text, "interlaced: the whole picture is held in memory, %.0f MiB",
                 mebibytes + 0.5);
-  note(reader.codec, text);
+  plugin::note(reader.codec.stream, text);
 }
 
 bool make_rows(Reader& reader, ORB_IFD& ifd) {
-  size_t block_bytes = 0;
-  reader.rows = ORB_chan_alloc(&ifd, static_cast<int32_t>(reader.width), kKey, &block_bytes);
+  reader.rows = ORB_chan_alloc(&ifd, static_cast<int32_t>(reader.width), kKey, nullptr);
   if (!reader.rows) return false;  // the code is set
   if (reader.reads_into_rows() || reader.is_interlaced) return true;
   reader.packed = static_cast<uint8_t*>(allocate(reader.layout.row_bytes(reader.width)));
-  if (!reader.packed) set_error(ORB_E_MEMORY);
   return reader.packed != nullptr;
 }
 
@@ -201,43 +197,22 @@ bool start_rows(Codec& codec, const Header& header) {
 int32_t read_lut(void* data, ORB_LUT** lut_out) {
   const PaletteTables& palette = static_cast<Reader*>(data)->palette;
   ORB_LUT* lut = ORB_lut_alloc(palette.count);
-  if (!lut) {
-    set_error(ORB_E_MEMORY);
-    return ORB_E_MEMORY;
-  }
+  if (!lut) return fail(ORB_E_MEMORY);
   for (int i = 0; i < palette.count; ++i) {
-    for (int c = 0; c < 4; ++c) lut->entries[i].rgba[c] = static_cast<uint16_t>(palette.rgba[c][i] * 257);
+    for (int c = 0; c < 4; ++c) lut->entries[i].rgba[c] = plugin::widened(palette.rgba[c][i]);
   }
   *lut_out = lut;
   return ORB_OK;
 }
 
-// An interlaced picture is held whole: every line is at hand.
-int32_t seek_anywhere(void*, int32_t) { return 0; }
-
-int32_t close_reader(ORB_IMAGE* image) {
-  release_reader(*static_cast<Reader*>(image->driver->data));
-  orb__free_obj(image);
-  return 0;
-}
-
 bool attach(ORB_IMAGE& image, ReaderOwner& reader) {
-  owned<ORB_DRIVER_BLOCK> block = make_zeroed<ORB_DRIVER_BLOCK>(1);
-  if (!block) {
-    set_error(ORB_E_MEMORY);
-    return false;
-  }
-  image.scan = read_scan;
-  image.close = close_reader;
   if (reader->layout.has_indices) image.lut_read = read_lut;
-  if (reader->is_interlaced) image.seek = seek_anywhere;
-  block->data = reader.release();
-  image.driver = block.release();
-  return true;
+  if (reader->is_interlaced) image.seek = plugin::seek_anywhere;  // held whole
+  return plugin::attach_reader(image, reader, read_scan, plugin::close_reader<Reader, release_reader>);
 }
 
 bool open_file(ORB_IMAGE& image, Codec& codec, Header* header) {
-  if (!open_for_reading(image, codec) || !read_signature(codec)) return false;
+  if (!plugin::open_for_reading(image, kExtension, codec.stream) || !read_signature(codec)) return false;
   if (read_header(codec, header)) return true;
   report_failure(codec, kNoLine);
   return false;
@@ -248,14 +223,12 @@ bool open_file(ORB_IMAGE& image, Codec& codec, Header* header) {
 bool read_open(ORB_IMAGE& image) {
   Settings settings;
   if (!read_settings(image.info, &settings)) return false;
-  ReaderOwner reader(make_zeroed<Reader>(1).release());
-  if (!reader) {
-    set_error(ORB_E_MEMORY);
-    return false;
-  }
+  auto reader = plugin::make_record<ReaderOwner>();
+  if (!reader) return false;
   Header header = {};
-  if (!open_file(image, reader->codec, &header) || !make_descriptor(image)) return false;
+  if (!open_file(image, reader->codec, &header) || !plugin::make_descriptors(image, 1)) return false;
   ORB_IFD& ifd = image.info.images[0];
+  plugin::describe_size(ifd, static_cast<int32_t>(header.width), static_cast<int32_t>(header.height));
   int32_t width_text = 0;
   if (!take_texts(reader->codec, image, &width_text)) return false;
   take_metadata(reader->codec, image);
@@ -269,6 +242,10 @@ bool read_open(ORB_IMAGE& image) {
   if (!is_within_limits(*reader)) return false;
   if (reader->is_interlaced) note_interlaced(*reader);
   return make_rows(*reader, ifd) && start_rows(reader->codec, header) && attach(image, reader);
+}
+
+bool is_png(const char* name, std::FILE* stream) {
+  return plugin::begins_right(name, stream, kSignatureBytes, has_signature);
 }
 
 void release_reader(Reader& reader) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 
 #include "codec.h"
 #include "layout.h"
@@ -43,6 +44,9 @@ struct Reader {
 
 // The handle's scan slot for a reader.
 int32_t read_scan(void* data, int32_t line, void* rows_out);
+
+// The body of imageIsFile.
+bool is_png(const char* name, std::FILE* stream);
 
 void release_reader(Reader& reader);
 

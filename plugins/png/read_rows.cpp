@@ -1,9 +1,9 @@
 // The scanlines of a PNG: from the codec's rows to the channel rows that a reader gives out.
 #include <cstring>
+#include <functional>
 #include <span>
 
-#include "memory.h"
-#include "orbbase/driver.h"
+#include "plugins/common/planes.h"
 #include "read.h"
 #include "samples.h"
 #include "texts.h"
@@ -77,7 +77,7 @@ void take_declared_bits(Reader& reader) {
   }
   if (is_exact || reader.has_lost_bits) return;
   reader.has_lost_bits = true;
-  warn(reader.codec, "samples have more bits than the file declares; the lowest are lost");
+  plugin::warn(reader.codec.stream, "samples have more bits than the file declares; the lowest are lost");
 }
 
 template <class T>
@@ -87,7 +87,8 @@ void fill_rows(Reader& reader, const uint8_t* packed) {
   T* planes[4] = {};
   for (int c = 0; c < layout.colours + layout.mattes; ++c) planes[c] = plane<T>(reader, c);
   if (layout.file_samples > 1) {
-    split_row(samples, layout.file_samples, reader.width, planes);
+    plugin::split_pixels(samples, static_cast<size_t>(layout.file_samples), reader.width, reader.rows,
+                         std::identity());
   } else if (samples != planes[0]) {
     std::memcpy(planes[0], samples, reader.width * sizeof(T));
   }
@@ -142,8 +143,7 @@ int32_t read_scan(void* data, int32_t line, void* rows_out) {
   if (reader.failure != 0) return fail(reader.failure);
   const bool is_inside = line >= reader.window.bottom && line <= reader.window.top;
   if (!is_inside || (!reader.is_interlaced && line != reader.next_line)) {
-    orb__report(ORB_MSG_BAD_SCANLINE, line);
-    return fail(ORB_E_SCANLINE);
+    return plugin::refuse_line(line);
   }
   const int32_t code = read_line(reader, line);
   if (code != 0) return code;

@@ -5,24 +5,6 @@
 namespace orb::png {
 namespace {
 
-template <int kChannels, class T>
-void split(const T* packed, size_t pixels, T* const* planes) {
-  T* plane[kChannels];
-  std::copy_n(planes, kChannels, plane);
-  for (size_t i = 0; i < pixels; ++i) {
-    for (int c = 0; c < kChannels; ++c) plane[c][i] = packed[i * kChannels + static_cast<size_t>(c)];
-  }
-}
-
-template <int kChannels, class T>
-void merge(const T* const* planes, size_t pixels, T* packed) {
-  const T* plane[kChannels];
-  std::copy_n(planes, kChannels, plane);
-  for (size_t i = 0; i < pixels; ++i) {
-    for (int c = 0; c < kChannels; ++c) packed[i * kChannels + static_cast<size_t>(c)] = plane[c][i];
-  }
-}
-
 // A sample's bits repeated as often as depth needs, and cut to it, are (sample * factor) >> shift.
 struct Repetition {
   uint32_t factor = 0;
@@ -37,20 +19,6 @@ Repetition repetition(int width, int depth) {
 }
 
 }  // namespace
-
-template <class T>
-void split_row(const T* packed, int channels, size_t pixels, T* const* planes) {
-  if (channels == 2) split<2>(packed, pixels, planes);
-  if (channels == 3) split<3>(packed, pixels, planes);
-  if (channels == 4) split<4>(packed, pixels, planes);
-}
-
-template <class T>
-void merge_row(const T* const* planes, int channels, size_t pixels, T* packed) {
-  if (channels == 2) merge<2>(planes, pixels, packed);
-  if (channels == 3) merge<3>(planes, pixels, packed);
-  if (channels == 4) merge<4>(planes, pixels, packed);
-}
 
 void map_row(std::span<const uint8_t> in, std::span<const uint8_t, 256> table, uint8_t* out) {
   for (size_t i = 0; i < in.size(); ++i) out[i] = table[in[i]];
@@ -109,10 +77,6 @@ void matte_from_key(const T* const* planes, int channels, const uint16_t* key, s
   }
 }
 
-template void split_row(const uint8_t*, int, size_t, uint8_t* const*);
-template void split_row(const uint16_t*, int, size_t, uint16_t* const*);
-template void merge_row(const uint8_t* const*, int, size_t, uint8_t*);
-template void merge_row(const uint16_t* const*, int, size_t, uint16_t*);
 template uint32_t largest_sample(std::span<const uint8_t>);
 template uint32_t largest_sample(std::span<const uint16_t>);
 template void repeat_bits(std::span<const uint8_t>, int, int, uint8_t*);

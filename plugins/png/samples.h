@@ -1,5 +1,4 @@
-// The loops over the samples of one row: between the codec's pixel-interleaved rows and channel rows. Pure
-// functions; sizes are the caller's contract.
+// The loops over the samples of one row. Pure functions; sizes are the caller's contract.
 #pragma once
 
 #include <cstddef>
@@ -7,14 +6,6 @@
 #include <span>
 
 namespace orb::png {
-
-// planes[c][i] = packed[i * channels + c]. channels: 2, 3 or 4; T: uint8_t or uint16_t.
-template <class T>
-void split_row(const T* packed, int channels, size_t pixels, T* const* planes);
-
-// The reverse.
-template <class T>
-void merge_row(const T* const* planes, int channels, size_t pixels, T* packed);
 
 // out[i] = table[in[i]].
 void map_row(std::span<const uint8_t> in, std::span<const uint8_t, 256> table, uint8_t* out);

@@ -3,15 +3,17 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "orbbase/core.h"
+#include "plugins/common/palette.h"
 
 namespace orb::png {
 
 // Setting codes; also the capabilities' ident.
 enum SettingCode : uint16_t { kPalette = 0, kCompression = 2, kFilter = 3 };
 
-enum class Palette : int32_t { colours = 0, indices = 1 };
+using plugin::Palette;
 enum class Filter : int32_t { none = 0, sub = 1, up = 2, average = 3, paeth = 4, adaptive = 5 };
 
 struct Settings {
@@ -24,7 +26,7 @@ struct Settings {
 // over; a known one with a value out of its range is refused: false, reported, orb__err -16.
 [[nodiscard]] bool read_settings(const ORB_INFO& info, Settings* out);
 
-// The body of imageCapability. The table lives as long as the module; the library completes it at start-up.
-void capabilities(ORB_CAPABILITY** table_out, int32_t* count_a_out, int32_t* count_b_out, int32_t* count_out);
+// The table that the library shows: plugins/common/entries.h.
+std::span<ORB_CAPABILITY> capabilities();
 
 }  // namespace orb::png

@@ -35,10 +35,10 @@ Encoding encoding_of(std::string_view text) {
   return encoding;
 }
 
-owned<char> utf8_copy(std::string_view text, bool is_latin1) {
+plugin::owned<char> utf8_copy(std::string_view text, bool is_latin1) {
   const bool converts = is_latin1 || encoding_of(text) == Encoding::other;
   const uint64_t most_bytes = (converts ? 2 : 1) * static_cast<uint64_t>(text.size()) + 1;
-  owned<char> copy(static_cast<char*>(allocate(most_bytes)));
+  plugin::owned<char> copy(static_cast<char*>(plugin::allocate(most_bytes)));
   if (!copy) return nullptr;
   char* out = copy.get();
   for (const char c : text) {

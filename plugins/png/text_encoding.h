@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "memory.h"
+#include "plugins/common/memory.h"
 
 namespace orb::png {
 
@@ -14,6 +14,6 @@ Encoding encoding_of(std::string_view text);
 
 // A zero-terminated copy as UTF-8. is_latin1: the bytes are Latin-1; otherwise they are UTF-8 and, where they
 // are not even that, taken for Latin-1. Null, reported, when memory runs out.
-[[nodiscard]] owned<char> utf8_copy(std::string_view text, bool is_latin1);
+[[nodiscard]] plugin::owned<char> utf8_copy(std::string_view text, bool is_latin1);
 
 }  // namespace orb::png

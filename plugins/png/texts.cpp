@@ -7,8 +7,8 @@
 #include <span>
 #include <string_view>
 
-#include "memory.h"
 #include "numbers.h"
+#include "plugins/common/description.h"
 #include "text_encoding.h"
 
 namespace orb::png {
@@ -71,7 +71,7 @@ void note_text(Codec& codec, const png_text& text, const char* saying) {
   }
   char remark[160];
   std::snprintf(remark, sizeof remark, "the text \"%s\" %s", keyword, saying);
-  note(codec, remark);
+  plugin::note(codec.stream, remark);
 }
 
 enum class Taken { yes, no, out_of_memory };
@@ -97,14 +97,14 @@ bool take_number(ORB_INFO& info, const png_text& text) {
     const auto value = integer_from_text(bytes_of(text));
     if (!value) return false;
     row.of(info) = *value;
-    info.word_e &= ~row.assumed;
+    plugin::declare(info, row.assumed);
     return true;
   }
   if (std::strcmp(kFrameRateKeyword, text.key) != 0) return false;
   const auto rate = real_from_text(bytes_of(text));
   if (!rate) return false;
   info.frame_rate = *rate;
-  info.word_e &= ~static_cast<uint64_t>(ORB_ASSUMED_FRAME_RATE);
+  plugin::declare(info, ORB_ASSUMED_FRAME_RATE);
   return true;
 }
 
@@ -151,15 +151,12 @@ void add_number(TextList& list, const char* keyword, Number value) {
 // A text that is not UTF-8 is taken for Latin-1, and the handle shows what the file will hold.
 bool replace_by_utf8(Codec& codec, const char* keyword, char*& field) {
   owned<char> converted = utf8_copy(field, true);
-  if (!converted) {
-    set_error(ORB_E_MEMORY);
-    return false;
-  }
+  if (!converted) return false;
   ERR_free(field);
   field = converted.release();
   char remark[160];
   std::snprintf(remark, sizeof remark, "the text for \"%s\" is not UTF-8; it was taken for Latin-1", keyword);
-  warn(codec, remark);
+  plugin::warn(codec.stream, remark);
   return true;
 }
 
@@ -181,14 +178,14 @@ bool add_text_fields(Codec& codec, ORB_INFO& info, TextList& list) {
 void add_numbers(ORB_INFO& info, TextList& list) {
   for (const NumberField& row : kNumberFields) {
     int32_t& field = row.of(info);
-    if ((info.word_e & row.assumed) == 0 && field != row.initial) {
+    if (plugin::is_declared(info, row.assumed) && field != row.initial) {
       add_number(list, row.keyword, field);
       continue;
     }
     field = row.initial;
     info.word_e |= row.assumed;
   }
-  if ((info.word_e & ORB_ASSUMED_FRAME_RATE) == 0 && info.frame_rate != kInitialFrameRate) {
+  if (plugin::is_declared(info, ORB_ASSUMED_FRAME_RATE) && info.frame_rate != kInitialFrameRate) {
     add_number(list, kFrameRateKeyword, info.frame_rate);
     return;
   }
@@ -200,15 +197,11 @@ void add_numbers(ORB_INFO& info, TextList& list) {
 
 bool take_texts(Codec& codec, ORB_IMAGE& image, int32_t* width_out) {
   *width_out = 0;
-  image.info.word_e |= ORB_ASSUMED_FRAME_RATE | ORB_ASSUMED_FRAME_NUMBER;
   for (const png_text& text : texts_of(codec)) {
     if (take_width(text, width_out) || take_number(image.info, text)) continue;
     const Taken taken = take_into_field(codec, image.info, text);
     if (taken == Taken::no) note_text(codec, text, "is not kept");
-    if (taken == Taken::out_of_memory) {
-      set_error(ORB_E_MEMORY);
-      return false;
-    }
+    if (taken == Taken::out_of_memory) return false;
   }
   return true;
 }

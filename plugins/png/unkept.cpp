@@ -31,11 +31,12 @@ void say(Codec& codec, const char* name) {
   for (const Saying& saying : kSayings) {
     if (std::strcmp(saying.name, name) != 0) continue;
     if (!saying.text) return;
-    return saying.is_warning ? warn(codec, saying.text) : note(codec, saying.text);
+    return saying.is_warning ? plugin::warn(codec.stream, saying.text)
+                             : plugin::note(codec.stream, saying.text);
   }
   char text[64];
   std::snprintf(text, sizeof text, "%s: this chunk is not kept", name);
-  note(codec, text);
+  plugin::note(codec.stream, text);
 }
 
 // The name is four letters: the codec library has checked that.

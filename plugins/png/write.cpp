@@ -6,11 +6,11 @@
 #include <cstdio>
 #include <cstring>
 
-#include "memory.h"
 #include "metadata.h"
-#include "orbbase/driver.h"
+#include "plugins/common/description.h"
+#include "plugins/common/handle.h"
+#include "plugins/common/palette.h"
 #include "settings.h"
-#include "streams.h"
 #include "texts.h"
 
 namespace orb::png {
@@ -18,24 +18,15 @@ namespace {
 
 constexpr const char* kCall = "Opening a PNG for writing";
 
+using plugin::height_of;
+using plugin::width_of;
+
 // For an open that failed.
-struct WriterReleased {
-  void operator()(Writer* writer) const {
-    release_writer(*writer);
-    remove_created(writer->codec);
-    ERR_free(writer);
-  }
-};
-using WriterOwner = std::unique_ptr<Writer, WriterReleased>;
-
-bool refuse() {
-  orb__report(ORB_MSG_CANNOT_HANDLE, kKey);
-  set_error(ORB_E_HANDLE);
-  return false;
+void undo(Writer& writer) {
+  release_writer(writer);
+  plugin::remove_created(writer.codec.stream);
 }
-
-int64_t width_of(const ORB_WINDOW& window) { return static_cast<int64_t>(window.right) - window.left + 1; }
-int64_t height_of(const ORB_WINDOW& window) { return static_cast<int64_t>(window.top) - window.bottom + 1; }
+using WriterOwner = plugin::RecordOwner<Writer, undo>;
 
 // A PNG's sides are 31-bit numbers above 0; its offsets are symmetric around 0.
 bool is_storable(const ORB_WINDOW& window) {
@@ -60,18 +51,12 @@ struct PaletteChunks {
   int alpha_count;  // up to the last entry that is not opaque
 };
 
-bool refuse_palette(const ORB_IMAGE& image, const char* reason) {
-  orb__report(ORB_MSG_CANNOT_WRITE, image.info.handle, reason);
-  set_error(ORB_E_HANDLE);
-  return false;
-}
-
-// An entry is stored in 8 bits a value: it must be 257 times that, as a reader gives it back.
+// An entry is stored in 8 bits a value.
 bool take_entry(const ORB_LUT_ENTRY& entry, int index, PaletteChunks* out) {
   png_byte values[4];
   for (int c = 0; c < 4; ++c) {
-    if (entry.rgba[c] % 257 != 0) return false;
-    values[c] = static_cast<png_byte>(entry.rgba[c] / 257);
+    if (!plugin::is_widened(entry.rgba[c])) return false;
+    values[c] = plugin::narrowed(entry.rgba[c]);
   }
   out->colours[index] = {values[0], values[1], values[2]};
   out->alphas[index] = values[3];
@@ -80,15 +65,13 @@ bool take_entry(const ORB_LUT_ENTRY& entry, int index, PaletteChunks* out) {
 }
 
 bool take_palette(const ORB_IMAGE& image, const Layout& layout, PaletteChunks* out) {
-  const auto* lut = reinterpret_cast<const ORB_LUT*>(static_cast<uintptr_t>(image.info.write_option));
-  if (!lut || !lut->entries) return refuse_palette(image, "colour indices need a lookup table");
-  if (lut->entry_count < 1 || lut->entry_count > 1 << layout.depth) {
-    return refuse_palette(image, "the lookup table does not fit the width of the colour indices");
-  }
+  const ORB_LUT* lut = plugin::lent_table(image.info, 1 << layout.depth);
+  if (!lut) return false;
   out->count = lut->entry_count;
   for (int i = 0; i < out->count; ++i) {
     if (!take_entry(lut->entries[i], i, out)) {
-      return refuse_palette(image, "the lookup table's values need more than 8 bits");
+      return refuse(ORB_MSG_CANNOT_WRITE, image.info.handle,
+                    "the lookup table's values need more than 8 bits");
     }
   }
   return true;
@@ -173,55 +156,19 @@ void describe(ORB_INFO& info, const Writer& writer) {
 
 // ---- The handle ----
 
-int32_t report_and_keep(Writer& writer, const char* reason) {
-  orb__report(ORB_MSG_CANNOT_WRITE, writer.codec.path, reason);
-  return writer.failure = ORB_E_WRITE;
-}
-
-int32_t report_missing(Writer& writer) {
-  char text[96];
-  const int64_t height = height_of(writer.window);
-  const int64_t missing = writer.next_line - writer.window.bottom + 1;
-  std::snprintf(text, sizeof text, "closed when %lld of %lld scanlines were written",
-                static_cast<long long>(height - missing), static_cast<long long>(height));
-  return report_and_keep(writer, text);
-}
-
 // A file that does not hold all rows gets no end mark, so that it is not taken for whole.
 int32_t finish(Writer& writer) {
   if (writer.failure != 0) return writer.failure;
-  if (writer.next_line >= writer.window.bottom) return report_missing(writer);
   Codec& codec = writer.codec;
+  const int64_t missing = writer.next_line - writer.window.bottom + 1;
+  if (missing > 0) return plugin::report_missing_rows(codec.stream.path, height_of(writer.window), missing);
   if (!guarded(codec, [&codec] { png_write_end(codec.png, nullptr); })) return report_failure(codec, kNoLine);
-  const int error = finish_writing(codec);
-  return error == 0 ? 0 : report_and_keep(writer, std::strerror(error));
-}
-
-int32_t close_writer(ORB_IMAGE* image) {
-  Writer& writer = *static_cast<Writer*>(image->driver->data);
-  const int32_t code = finish(writer);
-  release_writer(writer);
-  orb__free_obj(image);
-  return code == 0 ? 0 : fail(code);
-}
-
-bool attach(ORB_IMAGE& image, WriterOwner& writer) {
-  owned<ORB_DRIVER_BLOCK> block = make_zeroed<ORB_DRIVER_BLOCK>(1);
-  if (!block) {
-    set_error(ORB_E_MEMORY);
-    return false;
-  }
-  image.scan = write_scan;
-  image.close = close_writer;
-  block->data = writer.release();
-  image.driver = block.release();
-  return true;
+  return plugin::finish_and_report(codec.stream);
 }
 
 bool make_row(Writer& writer) {
   if (writer.takes_rows_as_they_come()) return true;
   writer.packed = static_cast<uint8_t*>(allocate(writer.layout.row_bytes(writer.width)));
-  if (!writer.packed) set_error(ORB_E_MEMORY);
   return writer.packed != nullptr;
 }
 
@@ -236,15 +183,13 @@ bool start(Codec& codec) {
 bool write_open(ORB_IMAGE& image) {
   Settings settings;
   if (!read_settings(image.info, &settings)) return false;
-  if (image.info.image_count != 1) return refuse();
-  WriterOwner writer(make_zeroed<Writer>(1).release());
-  if (!writer) {
-    set_error(ORB_E_MEMORY);
-    return false;
-  }
+  if (image.info.image_count != 1) return refuse(ORB_MSG_CANNOT_HANDLE, kKey);
+  auto writer = plugin::make_record<WriterOwner>();
+  owned<ORB_DRIVER_BLOCK> block = make_zeroed<ORB_DRIVER_BLOCK>(1);
+  if (!writer || !block) return false;
   ORB_IFD& ifd = image.info.images[0];
   if (!choose_layout(ifd, &writer->layout)) return false;
-  if (!is_storable(ifd.window)) return refuse();
+  if (!is_storable(ifd.window)) return refuse(ORB_MSG_CANNOT_HANDLE, kKey);
   writer->window = ifd.window;
   writer->width = static_cast<uint32_t>(width_of(ifd.window));
   writer->next_line = ifd.window.top;
@@ -254,9 +199,12 @@ bool write_open(ORB_IMAGE& image) {
   if (!is_within_limits(*writer) || !make_row(*writer)) return false;
   describe(image.info, *writer);
   Codec& codec = writer->codec;
-  return open_for_writing(image, codec) && start(codec) && put_header(*writer, settings, palette) &&
-         put_metadata(codec, image) && put_texts(codec, image, writer->layout) && write_header(codec) &&
-         attach(image, writer);
+  const bool is_open = plugin::open_for_writing(image, kExtension, codec.stream) && start(codec) &&
+                       put_header(*writer, settings, palette) && put_metadata(codec, image) &&
+                       put_texts(codec, image, writer->layout) && write_header(codec);
+  if (!is_open) return false;
+  plugin::attach(image, block, writer, write_scan, plugin::close_writer<Writer, finish, release_writer>);
+  return true;
 }
 
 void release_writer(Writer& writer) {

@@ -1,7 +1,8 @@
 // The scanlines of a PNG: from the application's channel rows to the codec's rows.
+#include <functional>
 #include <span>
 
-#include "orbbase/driver.h"
+#include "plugins/common/planes.h"
 #include "samples.h"
 #include "write.h"
 
@@ -23,11 +24,13 @@ bool fits(std::span<const T> samples, int32_t width) {
 template <class T>
 const uint8_t* pack_samples(const Writer& writer, void* const* rows) {
   const Layout& layout = writer.layout;
-  const T* planes[4] = {};
-  for (int c = 0; c < layout.file_samples; ++c) planes[c] = static_cast<const T*>(rows[c]);
   T* packed = reinterpret_cast<T*>(writer.packed);
-  if (layout.file_samples > 1) merge_row<T>(planes, layout.file_samples, writer.width, packed);
-  const T* samples = layout.file_samples > 1 ? packed : planes[0];
+  const T* samples = static_cast<const T*>(rows[0]);
+  if (layout.file_samples > 1) {
+    plugin::merge_pixels(rows, static_cast<size_t>(layout.file_samples), writer.width, packed,
+                         std::identity());
+    samples = packed;
+  }
   const std::span<const T> row(samples,
                                static_cast<size_t>(writer.width) * static_cast<size_t>(layout.file_samples));
   if (!fits(row, layout.width)) return nullptr;
@@ -53,8 +56,7 @@ int32_t write_scan(void* data, int32_t line, void* rows) {
   Writer& writer = *static_cast<Writer*>(data);
   if (writer.failure != 0) return fail(writer.failure);
   if (line != writer.next_line || line < writer.window.bottom) {
-    orb__report(ORB_MSG_BAD_SCANLINE, line);
-    return fail(ORB_E_SCANLINE);
+    return plugin::refuse_line(line);
   }
   const uint8_t* row = pack(writer, static_cast<void* const*>(rows));
   if (!row) {

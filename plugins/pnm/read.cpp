@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "plugins/common/description.h"
-#include "plugins/common/memory.h"
+#include "plugins/common/handle.h"
 #include "settings.h"
 
 namespace orb::pnm {
@@ -21,14 +21,11 @@ using plugin::owned;
 
 constexpr const char* kCall = "Opening a PNM for reading";
 
-struct FileReleased {
-  void operator()(File* file) const {
-    plugin::release(file->stream);
-    ERR_free(file->packed);
-    ERR_free(file);
-  }
-};
-using FileOwner = std::unique_ptr<File, FileReleased>;
+void release_file(File& file) {
+  plugin::release(file.stream);
+  ERR_free(file.packed);
+}
+using FileOwner = plugin::RecordOwner<File, release_file>;
 
 void release_rows(Picture* pictures, int32_t count) {
   for (int32_t i = 0; i < count; ++i) ORB_chan_free(pictures[i].rows);
@@ -181,11 +178,11 @@ bool take_comments(File& file, const Comments& comments, ORB_INFO& info) {
 
 // ---- Rows ----
 
-// The block of the rows given out: rows are even.
+// The block of the rows given out.
 uint64_t given_bytes(const Header& header) {
   const uint64_t pixels = static_cast<uint64_t>(header.width);
   const uint64_t sample_bytes = header.bits > 16 ? 4 : header.bits > 8 ? 2 : 1;
-  return (pixels * sample_bytes + 1) / 2 * 2 * header.samples();
+  return plugin::given_row_bytes(pixels, sample_bytes) * header.samples();
 }
 
 uint64_t packed_bytes(const Header& header) {
@@ -223,8 +220,6 @@ bool make_rows(const Pictures& pictures, const Member& member, ORB_IMAGE& image,
 
 // ---- The handle ----
 
-int32_t seek_anywhere(void*, int32_t) { return 0; }
-
 int32_t close_reader(ORB_IMAGE* image) {
   auto* pictures = static_cast<Picture*>(image->driver->data);
   const FileOwner file(pictures->file);
@@ -236,7 +231,7 @@ int32_t close_reader(ORB_IMAGE* image) {
 bool attach(ORB_IMAGE& image, Pictures& pictures, FileOwner& file) {
   owned<ORB_DRIVER_BLOCK> blocks = make_zeroed<ORB_DRIVER_BLOCK>(static_cast<uint64_t>(pictures.count));
   if (!blocks) return false;
-  if (pictures.first->gives_any_row()) image.seek = seek_anywhere;
+  if (pictures.first->gives_any_row()) image.seek = plugin::seek_anywhere;
   image.scan = read_scan;
   image.close = close_reader;
   for (int32_t i = 0; i < pictures.count; ++i) blocks.get()[i].data = pictures.first.get() + i;
@@ -251,7 +246,7 @@ bool attach(ORB_IMAGE& image, Pictures& pictures, FileOwner& file) {
 bool read_open(ORB_IMAGE& image, const Member& member) {
   Settings settings;
   if (!read_settings(member, image.info, &settings)) return false;
-  FileOwner file(make_zeroed<File>(1).release());
+  auto file = plugin::make_record<FileOwner>();
   const owned<Comments> comments = make_zeroed<Comments>(1);
   if (!file || !comments) return false;
   if (!plugin::open_for_reading(image, member.extension, file->stream)) return false;

@@ -2,9 +2,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "orbbase/driver.h"
 #include "plain.h"
-#include "plugins/common/memory.h"
+#include "plugins/common/reports.h"
 #include "read.h"
 #include "samples.h"
 
@@ -13,9 +12,7 @@ namespace {
 
 // A file that is read in sequence ends with its first failure; of another each row stands for itself.
 int32_t fail_row(Picture& picture, int32_t line, int32_t code, const char* reason) {
-  char text[160];
-  std::snprintf(text, sizeof text, "scanline %d: %s", line, reason);
-  orb__report(ORB_MSG_READ_PROBLEM, picture.file->stream.path, text);
+  plugin::report_transfer(picture.file->stream.path, plugin::Transfer::reading, line, reason);
   if (!picture.gives_any_row()) picture.file->failure = code;
   return plugin::fail(code);
 }
@@ -73,8 +70,7 @@ int32_t read_scan(void* data, int32_t line, void* rows_out) {
   const int64_t index = header.is_bottom_up() ? line : header.height - 1 - int64_t{line};
   if (picture.file->failure != 0) return plugin::fail(picture.file->failure);
   if (!is_inside || (!picture.gives_any_row() && index != picture.next_index)) {
-    orb__report(ORB_MSG_BAD_SCANLINE, line);
-    return plugin::fail(ORB_E_SCANLINE);
+    return plugin::refuse_line(line);
   }
   uint8_t* packed = picture.reads_into_row() ? static_cast<uint8_t*>(picture.rows[0]) : picture.file->packed;
   const int32_t code =

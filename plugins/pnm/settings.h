@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "kinds.h"
 #include "orbbase/core.h"
@@ -18,7 +19,7 @@ struct Settings {
 // over; a known one with a value out of its range is refused: false, reported, orb__err -16.
 [[nodiscard]] bool read_settings(const Member& member, const ORB_INFO& info, Settings* out);
 
-// The body of imageCapability. The table lives as long as the module; the library completes it at start-up.
-void capabilities(const Member& member, ORB_CAPABILITY** table_out, int32_t* count_out);
+// The table that the library shows: plugins/common/entries.h.
+std::span<ORB_CAPABILITY> capabilities(const Member& member);
 
 }  // namespace orb::pnm

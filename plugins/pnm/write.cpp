@@ -8,7 +8,8 @@
 
 #include "header.h"
 #include "plugins/common/description.h"
-#include "plugins/common/memory.h"
+#include "plugins/common/handle.h"
+#include "plugins/common/reports.h"
 #include "settings.h"
 
 namespace orb::pnm {
@@ -26,20 +27,13 @@ void release_writer(Writer& writer) {
 }
 
 // For an open that failed.
-struct WriterReleased {
-  void operator()(Writer* writer) const {
-    release_writer(*writer);
-    plugin::remove_created(writer->stream);
-    ERR_free(writer);
-  }
-};
-using WriterOwner = std::unique_ptr<Writer, WriterReleased>;
-
-bool refuse(const Member& member) {
-  orb__report(ORB_MSG_CANNOT_HANDLE, member.key.data());
-  plugin::fail(ORB_E_HANDLE);
-  return false;
+void undo(Writer& writer) {
+  release_writer(writer);
+  plugin::remove_created(writer.stream);
 }
+using WriterOwner = plugin::RecordOwner<Writer, undo>;
+
+bool refuse(const Member& member) { return plugin::refuse(ORB_MSG_CANNOT_HANDLE, member.key.data()); }
 
 bool take_size(const ORB_WINDOW& window, Header* out) {
   const int64_t width = plugin::width_of(window);
@@ -119,9 +113,9 @@ bool start(ORB_IMAGE& image, const Member& member, Writer& writer) {
   errno = 0;
   write_header(writer, image.info.text3);
   if (!std::ferror(writer.stream.file)) return true;
-  orb__report(ORB_MSG_CANNOT_WRITE, writer.stream.path, std::strerror(errno ? errno : EIO));
-  plugin::fail(ORB_E_WRITE);
-  return false;
+  plugin::report_transfer(writer.stream.path, plugin::Transfer::writing, plugin::kNoLine,
+                          std::strerror(errno ? errno : EIO));
+  return plugin::fail(ORB_E_WRITE) == 0;
 }
 
 // ---- The handle ----
@@ -130,26 +124,7 @@ int32_t finish(Writer& writer) {
   if (writer.failure != 0) return writer.failure;
   const int64_t missing = writer.header.height - writer.next_index;
   if (missing > 0) return plugin::report_missing_rows(writer.stream.path, writer.header.height, missing);
-  const int error = plugin::finish_writing(writer.stream);
-  if (error == 0) return 0;
-  orb__report(ORB_MSG_CANNOT_WRITE, writer.stream.path, std::strerror(error));
-  return ORB_E_WRITE;
-}
-
-int32_t close_writer(ORB_IMAGE* image) {
-  Writer& writer = *static_cast<Writer*>(image->driver->data);
-  const int32_t code = finish(writer);
-  release_writer(writer);
-  orb__free_obj(image);
-  return code == 0 ? 0 : plugin::fail(code);
-}
-
-bool attach(ORB_IMAGE& image, WriterOwner& writer, owned<ORB_DRIVER_BLOCK>& block) {
-  image.scan = write_scan;
-  image.close = close_writer;
-  block->data = writer.release();
-  image.driver = block.release();
-  return true;
+  return plugin::finish_and_report(writer.stream);
 }
 
 bool make_row(Writer& writer) {
@@ -168,7 +143,7 @@ bool write_open(ORB_IMAGE& image, const Member& member) {
   Settings settings;
   if (!read_settings(member, image.info, &settings)) return false;
   if (image.info.image_count != 1) return refuse(member);
-  WriterOwner writer(make_zeroed<Writer>(1).release());
+  auto writer = plugin::make_record<WriterOwner>();
   owned<ORB_DRIVER_BLOCK> block = make_zeroed<ORB_DRIVER_BLOCK>(1);
   if (!writer || !block) return false;
   Header& header = writer->header;
@@ -179,7 +154,9 @@ bool write_open(ORB_IMAGE& image, const Member& member) {
   if (!make_row(*writer)) return false;
   writer->stream.path = image.info.handle;
   describe(image.info, *writer);
-  return start(image, member, *writer) && attach(image, writer, block);
+  if (!start(image, member, *writer)) return false;
+  plugin::attach(image, block, writer, write_scan, plugin::close_writer<Writer, finish, release_writer>);
+  return true;
 }
 
 }  // namespace orb::pnm

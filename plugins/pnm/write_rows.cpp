@@ -5,6 +5,7 @@
 #include "orbbase/driver.h"
 #include "plain.h"
 #include "plugins/common/memory.h"
+#include "plugins/common/reports.h"
 #include "samples.h"
 #include "write.h"
 
@@ -16,8 +17,7 @@ int32_t write_scan(void* data, int32_t line, void* rows) {
   if (writer.failure != 0) return plugin::fail(writer.failure);
   const int64_t index = header.is_bottom_up() ? line : header.height - 1 - int64_t{line};
   if (index != writer.next_index || index >= header.height) {
-    orb__report(ORB_MSG_BAD_SCANLINE, line);
-    return plugin::fail(ORB_E_SCANLINE);
+    return plugin::refuse_line(line);
   }
   const uint32_t seen = pack_row(header, static_cast<void* const*>(rows), writer.packed);
   if (header.bits <= 16 && seen >> header.bits != 0) {

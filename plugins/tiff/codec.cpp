@@ -141,22 +141,17 @@ bool has_error(const Codec& codec) {
 int32_t report_failure(const Codec& codec, int64_t line) {
   if (codec.is_out_of_memory) return fail(ORB_E_MEMORY);
   char placed[320];
-  char text[384];
   place_remark(codec, failure_text(codec), placed);
-  if (line == kNoLine) {
-    std::snprintf(text, sizeof text, "%s", placed);
-  } else {
-    std::snprintf(text, sizeof text, "scanline %lld: %s", static_cast<long long>(line), placed);
-  }
-  orb__report(codec.is_writer ? ORB_MSG_CANNOT_WRITE : ORB_MSG_READ_PROBLEM, codec.file.stream.path, text);
+  plugin::report_transfer(codec.file.stream.path,
+                          codec.is_writer ? plugin::Transfer::writing : plugin::Transfer::reading, line,
+                          placed);
   return fail(failure_code(codec));
 }
 
 bool refuse_page(const Codec& codec, const char* reason) {
   char placed[320];
   place_remark(codec, reason, placed);
-  orb__report(ORB_MSG_READ_PROBLEM, codec.file.stream.path, placed);
-  return fail(ORB_E_HANDLE) == 0;
+  return plugin::refuse(ORB_MSG_READ_PROBLEM, codec.file.stream.path, static_cast<const char*>(placed));
 }
 
 void note(Codec& codec, const char* text) { remark(codec, text, plugin::note); }

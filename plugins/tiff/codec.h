@@ -9,10 +9,12 @@
 #include "file.h"
 #include "orbbase/core.h"
 #include "plugins/common/memory.h"
+#include "plugins/common/reports.h"
 
 namespace orb::tiff {
 
 using plugin::fail;
+using plugin::kNoLine;
 using plugin::make_zeroed;
 using plugin::owned;
 
@@ -46,7 +48,6 @@ void forget_errors(Codec& codec);
 
 // Reports why the last step failed, sets orb__err and returns its code. line: the scanline being transferred,
 // or kNoLine.
-inline constexpr int64_t kNoLine = INT64_MIN;
 int32_t report_failure(const Codec& codec, int64_t line);
 
 // Reports what of a page cannot be read; orb__err -16. Always false.

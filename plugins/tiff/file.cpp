@@ -112,18 +112,14 @@ int close_file(File& file) {
 
 bool check_signature(File& file) {
   uint8_t bytes[kSignatureBytes] = {};
-  const bool is_read = read_at(file, 0, bytes, sizeof bytes);
-  if (is_read && has_signature(bytes)) return true;
+  const uint64_t got = read_some(file, 0, bytes, sizeof bytes);
+  if (got == sizeof bytes && has_signature(bytes)) return true;
   if (file.io_error != 0) {
-    orb__report(ORB_MSG_READ_PROBLEM, file.stream.path, std::strerror(file.io_error));
+    plugin::report_transfer(file.stream.path, plugin::Transfer::reading, kNoLine,
+                            std::strerror(file.io_error));
     return plugin::fail(ORB_E_READ) == 0;
   }
-  uint8_t first = 0;
-  const char* reason = is_read                       ? "it begins with other bytes"
-                       : read_at(file, 0, &first, 1) ? "the file is shorter than a TIFF header"
-                                                     : "the file is empty";
-  orb__report(ORB_MSG_NOT_OF_FORMAT, file.stream.path, "TIFF", reason);
-  return plugin::fail(ORB_E_FORMAT) == 0;
+  return plugin::refuse_beginning(file.stream.path, "TIFF", "TIFF header", got, sizeof bytes);
 }
 
 bool is_tiff(const char* name, std::FILE* stream) {

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "metadata.h"
+#include "plugins/common/description.h"
 
 namespace orb::tiff {
 namespace {
@@ -99,14 +100,14 @@ void take_number(ORB_INFO& info, ORB_IFD& ifd, int32_t index, std::string_view k
     const auto number = number_of<int32_t>(value);
     if (line.key != key || !is_wanted(line.is_of_file, index) || !number) continue;
     line.of(info, ifd) = *number;
-    info.word_e &= ~line.assumed;
+    plugin::declare(info, line.assumed);
   }
   for (const RealLine& line : kRealLines) {
     const auto number = number_of<float>(value);
     if (line.key != key || !is_wanted(line.is_of_file, index) || !number) continue;
     if (!line.is_there(ifd) || !std::isfinite(*number) || *number <= 0) continue;
     line.of(info, ifd) = *number;
-    if (index == 0) info.word_e &= ~line.assumed;
+    if (index == 0) plugin::declare(info, line.assumed);
   }
 }
 
@@ -153,7 +154,8 @@ bool has_other_place(std::string_view key, std::string_view value, const char* t
 void add_lines(ORB_INFO& info, ORB_IFD& ifd, int32_t index, Text& text) {
   for (const TextLine& line : kTextLines) {
     const char* value = line.of(info, ifd);
-    if (!is_wanted(line.is_of_file, index) || !is_given(value) || has_other_place(line.key, value, value)) {
+    if (!is_wanted(line.is_of_file, index) || !plugin::is_given(value) ||
+        has_other_place(line.key, value, value)) {
       continue;
     }
     text.add(line.key);
@@ -163,13 +165,15 @@ void add_lines(ORB_INFO& info, ORB_IFD& ifd, int32_t index, Text& text) {
   }
   for (const NumberLine& line : kNumberLines) {
     const int32_t value = line.of(info, ifd);
-    if (!is_wanted(line.is_of_file, index) || value == line.initial || (info.word_e & line.assumed) != 0) {
+    if (!is_wanted(line.is_of_file, index) || value == line.initial ||
+        !plugin::is_declared(info, line.assumed)) {
       continue;
     }
     text.add_number(line.key, value);
   }
   for (const RealLine& line : kRealLines) {
-    if (!is_wanted(line.is_of_file, index) || !line.is_there(ifd) || (info.word_e & line.assumed) != 0) {
+    if (!is_wanted(line.is_of_file, index) || !line.is_there(ifd) ||
+        !plugin::is_declared(info, line.assumed)) {
       continue;
     }
     text.add_number(line.key, line.of(info, ifd));

@@ -32,9 +32,6 @@ inline constexpr TextTag kTextTags[] = {
     {TIFFTAG_SOFTWARE, &ORB_INFO::text4},     {TIFFTAG_HOSTCOMPUTER, &ORB_INFO::text5},
     {TIFFTAG_ARTIST, &ORB_INFO::text6},       {TIFFTAG_DATETIME, &ORB_INFO::text7}};
 
-// Whether a text is there: the core puts "unknown" where the application left one out.
-bool is_given(const char* text);
-
 // Whether a text has the form of the tag for dates, "YYYY:MM:DD HH:MM:SS".
 bool is_tag_date(const char* text);
 

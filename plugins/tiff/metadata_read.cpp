@@ -6,6 +6,7 @@
 
 #include "lines.h"
 #include "metadata.h"
+#include "plugins/common/description.h"
 #include "plugins/common/memory.h"
 
 namespace orb::tiff {
@@ -129,7 +130,7 @@ bool take_curve(Codec& codec, ORB_IMAGE& image, int32_t index, const Page& page)
     return false;
   }
   for (int32_t i = 0; i < curve.channel_count; ++i) std::memcpy(curve.tables[i], tables[i], table_bytes);
-  if (index == 0) image.info.word_e &= ~static_cast<uint64_t>(ORB_ASSUMED_GAMMA);
+  if (index == 0) plugin::declare(image.info, ORB_ASSUMED_GAMMA);
   return true;
 }
 
@@ -190,8 +191,6 @@ bool take_metadata(Codec& codec, ORB_IMAGE& image, int32_t index, const Page& pa
   remark_on_unkept(codec, page);
   return name_matte(page, ifd) && take_curve(codec, image, index, page);
 }
-
-bool is_given(const char* text) { return text && *text != '\0' && std::strcmp(text, "unknown") != 0; }
 
 bool is_tag_date(const char* text) {
   constexpr const char* kForm = "dddd:dd:dd dd:dd:dd";

@@ -9,12 +9,11 @@
 
 #include "lines.h"
 #include "metadata.h"
+#include "plugins/common/description.h"
 #include "plugins/common/memory.h"
 
 namespace orb::tiff {
 namespace {
-
-bool is_declared(const ORB_INFO& info, uint64_t assumed) { return (info.word_e & assumed) == 0; }
 
 void drop_text(char*& text) {
   ERR_free(text);
@@ -25,7 +24,7 @@ void drop_text(char*& text) {
 
 // The core's own stamp, seconds since 1970 in braces, becomes a date of the tag's form.
 bool settle_date(char*& date) {
-  if (!is_given(date) || date[0] != '{') return true;
+  if (!plugin::is_given(date) || date[0] != '{') return true;
   int64_t seconds = 0;
   const char* end = date + std::strlen(date);
   const auto [stopped, error] = std::from_chars(date + 1, end, seconds);
@@ -63,7 +62,7 @@ bool is_storable_curve(const ORB_IFD& ifd, int32_t bits) {
 }
 
 void settle_curve(Codec& codec, ORB_INFO& info, ORB_IFD& ifd, int32_t index, int32_t bits) {
-  const bool is_wanted = is_declared(info, ORB_ASSUMED_GAMMA);
+  const bool is_wanted = plugin::is_declared(info, ORB_ASSUMED_GAMMA);
   if (!is_wanted) return forget_curve(info, ifd, index);
   if (ifd.curve.kind != ORB_CURVE_GAMMA) {
     if (is_storable_curve(ifd, bits)) return;
@@ -76,7 +75,7 @@ void settle_curve(Codec& codec, ORB_INFO& info, ORB_IFD& ifd, int32_t index, int
 }
 
 void settle_primaries(Codec& codec, ORB_INFO& info) {
-  if (is_declared(info, ORB_ASSUMED_PRIMARIES)) {
+  if (plugin::is_declared(info, ORB_ASSUMED_PRIMARIES)) {
     bool is_storable = true;
     for (float* point = info.chromaticity; point < info.chromaticity + 12; point += 3) {
       is_storable = is_storable && point[0] >= 0 && point[0] <= 1 && point[1] >= 0 && point[1] <= 1;
@@ -120,7 +119,7 @@ std::optional<Ratio> ratio_of(float number) {
 
 void settle_aspect(Codec& codec, ORB_INFO& info, ORB_IFD& ifd, int32_t index) {
   // 0 stands in a descriptor whose aspect nobody filled in.
-  const bool is_wanted = is_declared(info, ORB_ASSUMED_PIXEL_ASPECT) && ifd.pixel_aspect != 0;
+  const bool is_wanted = plugin::is_declared(info, ORB_ASSUMED_PIXEL_ASPECT) && ifd.pixel_aspect != 0;
   if (is_wanted && ratio_of(ifd.pixel_aspect)) return;
   if (is_wanted) warn(codec, "the pixel aspect ratio cannot be stored");
   ifd.pixel_aspect = 1.0F;
@@ -128,9 +127,9 @@ void settle_aspect(Codec& codec, ORB_INFO& info, ORB_IFD& ifd, int32_t index) {
 }
 
 void settle_numbers(ORB_INFO& info) {
-  if (!is_declared(info, ORB_ASSUMED_FRAME_NUMBER)) info.frame_number = 1;
+  if (!plugin::is_declared(info, ORB_ASSUMED_FRAME_NUMBER)) info.frame_number = 1;
   if (!std::isfinite(info.frame_rate) || info.frame_rate <= 0) info.word_e |= ORB_ASSUMED_FRAME_RATE;
-  if (!is_declared(info, ORB_ASSUMED_FRAME_RATE)) info.frame_rate = 29.97F;
+  if (!plugin::is_declared(info, ORB_ASSUMED_FRAME_RATE)) info.frame_rate = 29.97F;
   info.field_mode = 1;
   info.words[0] = info.words[1] = 0;
   info.frame_count = 0;
@@ -144,14 +143,14 @@ bool put_texts(TIFF* tiff, const ORB_INFO& info) {
   bool is_put = true;
   for (const TextTag& row : kTextTags) {
     const char* text = info.*row.field;
-    if (!is_given(text) || (row.tag == TIFFTAG_DATETIME && !is_tag_date(text))) continue;
+    if (!plugin::is_given(text) || (row.tag == TIFFTAG_DATETIME && !is_tag_date(text))) continue;
     is_put = TIFFSetField(tiff, row.tag, text) == 1 && is_put;
   }
   return is_put;
 }
 
 bool put_primaries(TIFF* tiff, const ORB_INFO& info) {
-  if (!is_declared(info, ORB_ASSUMED_PRIMARIES)) return true;
+  if (!plugin::is_declared(info, ORB_ASSUMED_PRIMARIES)) return true;
   float points[8];
   for (size_t i = 0; i < 8; ++i) points[i] = info.chromaticity[i / 2 * 3 + i % 2];
   return TIFFSetField(tiff, TIFFTAG_PRIMARYCHROMATICITIES, points) == 1 &&
@@ -160,7 +159,7 @@ bool put_primaries(TIFF* tiff, const ORB_INFO& info) {
 
 bool put_aspect(TIFF* tiff, const ORB_INFO& info, const ORB_IFD& ifd) {
   const auto ratio = ratio_of(ifd.pixel_aspect);
-  if (!is_declared(info, ORB_ASSUMED_PIXEL_ASPECT) || !ratio) return true;
+  if (!plugin::is_declared(info, ORB_ASSUMED_PIXEL_ASPECT) || !ratio) return true;
   return TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_NONE) == 1 &&
          TIFFSetField(tiff, TIFFTAG_XRESOLUTION, static_cast<double>(ratio->under)) == 1 &&
          TIFFSetField(tiff, TIFFTAG_YRESOLUTION, static_cast<double>(ratio->over)) == 1;
@@ -193,7 +192,7 @@ bool settle_metadata(Codec& codec, ORB_IMAGE& image, int32_t index, int32_t bits
   for (char** text :
        {&info.text1, &info.text3, &info.text4, &info.text5, &info.text6, &info.text7, &info.text8,
         &info.text9, &info.text10, &ifd.name, &ifd.color.name, &ifd.aux.name, &ifd.index.name}) {
-    if (!is_given(*text)) drop_text(*text);
+    if (!plugin::is_given(*text)) drop_text(*text);
   }
   if (index == 0) {
     settle_primaries(codec, info);
@@ -212,7 +211,7 @@ bool put_metadata(Codec& codec, ORB_IMAGE& image, int32_t index) {
   TIFF* tiff = codec.tiff;
   const ORB_IFD& ifd = image.info.images[index];
   if (index == 0 && (!put_texts(tiff, image.info) || !put_primaries(tiff, image.info))) return false;
-  if (is_given(ifd.name) && TIFFSetField(tiff, TIFFTAG_PAGENAME, ifd.name) != 1) return false;
+  if (plugin::is_given(ifd.name) && TIFFSetField(tiff, TIFFTAG_PAGENAME, ifd.name) != 1) return false;
   return put_aspect(tiff, image.info, ifd) && put_curve(tiff, ifd) && put_lines(codec, image, index);
 }
 

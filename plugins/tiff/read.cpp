@@ -6,7 +6,8 @@
 
 #include "metadata.h"
 #include "orbbase/driver.h"
-#include "plugins/common/memory.h"
+#include "plugins/common/description.h"
+#include "plugins/common/handle.h"
 #include "settings.h"
 
 namespace orb::tiff {
@@ -14,18 +15,15 @@ namespace {
 
 constexpr const char* kCall = "Opening a TIFF for reading";
 
-struct ReaderReleased {
-  void operator()(Reader* reader) const {
-    release_current(*reader);
-    end_codec(reader->codec);
-    close_file(reader->codec.file);
-    ERR_free(reader);
-  }
-};
-using ReaderOwner = std::unique_ptr<Reader, ReaderReleased>;
+void release_reader(Reader& reader) {
+  release_current(reader);
+  end_codec(reader.codec);
+  close_file(reader.codec.file);
+}
+using ReaderOwner = plugin::RecordOwner<Reader, release_reader>;
 
 ReaderOwner make_reader() {
-  ReaderOwner reader(make_zeroed<Reader>(1).release());
+  auto reader = plugin::make_record<ReaderOwner>();
   if (!reader) return nullptr;
   reader->current.index = -1;
   return reader;
@@ -88,12 +86,7 @@ bool list_pages(Codec& codec, const Settings& settings, PageList& list) {
 
 void describe(const Page& page, ORB_IFD& ifd) {
   const Channels& channels = page.channels;
-  const auto width = static_cast<int32_t>(page.shape.width);
-  const auto height = static_cast<int32_t>(page.shape.height);
-  ifd.pair_a[0] = width;
-  ifd.pair_a[1] = height;
-  ifd.pixel_aspect = 1.0F;
-  ifd.window = {0, width - 1, 0, height - 1};
+  plugin::describe_size(ifd, static_cast<int32_t>(page.shape.width), static_cast<int32_t>(page.shape.height));
   ifd.orientation = page.is_upward ? ORB_BOTTOM_UP : 0;
   const auto set = [](ORB_CHANNELS& group, int32_t count, uint32_t type, int32_t bits) {
     group.count = count;
@@ -131,7 +124,7 @@ bool take_all_metadata(Codec& codec, ORB_IMAGE& image, PageList& list) {
 // ---- The handle ----
 
 int32_t close_reader(ORB_IMAGE* image) {
-  ReaderReleased()(static_cast<ReadPage*>(image->driver->data)->reader);
+  ReaderOwner(plugin::record_of<ReadPage>(*image).reader).reset();
   orb__free_obj(image);
   return 0;
 }

@@ -136,8 +136,7 @@ int32_t read_scan(void* data, int32_t line, void* rows_out) {
   const Page& page = read.page;
   const ORB_WINDOW& window = read.ifd.window;
   if (line < window.bottom || line > window.top) {
-    orb__report(ORB_MSG_BAD_SCANLINE, line);
-    return fail(ORB_E_SCANLINE);
+    return plugin::refuse_line(line);
   }
   if (!choose(read)) return orb__err;
   Reader& reader = *read.reader;

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cstring>
 
+#include "plugins/common/half.h"
+
 namespace orb::tiff {
 namespace {
 
@@ -22,16 +24,6 @@ void store(uint8_t* at, T value) {
 }
 
 uint64_t first_bit_highest(uint64_t value) { return kIsLittle ? __builtin_bswap64(value) : value; }
-
-// The bits of a float with the half float's value.
-uint32_t widened(uint16_t half) {
-  const uint32_t sign = (half & 0x8000U) << 16;
-  const uint32_t exponent = (half >> 10) & 0x1FU;
-  const uint32_t fraction = half & 0x3FFU;
-  if (exponent == 31) return sign | 0x7F800000U | fraction << 13;
-  if (exponent != 0) return sign | (exponent + 112) << 23 | fraction << 13;
-  return sign | std::bit_cast<uint32_t>(static_cast<float>(fraction) * 0x1p-24F);
-}
 
 template <class File, class Out>
 void take(const Place& place, const uint8_t* packed, size_t pixels, void* out) {
@@ -57,7 +49,8 @@ void take_threes(const Place& place, const uint8_t* packed, size_t pixels, void*
 void take_halves(const Place& place, const uint8_t* packed, size_t pixels, void* out) {
   auto* row = static_cast<uint32_t*>(out);
   const uint8_t* at = packed + place.channel * 2;
-  for (size_t i = 0; i < pixels; ++i, at += place.unit * 2) row[i] = widened(load<uint16_t>(at));
+  for (size_t i = 0; i < pixels; ++i, at += place.unit * 2)
+    row[i] = plugin::float_from_half(load<uint16_t>(at));
 }
 
 template <class Out>

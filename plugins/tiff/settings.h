@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "orbbase/core.h"
+#include "plugins/common/palette.h"
 
 namespace orb::tiff {
 
@@ -21,7 +23,7 @@ enum SettingCode : uint16_t {
   kSense = 9
 };
 
-enum class Palette : int32_t { colours = 0, indices = 1 };
+using plugin::Palette;
 enum class Compression : int32_t { none = 0, packbits = 1, lzw = 2, deflate = 3, zstd = 4 };
 enum class Predictor : int32_t { automatic = 0, none = 1 };
 enum class Alpha : int32_t { as_named = 0, associated = 1, separate = 2 };
@@ -46,7 +48,7 @@ struct Settings {
 // over; a known one with a value out of its range is refused: false, reported, orb__err -16.
 [[nodiscard]] bool read_settings(const ORB_INFO& info, Settings* out);
 
-// The body of imageCapability. The table lives as long as the module; the library completes it at start-up.
-void capabilities(ORB_CAPABILITY** table_out, int32_t* count_a_out, int32_t* count_b_out, int32_t* count_out);
+// The table that the library shows: plugins/common/entries.h.
+std::span<ORB_CAPABILITY> capabilities();
 
 }  // namespace orb::tiff

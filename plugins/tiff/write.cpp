@@ -7,7 +7,9 @@
 
 #include "metadata.h"
 #include "orbbase/driver.h"
-#include "plugins/common/memory.h"
+#include "plugins/common/description.h"
+#include "plugins/common/handle.h"
+#include "plugins/common/palette.h"
 
 namespace orb::tiff {
 namespace {
@@ -31,35 +33,25 @@ void end_as_broken(Writer& writer) {
 }
 
 // For an open that failed.
-struct WriterReleased {
-  void operator()(Writer* writer) const {
-    end_as_broken(*writer);
-    release_writer(*writer);
-    close_file(writer->codec.file);
-    remove_created(writer->codec.file.stream);
-    ERR_free(writer);
-  }
-};
-using WriterOwner = std::unique_ptr<Writer, WriterReleased>;
+void undo(Writer& writer) {
+  end_as_broken(writer);
+  release_writer(writer);
+  close_file(writer.codec.file);
+  plugin::remove_created(writer.codec.file.stream);
+}
+using WriterOwner = plugin::RecordOwner<Writer, undo>;
 
 // ---- The palette ----
 
-bool refuse_palette(const ORB_IMAGE& image, const char* reason) {
-  orb__report(ORB_MSG_CANNOT_WRITE, image.info.handle, reason);
-  fail(ORB_E_HANDLE);
-  return false;
-}
-
 bool take_palette(const ORB_IMAGE& image, int32_t bits, Writer& writer) {
-  const auto* lut = reinterpret_cast<const ORB_LUT*>(static_cast<uintptr_t>(image.info.write_option));
-  if (!lut || !lut->entries) return refuse_palette(image, "colour indices need a lookup table");
   const int32_t count = 1 << bits;
-  if (lut->entry_count < 1 || lut->entry_count > count) {
-    return refuse_palette(image, "the lookup table does not fit the width of the colour indices");
-  }
+  const ORB_LUT* lut = plugin::lent_table(image.info, count);
+  if (!lut) return false;
   const bool is_opaque = std::all_of(lut->entries, lut->entries + lut->entry_count,
                                      [](const ORB_LUT_ENTRY& entry) { return entry.rgba[3] == UINT16_MAX; });
-  if (!is_opaque) return refuse_palette(image, "the lookup table has an alpha, a palette has none");
+  if (!is_opaque)
+    return plugin::refuse(ORB_MSG_CANNOT_WRITE, image.info.handle,
+                          "the lookup table has an alpha, a palette has none");
   writer.palette.entries[0] = make_zeroed<uint16_t>(3 * static_cast<uint64_t>(count)).release();
   if (!writer.palette.entries[0]) return false;
   writer.palette.entries[1] = writer.palette.entries[0] + count;
@@ -76,7 +68,8 @@ bool take_palette(const ORB_IMAGE& image, int32_t bits, Writer& writer) {
 bool share_palette(const ORB_IMAGE& image, int32_t bits, Writer& writer) {
   if (writer.palette.count == 0) return take_palette(image, bits, writer);
   return writer.palette.count == 1U << bits ||
-         refuse_palette(image, "the lookup table does not fit the indices of every image");
+         plugin::refuse(ORB_MSG_CANNOT_WRITE, image.info.handle,
+                        "the lookup table does not fit the indices of every image");
 }
 
 // ---- The description ----
@@ -94,7 +87,7 @@ void describe(ORB_IFD& ifd, const WriteLayout& layout, RowOrder order) {
 // The name of the matte group is the kind of the matte; one of the application's own is kept with the usual
 // kind, which is then the one that a reader assumes of it.
 bool name_matte(ORB_IFD& ifd, const WriteLayout& layout) {
-  if (is_given(ifd.matte.name) && layout.mattes != 0 && !layout.is_separate &&
+  if (plugin::is_given(ifd.matte.name) && layout.mattes != 0 && !layout.is_separate &&
       std::strcmp(ifd.matte.name, kSeparate) != 0) {
     return true;
   }
@@ -209,7 +202,7 @@ bool attach(ORB_IMAGE& image, WriterOwner& writer, owned<WritePage>& pages) {
 }
 
 WriterOwner make_writer(ORB_IMAGE& image) {
-  WriterOwner writer(make_zeroed<Writer>(1).release());
+  auto writer = plugin::make_record<WriterOwner>();
   if (!writer) return nullptr;
   writer->codec.file.stream.path = image.info.handle;
   writer->image = &image;
@@ -222,11 +215,7 @@ WriterOwner make_writer(ORB_IMAGE& image) {
 bool write_open(ORB_IMAGE& image) {
   Settings settings;
   if (!read_settings(image.info, &settings)) return false;
-  if (image.info.image_count < 1) {
-    orb__report(ORB_MSG_CANNOT_HANDLE, kKey);
-    fail(ORB_E_HANDLE);
-    return false;
-  }
+  if (image.info.image_count < 1) return plugin::refuse(ORB_MSG_CANNOT_HANDLE, kKey);
   WriterOwner writer = make_writer(image);
   owned<WritePage> pages = make_zeroed<WritePage>(static_cast<uint64_t>(image.info.image_count));
   if (!writer || !pages) return false;

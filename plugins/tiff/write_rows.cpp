@@ -163,8 +163,7 @@ int32_t write_scan(void* data, int32_t line, void* rows) {
   Writer& writer = *page.writer;
   if (writer.failure != 0) return fail(writer.failure);
   if (!is_next(page, line) || !is_page_to_come(writer, page)) {
-    orb__report(ORB_MSG_BAD_SCANLINE, line);
-    return fail(ORB_E_SCANLINE);
+    return plugin::refuse_line(line);
   }
   auto* const* channels = static_cast<void* const*>(rows);
   if (page.layout.has_indices && !has_only_used_indices(writer, page.layout, channels[0])) {
