@@ -15,6 +15,8 @@ namespace {
 
 // A header may claim more rows than an input is worth; the first and last of each image are read.
 constexpr int64_t kRowsAtEachEnd = 64;
+// Rows of a header's largest claims take long and find nothing that shorter ones do not.
+constexpr uint64_t kLargestBuffer = 16 << 20;
 // The first frames of a file of many, backwards: each is made from those before it.
 constexpr int32_t kFramesRead = 6;
 
@@ -106,6 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ERR_dcl_handler(nullptr, swallow, nullptr);
     const bool has_started = ORB_init(nullptr, next_module) == 0;
     ORB_multiframe_set(0, 0);
+    ORB_limit(ORB_LIMIT_BUFFER, kLargestBuffer);
     return has_started;
   }();
   if (!is_started) give_up("the library does not start");

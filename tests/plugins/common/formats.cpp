@@ -30,7 +30,7 @@ int32_t give_module(void** module_out, const char** name_out) {
 std::vector<size_t> sample_bytes(const ORB_IFD& ifd) {
   std::vector<size_t> bytes;
   for (const ORB_CHANNELS* group : {&ifd.color, &ifd.matte, &ifd.aux}) {
-    const size_t size = group->type == ORB_C_FLOAT ? 4 : group->width > 8 ? 2 : 1;
+    const size_t size = group->type == ORB_C_FLOAT || group->width > 16 ? 4 : group->width > 8 ? 2 : 1;
     bytes.insert(bytes.end(), static_cast<size_t>(group->count), size);
   }
   return bytes;
