@@ -8,7 +8,7 @@
 namespace orb::testing {
 namespace {
 
-constexpr const char* kVerbs[] = {"formats", "info", "convert", "check", "diff", "config"};
+constexpr const char* kVerbs[] = {"formats", "info", "convert", "check", "diff", "view", "play", "config"};
 
 // The runs of small letters and dashes.
 std::set<std::string> words(const std::string& text) {

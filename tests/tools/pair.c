@@ -1,5 +1,5 @@
 /* "pair": two grey images of 2 x 3 in every file. Its first byte says what of it is broken: '1' and '2', the last
- * row of that image; 'c', the close; 'f', nothing, but the file claims to have frames; 'k', the first row
+ * row of that image; 'c', the close; 'd', nothing, but the second image differs; 'f', nothing, but the file claims to have frames; 'k', the first row
  * kills the process. */
 #include <orbbase/driver.h>
 #include <orbbase/orbbase.h>
@@ -51,6 +51,7 @@ ORB_PLUGIN_API int32_t imageReadOpen(ORB_IMAGE* image) {
     ORB_IFD* ifd = &image->info.images[i];
     ifd->window = ifd->active_window = (ORB_WINDOW){0, 1, 0, 2};
     ifd->color.count = 1, ifd->pixel_aspect = 1;
+    if (halves->broken == 'd' && i == 1) halves[i].samples[1] = 255;
     halves[i].first = halves, halves[i].number = (char)('1' + i);
     image->driver[i].data = &halves[i];
   }

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,7 +34,8 @@ Pipe make_terminal() {
   ends.read_end = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   if (ends.read_end < 0 || grantpt(ends.read_end) != 0 || unlockpt(ends.read_end) != 0) std::abort();
   ends.write_end = open(ptsname(ends.read_end), O_RDWR | O_NOCTTY | O_CLOEXEC);
-  if (ends.write_end < 0) std::abort();
+  const winsize size = {12, 40, 0, 0};
+  if (ends.write_end < 0 || ioctl(ends.write_end, TIOCSWINSZ, &size) != 0) std::abort();
   return ends;
 }
 
@@ -89,7 +91,7 @@ pid_t start(const Folder& folder, std::vector<std::string> arguments,
 Outcome run(const Folder& folder, const std::vector<std::string>& arguments, const RunOptions& options) {
   std::signal(SIGPIPE, SIG_IGN);
   const Pipe input = make_pipe();
-  const Pipe output = make_pipe();
+  const Pipe output = options.terminal_for_output ? make_terminal() : make_pipe();
   const Pipe errors = options.terminal_for_errors ? make_terminal() : make_pipe();
   const pid_t process =
       start(folder, arguments, options.environment, input.read_end, output.write_end, errors.write_end);
@@ -142,14 +144,17 @@ Outcome orb(const Folder& folder, const std::vector<std::string>& arguments, con
 }
 
 Outcome shell(const Folder& folder, const std::string& command) {
-  return run(folder, {"bash", "-c", command}, {"", {std::string("ORB=") + ORB_PROGRAM}, false});
+  return run(folder, {"bash", "-c", command}, {"", {std::string("ORB=") + ORB_PROGRAM}});
 }
 
-Running::Running(const Folder& folder, const std::vector<std::string>& arguments) {
+Running::Running(const Folder& folder, const std::vector<std::string>& arguments, bool on_terminal) {
   std::signal(SIGPIPE, SIG_IGN);
   const Pipe input = make_pipe();
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  process_ = start(folder, with_program(arguments), {}, input.read_end, nowhere, nowhere);
+  const Pipe terminal = on_terminal ? make_terminal() : Pipe{-1, nowhere};
+  process_ = start(folder, with_program(arguments), {}, input.read_end, terminal.write_end, nowhere);
+  if (on_terminal) close(terminal.write_end);
+  terminal_ = terminal.read_end;
   close(input.read_end);
   close(nowhere);
   input_ = input.write_end;
@@ -158,9 +163,17 @@ Running::Running(const Folder& folder, const std::vector<std::string>& arguments
 Running::~Running() {
   if (process_ > 0) end_with(SIGKILL);
   close(input_);
+  if (terminal_ >= 0) close(terminal_);
 }
 
 void Running::feed(const std::string& bytes) const { write_all(input_, bytes); }
+
+std::string Running::hear(const std::string& until) const {
+  std::string text;
+  char byte = 0;
+  while (text.find(until) == std::string::npos && read(terminal_, &byte, 1) == 1) text += byte;
+  return text;
+}
 
 int Running::end_with(int signal_number) {
   kill(process_, signal_number);

@@ -36,6 +36,7 @@ struct RunOptions {
   std::string input;                     // what the child finds on standard input
   std::vector<std::string> environment;  // NAME=VALUE, beside the test's own
   bool terminal_for_errors = false;      // standard error is a terminal
+  bool terminal_for_output = false;      // standard output is one, of 40 x 12 characters
 };
 
 // orb with these arguments, in the folder.
@@ -47,18 +48,21 @@ Outcome shell(const Folder& folder, const std::string& command);
 // A tool that goes on running, with a pipe to its standard input.
 class Running {
  public:
-  Running(const Folder& folder, const std::vector<std::string>& arguments);
+  Running(const Folder& folder, const std::vector<std::string>& arguments, bool on_terminal = false);
   ~Running();
   Running(const Running&) = delete;
   Running& operator=(const Running&) = delete;
 
   void feed(const std::string& bytes) const;
+  // What it puts on its terminal, up to a text or the end.
+  std::string hear(const std::string& until) const;
   // Sends a signal and waits for the end: the exit status as in Outcome.
   int end_with(int signal_number);
 
  private:
   pid_t process_ = -1;
   int input_ = -1;
+  int terminal_ = -1;
 };
 
 std::string bytes_of(const std::string& path);

@@ -224,6 +224,8 @@ TEST(Sequence, what_cannot_be_meant_is_refused_in_one_line_before_anything_is_wr
       {{"none/a.####.pipe", "-o", "c.####.png"}, 3, "none/a.####.pipe"},
       {{"n.0001.pipe", "n.0002.pipe", "-o", "c.####.png"}, 3, ""},
       {{"a.####.pipe", "-o", "none/c.####.png"}, 4, "none/"},
+      {{std::string(300, 'n') + ".####.pipe", "-o", "c.####.png"}, 3, "a.[1-2]####.pipe"},
+      {{std::string(300, 'n') + ".pipe", "-o", "c.png"}, 4, "File name too long"},
       {{"a.####.pipe", "-o", "c.####.unheardof"}, 4, "c.0001.unheardof"},
       {{"a.####.pipe", "-o", "c.####.png", "--results", "plain.pipe"}, 4, "plain.pipe exists and is kept"},
       {{"a.####.pipe", "-o", "c.####.png", "--drop", "color"}, 2, "no channels are left"}};

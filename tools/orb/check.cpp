@@ -1,4 +1,5 @@
 // orb check: decodes everything that files hold, and writes nothing.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "input.h"
@@ -24,12 +25,15 @@ struct CheckOptions {
 // What has been decoded of a file so far.
 struct Checked {
   std::string format;
+  int32_t frames = 0;  // 0: the file has none
   int32_t images = 0;
   int64_t rows = 0;
   size_t channels = 0;  // of the first image
   uint64_t bytes = 0;   // of samples
   bool has_lut = false;
-  int32_t code = 0;  // the library's, of what failed
+  int32_t code = 0;               // the library's, of what failed first
+  frames::FrameRange bad_frames;  // each for itself
+  std::string error;              // of the first of them
 };
 
 [[noreturn]] void fail_with(Checked& checked, int32_t code, const std::string& text) {
@@ -60,6 +64,10 @@ void check_image(Image& reader, int32_t index, const std::string& file, Checked&
   ++checked.images;
 }
 
+void check_images(Image& reader, const std::string& file, Checked& checked, Progress& progress) {
+  for (int32_t i = 0; i < reader->info.image_count; ++i) check_image(reader, i, file, checked, progress);
+}
+
 void check_lut(const Image& reader, const std::string& file, Checked& checked) {
   if (reader->lut_read == nullptr) return;
   ORB_LUT* lut = nullptr;
@@ -69,10 +77,42 @@ void check_lut(const Image& reader, const std::string& file, Checked& checked) {
   if (code != 0) fail_with(checked, code, file + ": cannot read the lookup table");
 }
 
-void tell_unread_frames(const Image& reader, const std::string& file) {
-  if (reader->info.frame_count <= 1) return;
-  say(ERR_WARNING, file + ": holds " + std::to_string(reader->info.frame_count) +
-                       " frames, and only the one that it opens with was decoded");
+// One that cannot be decoded stops no other.
+void check_frame(Image& reader, int32_t frame, const std::string& file, Checked& checked,
+                 Progress& progress) {
+  const int32_t first_code = checked.code;
+  try {
+    go_to_frame(reader, frame, file);
+    check_images(reader, file, checked, progress);
+    ++checked.frames;
+  } catch (const Failure& failure) {
+    if (failure.code() == kUsage) throw;
+    if (checked.bad_frames.empty()) checked.error = last_error_text();
+    if (checked.code == 0) checked.code = orb__err;
+    if (first_code != 0) checked.code = first_code;
+    checked.bad_frames.add(frame);
+  }
+}
+
+void check_frames(Image& reader, const std::string& file, Checked& checked, Progress& progress) {
+  const int32_t count = reader->info.frame_count;
+  if (count <= 1) {
+    check_images(reader, file, checked, progress);
+    return;
+  }
+  if (reader->set_frame == nullptr) {
+    check_images(reader, file, checked, progress);
+    say(ERR_WARNING, file + ": holds " + std::to_string(count) +
+                         " frames, and only the one that it opens with was decoded");
+    return;
+  }
+  for (int32_t frame = 1; frame <= count; ++frame) check_frame(reader, frame, file, checked, progress);
+}
+
+int64_t rows_of(const ORB_INFO& info) {
+  int64_t height = 0;
+  for (int32_t i = 0; i < info.image_count; ++i) height += height_of(info.images[i].window);
+  return std::max<int64_t>(height * std::max(info.frame_count, 1), 1);
 }
 
 void check_file(const CheckOptions& options, const std::string& file, Checked& checked) {
@@ -82,14 +122,12 @@ void check_file(const CheckOptions& options, const std::string& file, Checked& c
   const ORB_INFO& info = reader->info;
   if (info.image_count < 1) fail_with(checked, ORB_E_FORMAT, file + ": holds no image");
   checked.channels = channels_of(info.images[0]).size();
-  int64_t height = 0;
-  for (int32_t i = 0; i < info.image_count; ++i) height += height_of(info.images[i].window);
   {
-    Progress progress(options.common, std::max<int64_t>(height, 1));
+    Progress progress(options.common, rows_of(info));
     check_lut(reader, file, checked);
-    for (int32_t i = 0; i < info.image_count; ++i) check_image(reader, i, file, checked, progress);
+    check_frames(reader, file, checked, progress);
   }
-  tell_unread_frames(reader, file);
+  if (!checked.bad_frames.empty()) throw Failure(kIoError);
   if (!reader.close()) fail_with(checked, orb__err, file + ": cannot be read to its end");
 }
 
@@ -101,22 +139,31 @@ int32_t code_of(const Failure& failure) {
 }
 
 std::string as_text(const std::string& file, const Checked& checked) {
-  return printable(file) + ": ok, " + checked.format + ", " + counted(checked.images, "image") + ", " +
-         counted(checked.rows, "row") + ", " + counted(static_cast<long long>(checked.channels), "channel") +
+  return printable(file) + ": ok, " + checked.format + ", " +
+         (checked.frames == 0 ? "" : counted(checked.frames, "frame") + ", ") +
+         counted(checked.images, "image") + ", " + counted(checked.rows, "row") + ", " +
+         counted(static_cast<long long>(checked.channels), "channel") +
          (checked.has_lut ? " and a lookup table, " : ", ") +
          counted(static_cast<long long>(checked.bytes), "byte") + "\n";
+}
+
+std::string error_of(const Checked& checked) {
+  return checked.error.empty() ? last_error_text() : checked.error;
 }
 
 std::string failure_text(const std::string& file, const Checked& checked) {
   return printable(file) + ": failed" + (checked.format.empty() ? "" : ", " + checked.format) + ", error " +
          std::to_string(checked.code) + (checked.rows == 0 ? "" : ", after " + counted(checked.rows, "row")) +
-         ": " + printable(last_error_text()) + "\n";
+         (checked.bad_frames.empty() ? "" : ", frames " + checked.bad_frames.text()) + ": " +
+         printable(error_of(checked)) + "\n";
 }
 
 Json as_json(const std::string& file, const char* result, const Checked& checked) {
   return {{"file", file},
           {"result", result},
           {"format", checked.format.empty() ? Json() : Json(checked.format)},
+          {"frames", checked.frames},
+          {"bad_frames", checked.bad_frames.text()},
           {"images", checked.images},
           {"rows", checked.rows},
           {"channels", checked.channels},
@@ -140,7 +187,7 @@ int run(const CheckOptions& options) {
     results.text += failure_text(file, checked);
     Json outcome = as_json(file, "failed", checked);
     outcome["code"] = checked.code;
-    outcome["error"] = last_error_text();
+    outcome["error"] = error_of(checked);
     files.push_back(outcome);
   };
   Json sequences = Json::array();

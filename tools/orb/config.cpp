@@ -1,4 +1,5 @@
 // orb config: every setting with its value and where that came from.
+#include <CLI/CLI.hpp>
 #include <cstdlib>
 
 #include "exit_codes.h"

@@ -1,12 +1,14 @@
 // The conversion of one image: read, compared with what the output can keep, written beside its target.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "input.h"
 #include "json.h"
 #include "output_image.h"
+#include "region.h"
 #include "rows.h"
 
 namespace orb::tool {
@@ -15,6 +17,7 @@ struct ConversionOptions {
   CommonOptions common;  // its output is the image to write
   std::string input;
   InputOptions reading;
+  RegionOptions region;
   OutputOptions writing;
   unsigned long long most_spool_bytes = ~0ULL;
   std::string label;      // before the messages that name no file
@@ -43,10 +46,13 @@ class Conversion {
   void describe_output();
   void choose_way(const ORB_IFD& stored);
   void write();
+  void write_frame(Image& writer, Progress& progress);
+  [[nodiscard]] std::unique_ptr<RowSource> rows(bool bottom_up, RowWay way);
 
   const ConversionOptions& options_;
   const ORB_FORMAT* input_format_ = nullptr;
   Image reader_;  // lends texts and tables to the output's description
+  std::optional<Region> region_;
   std::optional<OutputImage> output_;
   std::optional<RowPlan> plan_;
   std::optional<ORB_WINDOW> window_;

@@ -1,6 +1,7 @@
 // orb convert: one image in, one image out; or the frames of sequences.
 #include "convert.h"
 
+#include <CLI/CLI.hpp>
 #include "exit_codes.h"
 #include "format_choice.h"
 #include "interrupt.h"
@@ -90,6 +91,7 @@ void add_options(CLI::App& verb, ConvertOptions& options) {
   verb.add_option("IN", options.inputs, "the image to read, or a pattern, or several; - is standard input")
       ->required();
   add_input_options(verb, options.one.reading);
+  add_region_options(verb, options.one.region);
   add_output_options(verb, options.one.writing);
   add_frame_options(verb, options);
   add_memory_option(verb, options.memory);

@@ -187,6 +187,7 @@ std::string fill_text(const FrameJob& job) {
 
 Outcome FrameConversion::convert(const FrameJob& job, uint64_t most_bytes) const {
   const ConversionOptions options = options_of(job, most_bytes);
+  const About about(options.input, options.common.output);
   Conversion conversion(options);
   Outcome outcome;
   orb__err = 0;  // so that a failure that is not the library's has no number of an earlier one

@@ -250,6 +250,10 @@ void drop_words(ORB_INFO& info) {
   info.word_f = 0;
 }
 
+// What a pixel layout leaves out shows in no description, but is given up by name like the rest.
+std::string show_nothing(const ORB_INFO&) { return ""; }
+void drop_nothing(ORB_INFO&) {}
+
 // ---- The table ----
 
 struct Aspect {
@@ -315,6 +319,8 @@ constexpr Aspect kAspects[] = {
     {"aspect-kind", "", "kind of aspect", show_number<&ORB_IFD::aspect_kind, 1>, nullptr,
      drop_number<&ORB_IFD::aspect_kind, 1>, false},
     {"driver-words", "", "words for the driver", show_words, nullptr, drop_words, false},
+    {"channels", "", "colour channels", show_nothing, nullptr, drop_nothing, false},
+    {"bits", "", "bits of the samples", show_nothing, nullptr, drop_nothing, false},
 };
 
 // What a format without exact samples loses, as long as no setting of its own has asked for it.
@@ -371,6 +377,16 @@ void Description::drop(const std::string& name) {
     is_known = true;
   }
   if (!is_known) throw Failure(kUsage, "--drop " + name + ": expecting one of " + drop_names());
+}
+
+void Description::reshape(const ORB_IFD& form) {
+  image_.window = form.window;
+  image_.active_window = form.active_window;
+  std::memcpy(image_.pair_a, form.pair_a, sizeof image_.pair_a);
+  image_.color = form.color;
+  image_.matte = form.matte;
+  image_.aux = form.aux;
+  image_.index = form.index;
 }
 
 bool Description::has_channels() const {

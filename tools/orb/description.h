@@ -19,6 +19,8 @@ class Description {
   // Takes something out, by a name that --drop knows; something that is not there is no error.
   // Throws Failure(kUsage) for an unknown name.
   void drop(const std::string& name);
+  // Gives the image another form: its windows, its size and its groups, whose names are lent.
+  void reshape(const ORB_IFD& form);
   [[nodiscard]] bool has_channels() const;
   // Gives a date in the library's words, local time, as the seconds that it stands for, for formats with little
   // room. False when it is no such date, or is short already.

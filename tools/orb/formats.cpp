@@ -1,4 +1,5 @@
 // orb formats: what can be read and written here, where each format came from, and why one is missing.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstring>
 

@@ -1,4 +1,5 @@
 // orb frames: the frames of a sequence in chunks, for whatever runs them.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "exit_codes.h"

@@ -4,12 +4,28 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 #include "orbbase/support/err.h"
 #include "reports.h"
 
 namespace orb::tool {
+
+namespace {
+
+// The library says that a file stored from the bottom up stands at row -1, wherever its rows begin, and ORB_seek would
+// go on from there.
+void stand_before_first_row(ORB_IMAGE& image) {
+  if (image.info.image_count < 1 || image.current_line != -1) return;
+  const ORB_IFD& ifd = image.info.images[0];
+  const bool is_bottom_up = (ifd.orientation & ORB_BOTTOM_UP) != 0;
+  if (is_bottom_up && ifd.window.bottom < 0 && ifd.window.bottom > INT32_MIN) {
+    image.current_line = ifd.window.bottom - 1;
+  }
+}
+
+}  // namespace
 
 Image::~Image() { abandon(); }
 
@@ -34,8 +50,15 @@ Image open_for_reading(const std::string& name, const ORB_FORMAT& format, const 
   wanted.handle = file.data();
   wanted.open_option = 1;
   Image image(settings.open(wanted, "r"));
+  if (image) stand_before_first_row(*image.get());
   ORB_info_cleanup(&wanted, 0);
   return image;
+}
+
+void go_to_frame(const Image& image, int32_t frame, const std::string& name) {
+  forget_errors();
+  if (ORB_set_frame(image.get(), frame, 0, 0) == 0) return;
+  fail_as_reported(name + ": cannot go to frame " + std::to_string(frame));
 }
 
 bool is_missing(const std::string& name, const ORB_FORMAT& format) {

@@ -40,6 +40,9 @@ class Image {
 [[nodiscard]] Image open_for_reading(const std::string& name, const ORB_FORMAT& format,
                                      const DriverSettings& settings);
 
+// Makes a frame of a file with several current, counted from 1; name is for messages. Throws Failure, reported.
+void go_to_frame(const Image& image, int32_t frame, const std::string& name);
+
 // Whether the name stands for a file that is not there. Throws nothing, reports nothing.
 [[nodiscard]] bool is_missing(const std::string& name, const ORB_FORMAT& format);
 

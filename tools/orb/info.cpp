@@ -1,4 +1,5 @@
 // orb info: everything that a file declares, and which of it was assumed because the file does not say.
+#include <CLI/CLI.hpp>
 #include <cstring>
 
 #include "image.h"

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <CLI/CLI.hpp>
 #include <iterator>
 #include <optional>
 

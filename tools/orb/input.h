@@ -1,11 +1,11 @@
 // The files that verbs read: the options that say how, opening them, and going through several of them.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "command_line.h"
 #include "exit_codes.h"
 #include "frame_summary.h"
 #include "image.h"

@@ -22,6 +22,7 @@ constexpr int kInterrupts[] = {SIGINT, SIGTERM, SIGHUP};
 // Read by the handler; changed only while interrupts are held.
 struct State {
   char temporary[PATH_MAX + 1] = "";
+  char farewell[64] = "";            // for standard output
   pid_t workers[kMostWorkers] = {};  // 0: none
 } state;
 
@@ -33,6 +34,9 @@ void end_at_once(int) {
   for (const pid_t worker : state.workers) {
     while (worker != 0 && waitpid(worker, nullptr, 0) < 0 && errno == EINTR) {
     }
+  }
+  if (state.farewell[0] != '\0') {
+    static_cast<void>(!write(STDOUT_FILENO, state.farewell, std::strlen(state.farewell)));
   }
   if (state.temporary[0] != '\0') unlink(state.temporary);
   _exit(kInterrupted);
@@ -77,6 +81,13 @@ void remove_on_interrupt(const std::string& path) {
   const size_t length = path.size() < PATH_MAX ? path.size() : 0;
   std::memcpy(state.temporary, path.data(), length);
   state.temporary[length] = '\0';
+}
+
+void write_on_interrupt(const std::string& text) {
+  const InterruptsHeld held;
+  const size_t length = std::min(text.size(), sizeof state.farewell - 1);
+  std::memcpy(state.farewell, text.data(), length);
+  state.farewell[length] = '\0';
 }
 
 pid_t fork_worker() {

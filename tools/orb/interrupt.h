@@ -24,6 +24,9 @@ class InterruptsHeld {
 // renames or removes the file.
 void remove_on_interrupt(const std::string& path);
 
+// What to put on standard output on an interrupt, "" for nothing: a terminal is left as it was.
+void write_on_interrupt(const std::string& text);
+
 // As many worker processes as can be.
 inline constexpr int kMostWorkers = 256;
 

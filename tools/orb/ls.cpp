@@ -1,6 +1,7 @@
 // orb ls: what lies in folders, as sequences with their ranges and gaps.
 #include <sys/stat.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "exit_codes.h"

@@ -1,6 +1,7 @@
 // The options that every verb takes, in one place.
 #include "options.h"
 
+#include <CLI/CLI.hpp>
 #include <charconv>
 
 #include "exit_codes.h"

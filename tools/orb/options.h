@@ -1,9 +1,10 @@
 // The options that every verb takes, in one place.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+#include "command_line.h"
 
 namespace orb::tool {
 

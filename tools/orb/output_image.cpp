@@ -1,6 +1,7 @@
 // The image that a verb writes.
 #include "output_image.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <string_view>
 #include <utility>
@@ -52,8 +53,14 @@ Image OutputImage::open(const std::string& name) const {
   return Image(settings_->open(record, "w"));
 }
 
-void OutputImage::want(const Description& wanted, Lut lut, const std::string& input) {
+void OutputImage::add_losses(const std::vector<Loss>& losses) {
+  losses_.insert(losses_.end(), losses.begin(), losses.end());
+}
+
+void OutputImage::want(const Description& wanted, Lut lut, const std::string& input,
+                       const std::string& remedy) {
   input_ = input;
+  remedy_ = remedy;
   wanted_.emplace(wanted);
   if (!wanted_->has_channels()) throw Failure(kIoError, input + ": holds no channels");
   for (const std::string& name : options_.dropped) wanted_->drop(name);
@@ -71,8 +78,8 @@ ORB_IFD OutputImage::rehearse() {
     writer = open(kNowhere);
     if (!writer && !has_refused_groups && orb__err == ORB_E_HANDLE) {
       if (last_error_text().empty()) say(ERR_ERROR, common_.output + ": the format refuses the image");
-      throw Failure(kLossRefused,
-                    std::string(format_->key) + " cannot store the image as it is; --drop leaves groups out");
+      throw Failure(kLossRefused, std::string(format_->key) +
+                                      " cannot store the image as it is; --drop leaves groups out" + remedy_);
     }
     if (!writer) fail_as_reported(common_.output + ": cannot be written as " + format_->key);
   }
@@ -84,7 +91,8 @@ ORB_IFD OutputImage::rehearse() {
     if (!writer) fail_as_reported(common_.output + ": cannot be written as " + format_->key);
     found = tool::losses(*wanted_, writer->info);
   }
-  losses_.insert(losses_.end(), found.begin(), found.end());
+  add_losses(found);
+  if (format_->multi_frame != 0 && writer->set_frame != nullptr) frame_count_ = writer->info.frame_count;
   return writer.first();
 }
 

@@ -2,12 +2,12 @@
 // anything is touched; then written beside the target, which it replaces when it is whole.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "command_line.h"
 #include "description.h"
 #include "image.h"
 #include "reports.h"
@@ -45,11 +45,16 @@ class OutputImage {
   [[nodiscard]] const std::vector<Loss>& losses() const { return losses_; }
 
   // What the image shall hold, less what is dropped. input names, in messages, what it is made from; what the
-  // description lends must stay. Throws Failure when no channels are there or left.
-  void want(const Description& wanted, Lut lut, const std::string& input);
+  // description lends must stay. remedy is added when the format refuses the image. Throws Failure when no channels
+  // are there or left.
+  void want(const Description& wanted, Lut lut, const std::string& input, const std::string& remedy = "");
+  // What was lost before the description, by a step on the way.
+  void add_losses(const std::vector<Loss>& losses);
   // Opens a writer on nothing and gathers the losses. Returns the descriptor as it would be stored; what it
   // points to is gone. Throws Failure when the format refuses the image.
   ORB_IFD rehearse();
+  // After it: how many frames the image is to get, one after the other; 0 for one that has no frames.
+  [[nodiscard]] int32_t frame_count() const { return frame_count_; }
   // Tells of the losses. Throws Failure(kLossRefused) if one of them was not asked for.
   void settle_losses() const;
   // Makes the file and opens it. Throws Failure.
@@ -67,7 +72,9 @@ class OutputImage {
   const ORB_FORMAT* format_;
   std::optional<DriverSettings> settings_;
   std::string input_;
+  std::string remedy_;
   Lut lut_;
+  int32_t frame_count_ = 0;
   std::optional<Description> wanted_;
   std::vector<Loss> losses_;
   std::optional<ShownAs> shown_as_;  // from create on

@@ -24,6 +24,8 @@ struct State {
   bool colors = false;
   std::string hidden_path;  // a path that messages do not show ...
   std::string shown_path;   // ... and what they show for it
+  std::string file;         // that messages are about, when they do not say so ...
+  std::string other_file;   // ... and do not name this one
   std::string last_error;   // text of the latest error
   std::function<void()> wipe;
 } state;
@@ -69,6 +71,8 @@ std::string for_the_user(std::string text) {
     if (!state.shown_path.empty() && !text.starts_with(state.shown_path))
       text = state.shown_path + ": " + text;
   }
+  const auto names = [&text](const std::string& file) { return text.find(file) != std::string::npos; };
+  if (!names(state.file) && !names(state.other_file)) text = state.file + ": " + text;
   return text;
 }
 
@@ -141,6 +145,17 @@ void fail_as_reported(const std::string& text) {
 
 Muted::Muted(int below) : previous_(std::exchange(state.muted_below, below)) {}
 Muted::~Muted() { state.muted_below = previous_; }
+
+About::About(const std::string& file, const std::string& other)
+    : previous_file_(std::exchange(state.file, file)),
+      previous_other_(std::exchange(state.other_file, other)) {}
+About::~About() {
+  state.file = previous_file_;
+  state.other_file = previous_other_;
+}
+
+Unshown::Unshown() : previous_(std::exchange(state.least_shown, ERR_FATAL + 1)) {}
+Unshown::~Unshown() { state.least_shown = previous_; }
 
 ShownAs::ShownAs(const std::string& path, const std::string& shown)
     : previous_path_(std::exchange(state.hidden_path, path == shown ? "" : path)),

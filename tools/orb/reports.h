@@ -50,6 +50,32 @@ class Muted {
   int previous_;
 };
 
+// While it lives, messages that name neither of two files begin with the first: where several are worked on, a
+// message about a row says nothing without it.
+class About {
+ public:
+  About(const std::string& file, const std::string& other);
+  ~About();
+  About(const About&) = delete;
+  About& operator=(const About&) = delete;
+
+ private:
+  std::string previous_file_;
+  std::string previous_other_;
+};
+
+// While it lives, nothing is shown; the latest error is noted all the same.
+class Unshown {
+ public:
+  Unshown();
+  ~Unshown();
+  Unshown(const Unshown&) = delete;
+  Unshown& operator=(const Unshown&) = delete;
+
+ private:
+  int previous_;
+};
+
 // While it lives, messages that name one file name another: the target, not the temporary beside it. A message
 // about a limit, which names none, begins with it.
 class ShownAs {

@@ -22,13 +22,14 @@ int32_t line_at(const ORB_WINDOW& window, int64_t above_bottom) {
   return static_cast<int32_t>(window.bottom + above_bottom);
 }
 
-// The rows of the reader's window, in one order, into the writer's window.
-void pass_rows(RowReader& reader, const ORB_WINDOW& window, Image& writer, const std::string& output,
-               bool bottom_up, RowSelection& selection, Progress& progress) {
-  const int64_t height = height_of(window);
+// The wanted groups of all rows, in one order, into the writer's window.
+void pass_rows(RowSource& source, bool bottom_up, const Description& wanted, Image& writer,
+               const std::string& output, Progress& progress) {
+  RowSelection selection(source.form(), wanted.first());
+  const int64_t height = height_of(source.form().window);
   for (int64_t i = 0; i < height; ++i) {
     const int64_t above_bottom = bottom_up ? i : height - 1 - i;
-    write_row(writer, output, above_bottom, selection(reader.read(above_bottom)));
+    write_row(writer, output, above_bottom, selection(source.read(above_bottom)));
     progress.step();
   }
 }
@@ -80,9 +81,9 @@ uint64_t bytes_in_memory(const ORB_IFD& ifd) {
   return total;
 }
 
-RowWay way_into_order(const Image& reader, bool bottom_up, uint64_t need_bytes, uint64_t most_spool_bytes,
-                      bool can_reopen) {
-  if (is_bottom_up(reader.first()) == bottom_up || gives_any_line(reader)) return RowWay::direct;
+RowWay way_into_order(const Image& reader, const ORB_IFD& image, bool bottom_up, uint64_t need_bytes,
+                      uint64_t most_spool_bytes, bool can_reopen) {
+  if (is_bottom_up(image) == bottom_up || gives_any_line(reader)) return RowWay::direct;
   const uint64_t most = std::min(most_spool_bytes, ORB_limit(ORB_LIMIT_HANDLE, 0));
   if (need_bytes <= most) return RowWay::spool;
   if (can_reopen) return RowWay::reopen;
@@ -98,7 +99,8 @@ RowPlan plan_rows(const Image& reader, const ORB_IFD& stored, const ORB_FORMAT& 
   const bool writer_is_bottom_up = is_bottom_up(stored);
   const bool is_turned = reader_is_bottom_up != writer_is_bottom_up && !gives_any_line(reader);
   if (is_turned && takes_any_order(writer_format)) return {RowWay::forward, reader_is_bottom_up};
-  return {way_into_order(reader, writer_is_bottom_up, bytes_in_memory(stored), most_spool_bytes, can_reopen),
+  return {way_into_order(reader, reader.first(), writer_is_bottom_up, bytes_in_memory(stored),
+                         most_spool_bytes, can_reopen),
           writer_is_bottom_up};
 }
 
@@ -138,6 +140,17 @@ void** RowReader::read(int64_t above_bottom) {
   return rows;
 }
 
+void** SubImageRows::read(int64_t above_bottom) {
+  const int32_t line = line_at(form().window, above_bottom);
+  void** rows = nullptr;
+  forget_errors();
+  if (must_seek_) reader_->seek(reader_->driver[index_].data, line);
+  if (reader_->scan(reader_->driver[index_].data, line, &rows) != 0 || rows == nullptr) {
+    fail_row(name_ + ": image " + std::to_string(index_ + 1), "read", line);
+  }
+  return rows;
+}
+
 void write_row(Image& writer, const std::string& name, int64_t above_bottom, void** rows) {
   const int32_t line = line_at(writer.first().window, above_bottom);
   if (ORB_scan_write(writer.get(), line, rows) != 0) fail_row(name, "write", line);
@@ -158,32 +171,30 @@ void write_black(Image& writer, const RowPlan& plan, const Description& wanted, 
   }
 }
 
-Image held_in_memory(Image& reader, const Description& wanted, const std::string& name, Progress& progress) {
+Image held_in_memory(RowSource& rows, const Description& wanted, const std::string& name,
+                     Progress& progress) {
   forget_errors();
   SpoolName spool;
   std::string key = "mem";
   ORB_INFO record = wanted.record(key, spool.text, nullptr);
   Image memory(ORB_open(&record, "w"));
   require_open(memory, name);
-  const bool bottom_up = is_bottom_up(reader.first());
-  RowReader rows(reader, name, bottom_up, RowWay::direct);
-  RowSelection selection(reader.first(), wanted.first());
-  pass_rows(rows, reader.first().window, memory, name, bottom_up, selection, progress);
+  pass_rows(rows, is_bottom_up(rows.form()), wanted, memory, name, progress);
   if (!memory.close()) require_open(Image(), name);
   memory = open_for_reading(spool.text, *ORB_find(key.c_str()), DriverSettings(*ORB_find(key.c_str()), {}));
   require_open(memory, name);
   return memory;
 }
 
-void transfer_rows(Image& reader, Image& writer, const RowPlan& plan, const Description& wanted,
+void transfer_rows(const RowsInOrder& rows, Image& writer, const RowPlan& plan, const Description& wanted,
                    const std::string& input, const std::string& output, Progress& progress) {
-  const ORB_WINDOW window = reader.first().window;
-  const bool is_spooled = plan.way == RowWay::spool;
-  Image memory = is_spooled ? held_in_memory(reader, wanted, input, progress) : Image();
-  Image& source = is_spooled ? memory : reader;
-  RowReader rows(source, input, plan.is_bottom_up, plan.way);
-  RowSelection selection(source.first(), wanted.first());
-  pass_rows(rows, window, writer, output, plan.is_bottom_up, selection, progress);
+  if (plan.way != RowWay::spool) {
+    pass_rows(*rows(plan.is_bottom_up, plan.way), plan.is_bottom_up, wanted, writer, output, progress);
+    return;
+  }
+  Image memory = held_in_memory(*rows(!plan.is_bottom_up, RowWay::direct), wanted, input, progress);
+  RowReader turned(memory, input, plan.is_bottom_up, plan.way);
+  pass_rows(turned, plan.is_bottom_up, wanted, writer, output, progress);
 }
 
 }  // namespace orb::tool

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "description.h"
@@ -30,24 +32,51 @@ enum class RowWay {
 // What an image of this description takes in memory; the largest number when that overflows.
 [[nodiscard]] uint64_t bytes_in_memory(const ORB_IFD& ifd);
 
-// The way in which a reader gives its rows in an order: direct, spool or reopen. need_bytes is what spooling
-// takes. Throws Failure when rows would have to be turned round, most_spool_bytes are too few and the input
-// cannot be opened again.
-[[nodiscard]] RowWay way_into_order(const Image& reader, bool bottom_up, uint64_t need_bytes,
-                                    uint64_t most_spool_bytes, bool can_reopen);
+// The way in which a reader gives the rows of one of its images in an order: direct, spool or reopen. need_bytes is
+// what spooling takes. Throws Failure when rows would have to be turned round, most_spool_bytes are too few and the
+// input cannot be opened again.
+[[nodiscard]] RowWay way_into_order(const Image& reader, const ORB_IFD& image, bool bottom_up,
+                                    uint64_t need_bytes, uint64_t most_spool_bytes, bool can_reopen);
 
-// Brings a reader's rows into an order, one after the other. The reader may be another handle afterwards; it
-// outlives this.
-class RowReader {
+// Rows of one form, one after the other: as an image has them, or as a step on their way has made them.
+class RowSource {
+ public:
+  virtual ~RowSource() = default;
+  // Groups, types and window of the rows, and the order in which they come without a turn.
+  [[nodiscard]] virtual const ORB_IFD& form() const = 0;
+  // The row pointers of a row, counted from the window's bottom; valid until the next call. Throws Failure; what the
+  // library said about it has been reported.
+  [[nodiscard]] virtual void** read(int64_t above_bottom) = 0;
+};
+
+// A reader's own rows, brought into an order. The reader may be another handle afterwards; it outlives this.
+class RowReader : public RowSource {
  public:
   // The order is the one in which read will be called; the name is for messages.
   RowReader(Image& reader, std::string name, bool bottom_up, RowWay way);
-  // The reader's own row pointers of a row, counted from the window's bottom; valid until the next call.
-  // Throws Failure; what the library said about it has been reported.
-  [[nodiscard]] void** read(int64_t above_bottom);
+  [[nodiscard]] const ORB_IFD& form() const override { return reader_.first(); }
+  [[nodiscard]] void** read(int64_t above_bottom) override;
 
  private:
   Image& reader_;
+  std::string name_;
+  bool must_seek_;
+};
+
+// The rows of one image of a file with several. They cannot be had by opening the file again.
+class SubImageRows : public RowSource {
+ public:
+  SubImageRows(Image& reader, int32_t index, std::string name, bool bottom_up)
+      : reader_(reader),
+        index_(index),
+        name_(std::move(name)),
+        must_seek_(reader->seek != nullptr && bottom_up != is_bottom_up(form())) {}
+  [[nodiscard]] const ORB_IFD& form() const override { return reader_->info.images[index_]; }
+  [[nodiscard]] void** read(int64_t above_bottom) override;
+
+ private:
+  Image& reader_;
+  int32_t index_;
   std::string name_;
   bool must_seek_;
 };
@@ -64,9 +93,9 @@ class RowSelection {
   bool is_all_;
 };
 
-// The groups of the wanted description from a reader's whole image, held in memory, whose rows can be read in
-// any order. Throws Failure as RowReader does.
-[[nodiscard]] Image held_in_memory(Image& reader, const Description& wanted, const std::string& name,
+// The wanted groups of all rows of a source, held in memory, where they can be read in any order. Throws as the
+// source does.
+[[nodiscard]] Image held_in_memory(RowSource& rows, const Description& wanted, const std::string& name,
                                    Progress& progress);
 
 struct RowPlan {
@@ -102,9 +131,12 @@ class RowBuffers {
 void write_black(Image& writer, const RowPlan& plan, const Description& wanted, const std::string& name,
                  Progress& progress);
 
-// Transfers every row of the wanted description's window, with its groups only. Bit for bit. The reader may
-// be another handle afterwards. Throws Failure; what the library said about it has been reported.
-void transfer_rows(Image& reader, Image& writer, const RowPlan& plan, const Description& wanted,
+// Makes the source of the rows in an order: all the steps that they pass through.
+using RowsInOrder = std::function<std::unique_ptr<RowSource>(bool bottom_up, RowWay way)>;
+
+// Transfers every row, with the wanted description's groups only. Throws Failure; what the library said about it
+// has been reported.
+void transfer_rows(const RowsInOrder& rows, Image& writer, const RowPlan& plan, const Description& wanted,
                    const std::string& input, const std::string& output, Progress& progress);
 
 }  // namespace orb::tool

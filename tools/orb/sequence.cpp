@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iterator>
 #include <string_view>

@@ -1,11 +1,11 @@
 // The inputs of a verb that may be sequences: what was typed against what lies on disk.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "command_line.h"
 #include "sequence_names.h"
 
 namespace orb::tool {

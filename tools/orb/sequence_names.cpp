@@ -1,6 +1,7 @@
 // Names of sequences and ranges of frames on the command line.
 #include "sequence_names.h"
 
+#include <CLI/CLI.hpp>
 #include <cerrno>
 
 #include "reports.h"

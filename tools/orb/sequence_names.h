@@ -2,9 +2,9 @@
 // tool's.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 
+#include "command_line.h"
 #include "exit_codes.h"
 #include "frames/on_disk.h"
 #include "frames/pattern.h"

@@ -1,9 +1,9 @@
 // The verbs: each adds itself to the command line and gives back what runs it.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 
+#include "command_line.h"
 #include "options.h"
 
 namespace orb::tool {
@@ -21,6 +21,8 @@ Verb add_info(CLI::App& app);
 Verb add_convert(CLI::App& app);
 Verb add_check(CLI::App& app);
 Verb add_diff(CLI::App& app);
+Verb add_view(CLI::App& app);
+Verb add_play(CLI::App& app);
 Verb add_ls(CLI::App& app);
 Verb add_frames(CLI::App& app);
 Verb add_config(CLI::App& app);
