@@ -1,17 +1,19 @@
-// The work behind orb ls and orb frames without the tool around it: a folder of 10,000 frames, a range and names.
+// The work behind orb ls and orb frames without the tool around it: a folder of 10,000 frames, a range and names,
+// which the library's builder then makes once more.
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <limits>
 #include <stdexcept>
 #include <string>
 
 #include "frames/on_disk.h"
+#include "orbbase/naming.h"
 
 namespace {
 
@@ -60,22 +62,34 @@ bool list_and_build(const std::string& folder) {
          bytes == 8999 * pattern.name(1001).size() + 1001 * pattern.name(11000).size();
 }
 
+bool build_with_syntax(const std::string& folder) {
+  const std::string name = folder + "/shot_v002.1001.mem";
+  char path[ORB_PATHNAME_BYTES];
+  size_t built = 0;
+  for (const Frame frame : FrameRange::parse(kRange)) {
+    int32_t number = frame;
+    built += ORB_pathname_build("name.####.ext", name.c_str(), "mem", nullptr, ORB_PATHNAME_FRAME, 0, &number,
+                                path, nullptr, nullptr, nullptr);
+  }
+  return built == 10000 && path == folder + "/shot_v002.11000.mem";
+}
+
 }  // namespace
 
 int main() {
   const Frames frames;
   double least = std::numeric_limits<double>::infinity();
   for (int round = 0; round < kRounds; ++round) {
-    const auto start = std::chrono::steady_clock::now();
-    const bool is_right = list_and_build(frames.folder());
-    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
+    const std::clock_t start = std::clock();  // the processor's time: what else runs does not count
+    const bool is_right = list_and_build(frames.folder()) && build_with_syntax(frames.folder());
+    const double took = 1e3 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
     if (!is_right) {
       std::fputs("frames_bench: the folder was not read as it is\n", stderr);
       return 1;
     }
-    least = std::min(least, took.count());
+    least = std::min(least, took);
   }
-  std::printf("listing, range and names of 10000 frames: %.2f ms (goal %.0f ms, best of %d)\n", least,
-              kGoalMilliseconds, kRounds);
+  std::printf("listing, range and twice the names of 10000 frames: %.2f ms (goal %.0f ms, best of %d)\n",
+              least, kGoalMilliseconds, kRounds);
   return least <= kGoalMilliseconds ? 0 : 1;
 }

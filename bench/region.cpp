@@ -1,15 +1,20 @@
 // Regions of images whose rows lie in memory: ORB_get_region of a whole frame, against memcpy of as many bytes
-// as the frame takes in the caller's buffer, and against libswscale where it converts the same.
+// as the frame takes in the caller's buffer, and against libswscale where it converts the same. Then of a
+// run-length coded file, against its row reads and the conversion alone.
 //
-// The handle is one of the "mem" driver with another scan function, which copies nothing: what is timed is
-// the conversion, with the library's locks and calls around it.
+// The handle for rows in memory is one of the "mem" driver with another scan function, which copies nothing:
+// what is timed is the conversion, with the library's locks and calls around it.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <string>
+#include <type_traits>
 #include <vector>
 
 #include "bench/pairs.h"
+#include "orbbase/host.h"
 #include "orbbase/operators.h"
 
 extern "C" {
@@ -73,13 +78,15 @@ int32_t row_in_memory(void*, int32_t line, void* rows_out) {
   return 0;
 }
 
-// An open image of the frame, with colour and matte of so many bits.
+// The first row for every line.
 template <int32_t bits>
-class FrameImage {
- public:
-  FrameImage() {
-    char name[] = "bench/region.mem";
-    ORB_IFD ifd = {};
+int32_t one_row_in_memory(void* data, int32_t, void* rows_out) {
+  return row_in_memory<bits>(data, 0, rows_out);
+}
+
+// A picture of the frame's size, with colour and matte of so many bits.
+struct Description {
+  Description(char* name, int32_t bits) {
     ifd.curve.kind = ORB_CURVE_GAMMA;
     ifd.curve.gamma = 1.0F;
     ifd.orientation = ORB_BOTTOM_UP;
@@ -87,29 +94,99 @@ class FrameImage {
     ifd.color = {nullptr, 3, ORB_C_INTEGER, bits};
     ifd.matte = {nullptr, 1, ORB_C_INTEGER, bits};
     ifd.aux = ifd.index = {nullptr, 0, ORB_C_INTEGER, 16};
-    ORB_INFO info;
     ORB_info_init(&info);
     info.handle = name;
     info.image_count = 1;
     info.images = &ifd;
-    ORB_IMAGE* writer = ORB_open(&info, "w");
+  }
+  Description(const Description&) = delete;
+  Description& operator=(const Description&) = delete;
+
+  ORB_INFO info;
+  ORB_IFD ifd = {};
+};
+
+void read_frame(ORB_IMAGE*& image, uint32_t layout) {
+  const int32_t result =
+      ORB_get_region(&image, 0, kWidth - 1, 0, kHeight - 1, target(), ORB_REGION_PACKED, layout);
+  if (result != 0) give_up("cannot read the region");
+}
+
+// An open image of the frame.
+template <int32_t bits>
+class FrameImage {
+ public:
+  explicit FrameImage(ORB_SCAN_FN scan = row_in_memory<bits>) {
+    char name[] = "bench/region.mem";
+    Description picture(name, bits);
+    ORB_IMAGE* writer = ORB_open(&picture.info, "w");
     if (!writer || ORB_close(writer) != 0) give_up("cannot make the picture");
-    image_ = ORB_open(&info, "r");
+    image_ = ORB_open(&picture.info, "r");
     ORB_mem_remove(name);
     if (!image_) give_up("cannot open the picture");
-    image_->scan = row_in_memory<bits>;
+    image_->scan = scan;
   }
   ~FrameImage() { ORB_close(image_); }
   FrameImage(const FrameImage&) = delete;
   FrameImage& operator=(const FrameImage&) = delete;
 
-  void read(uint32_t layout) {
-    const int32_t result =
-        ORB_get_region(&image_, 0, kWidth - 1, 0, kHeight - 1, target(), ORB_REGION_PACKED, layout);
-    if (result != 0) give_up("cannot read the region");
+  void read(uint32_t layout) { read_frame(image_, layout); }
+
+ private:
+  ORB_IMAGE* image_;
+};
+
+// An open run-length coded file, made of runs of sixteen, for as long as a side runs.
+template <int32_t bits>
+class FrameFile {
+ public:
+  FrameFile() {
+    HOST_start(nullptr);
+    Description picture(path_.data(), bits);
+    write(picture.info);
+    image_ = ORB_open(&picture.info, "r");
+    if (!image_) give_up("cannot open the file");
+  }
+  ~FrameFile() {
+    ORB_close(image_);
+    std::remove(path_.c_str());
+  }
+  FrameFile(const FrameFile&) = delete;
+  FrameFile& operator=(const FrameFile&) = delete;
+
+  void read_region(uint32_t layout) { read_frame(image_, layout); }
+
+  void read_rows() {
+    if (ORB_seek(&image_, 0) != 0) give_up("cannot go back");
+    for (int32_t line = 0; line < kHeight; ++line) {
+      void** rows = nullptr;
+      if (ORB_scan_read(image_, line, &rows) != 0) give_up("cannot read a row");
+      benchmark::DoNotOptimize(rows);
+    }
   }
 
  private:
+  static std::string made_path() {
+    const char* folder = std::getenv("TMPDIR");
+    return std::string(folder ? folder : ".") + "/orb-region-bench.rla";
+  }
+
+  static void write(ORB_INFO& info) {
+    ORB_IMAGE* writer = ORB_open(&info, "w");
+    if (!writer) give_up("cannot make a file");
+    using Sample = std::conditional_t<(bits > 8), uint16_t, uint8_t>;
+    std::vector<Sample> samples(kWidth);
+    void* rows[kChannels];
+    std::fill(std::begin(rows), std::end(rows), samples.data());
+    for (int32_t line = 0; line < kHeight; ++line) {
+      for (int32_t x = 0; x < kWidth; ++x)
+        samples[x] = static_cast<Sample>((x / 16 * 259 + line) % (1 << bits));
+      if (ORB_scan_write(writer, line, rows) != 0) give_up("cannot write a row");
+    }
+    if (ORB_close(writer) != 0) give_up("cannot finish the file");
+  }
+
+  std::string path_ = made_path();
   ORB_IMAGE* image_;
 };
 
@@ -117,6 +194,26 @@ template <int32_t bits, uint32_t layout>
 void region(benchmark::State& state) {
   FrameImage<bits> image;
   for (auto _ : state) {
+    image.read(layout);
+    benchmark::ClobberMemory();
+  }
+}
+
+template <int32_t bits, uint32_t layout>
+void region_of_file(benchmark::State& state) {
+  FrameFile<bits> file;
+  for (auto _ : state) {
+    file.read_region(layout);
+    benchmark::ClobberMemory();
+  }
+}
+
+template <int32_t bits, uint32_t layout>
+void rows_and_conversion(benchmark::State& state) {
+  FrameFile<bits> file;
+  FrameImage<bits> image(one_row_in_memory<bits>);
+  for (auto _ : state) {
+    file.read_rows();
     image.read(layout);
     benchmark::ClobberMemory();
   }
@@ -186,6 +283,10 @@ const orb::bench::Pairs pairs({
      swscale<8, AV_PIX_FMT_GBRP, AV_PIX_FMT_RGB24, 3>, 1},
     {"16 bits to RGBA16 again", region<16, ORB_REGION_RGBA16>, "libswscale",
      swscale<16, AV_PIX_FMT_GBRAP16, AV_PIX_FMT_RGBA64, 8>, kThreeTimes},
+    {"RLA file, 8 bits to RGBA8", region_of_file<8, ORB_REGION_RGBA8>, "row reads and conversion",
+     rows_and_conversion<8, ORB_REGION_RGBA8>, 1.3},
+    {"RLA file, 10 bits to RGBA16", region_of_file<10, ORB_REGION_RGBA16>, "row reads and conversion",
+     rows_and_conversion<10, ORB_REGION_RGBA16>, 1.3},
 });
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "orbbase/clr.h"
 #include "orbbase/core.h"
 #include "orbbase/formats/rla.h"
+#include "orbbase/imp.h"
 #include "orbbase/naming.h"
 #include "orbbase/operators.h"
 #include "orbbase/response.h"

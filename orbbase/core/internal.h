@@ -34,12 +34,18 @@ struct FormatNode : ListNode {
   char* own_description;  // owned; null where the driver's own text serves
 };
 
+// What a room above has to drop as the library ends. Its own; it is forgotten once it was run.
+struct EndStep : ListNode {
+  void (*run)() = nullptr;
+};
+
 // The library's process-wide state. Only the library's start and end change it, apart from the cursor of
 // formats, which ORB_find, ORB_info and the file-type queries share.
 struct Registry {
   ListOf<FormatNode> formats;         // plug-ins in their order, then the built-in drivers
   Growable<ORB_LOAD_RECORD> plugins;  // the plug-ins' load records, in the same order
   FormatNode* last_match = nullptr;   // what ORB_is_file_type found last; its is_file is never null
+  ListOf<EndStep> end_steps;          // run by ORB_exit
   int32_t largest_count_a = 0;        // largest sizes that any format's imageCapability gave
   int32_t largest_count_b = 0;
   bool is_started = false;
@@ -61,6 +67,9 @@ void clear_registry();
 // Starts the library for a query that needs it, and reports that at category DEBUG with the query's name.
 // False when the start failed. Two threads may come here at once; one of them starts.
 [[nodiscard]] bool start_on_demand(const char* caller);
+
+// Has the step run by the next ORB_exit. Not to be called again before.
+inline void at_library_end(EndStep& step) { registry().end_steps.append(&step); }
 
 // Makes the library's lock when there is none yet. False when memory ran out. Safe from several threads.
 [[nodiscard]] bool make_library_mutex();

@@ -131,6 +131,7 @@ int32_t ORB_exit(void) {
   Registry& formats = registry();
   if (!formats.is_started) return 0;
   formats.is_ready.store(false, std::memory_order_release);
+  while (EndStep* step = formats.end_steps.take_first()) step->run();
   restore_capability_names();  // before a plug-in takes its table down
   for (const ORB_LOAD_RECORD& plugin : formats.plugins.items()) {
     if (plugin.done) plugin.done();
