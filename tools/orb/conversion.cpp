@@ -39,6 +39,7 @@ void Conversion::open_input() {
   input_format_ = &format_for_reading(options_.input, options_.reading.from);
   say(ERR_DEBUG, options_.input + ": read as " + origin_of(*input_format_));
   reader_ = tool::open_input(options_.input, *input_format_, options_.reading);
+  put_steps_on(reader_, options_.steps, options_.input);
 }
 
 void Conversion::require_one_image() const {
@@ -72,7 +73,7 @@ void Conversion::choose_way(const ORB_IFD& stored) {
     return;
   }
   plan_ = plan_rows(reader_, stored, output_->format(), options_.most_spool_bytes,
-                    can_open_again(options_.input));
+                    !options_.steps.is_given() && can_open_again(options_.input));
 }
 
 // The steps that rows pass through on their way, each fed by the one before: the reader, with what stands on its

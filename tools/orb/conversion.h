@@ -10,6 +10,7 @@
 #include "output_image.h"
 #include "region.h"
 #include "rows.h"
+#include "steps.h"
 
 namespace orb::tool {
 
@@ -17,6 +18,7 @@ struct ConversionOptions {
   CommonOptions common;  // its output is the image to write
   std::string input;
   InputOptions reading;
+  StepOptions steps;
   RegionOptions region;
   OutputOptions writing;
   unsigned long long most_spool_bytes = ~0ULL;

@@ -62,15 +62,6 @@ int convert_one(const ConversionOptions& options) {
   return kDone;
 }
 
-int run(const ConvertOptions& options) {
-  if (has_frames(options)) return convert_frames(options);
-  refuse_frame_options(options);
-  ConversionOptions one = options.one;
-  one.input = options.inputs.front();
-  one.most_spool_bytes = most_spool_bytes(options.memory);
-  return convert_one(one);
-}
-
 void add_frame_options(CLI::App& verb, ConvertOptions& options) {
   add_sequence_options(verb, options.sequence);
   verb.add_option("--missing", options.missing,
@@ -85,26 +76,38 @@ void add_frame_options(CLI::App& verb, ConvertOptions& options) {
       ->check(CLI::Range(0, kMostWorkers));
 }
 
-void add_options(CLI::App& verb, ConvertOptions& options) {
+}  // namespace
+
+int convert(const ConvertOptions& options) {
+  if (has_frames(options)) return convert_frames(options);
+  refuse_frame_options(options);
+  ConversionOptions one = options.one;
+  one.input = options.inputs.front();
+  one.most_spool_bytes = most_spool_bytes(options.memory);
+  return convert_one(one);
+}
+
+void add_convert_options(CLI::App& verb, ConvertOptions& options) {
   add_common_options(verb, options.one.common, "the image to write, or a pattern; - is standard output");
   verb.get_option("--output")->required();
   verb.add_option("IN", options.inputs, "the image to read, or a pattern, or several; - is standard input")
       ->required();
   add_input_options(verb, options.one.reading);
+  add_step_options(verb, options.one.steps);
   add_region_options(verb, options.one.region);
   add_output_options(verb, options.one.writing);
+  verb.add_flag("--mipmap", options.one.writing.makes_mipmap,
+                "write the image and its halves down to one pixel, each an image of the file");
   add_frame_options(verb, options);
   add_memory_option(verb, options.memory);
 }
-
-}  // namespace
 
 Verb add_convert(CLI::App& app) {
   CLI::App* verb =
       app.add_subcommand("convert", "read an image or a sequence and write it, losing nothing in silence");
   const auto options = std::make_shared<ConvertOptions>();
-  add_options(*verb, *options);
-  return {verb, &options->one.common, [options] { return run(*options); }};
+  add_convert_options(*verb, *options);
+  return {verb, &options->one.common, [options] { return convert(*options); }};
 }
 
 }  // namespace orb::tool

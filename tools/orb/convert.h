@@ -20,6 +20,12 @@ struct ConvertOptions {
   std::string memory;
 };
 
+// Adds all options of convert to a verb.
+void add_convert_options(CLI::App& verb, ConvertOptions& options);
+
+// Converts one image, or sequences. Returns the exit status. Throws Failure.
+int convert(const ConvertOptions& options);
+
 // Converts the frames of sequences in worker processes. Returns the exit status. Throws Failure when it ends before
 // any frame.
 int convert_frames(const ConvertOptions& options);

@@ -149,7 +149,7 @@ FrameConversion::FrameConversion(const ConvertOptions& options)
     : options_(options),
       policy_(policy_of(options.missing)),
       limits_(limits_of(options)),
-      plan_(options.inputs, options.one.common.output, {options.sequence, policy_, options.only_missing}),
+      plan_(options.inputs, options.one.common.output, {options.sequence, policy_, options.only_missing, options.one.steps.merges_fields}),
       lines_(options.results, options.one.common) {
   if (lines_.is_standard_output() && options.one.common.json) {
     throw Failure(kUsage, "--json and --results - both write to standard output");

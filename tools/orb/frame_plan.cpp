@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <iterator>
 #include <optional>
+#include <set>
 
 #include "exit_codes.h"
 
@@ -101,7 +102,15 @@ FrameJob FramePlan::job_of(uint32_t index, Frame frame, const PlanOptions& optio
 }
 
 void FramePlan::add_jobs(uint32_t input, const PlanOptions& options) {
-  for (const Frame frame : inputs_[input].wanted()) jobs_.push_back(job_of(input, frame, options));
+  const std::vector<Frame>& wanted = inputs_[input].wanted();
+  std::set<Frame> first_fields;
+  for (const Frame frame : wanted) {
+    if (options.merges_fields && frame % 2 != 0 && inputs_[input].is_there(frame)) first_fields.insert(frame);
+  }
+  for (const Frame frame : wanted) {
+    const bool is_second = frame % 2 == 0 && first_fields.contains(frame - 1);
+    if (!is_second) jobs_.push_back(job_of(input, frame, options));
+  }
 }
 
 // Two frames never share an output.

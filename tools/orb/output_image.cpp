@@ -8,11 +8,13 @@
 
 #include "exit_codes.h"
 #include "format_choice.h"
+#include "orbbase/imp.h"
 
 namespace orb::tool {
 namespace {
 
 constexpr const char* kNowhere = "/dev/null";
+constexpr IMP_PROCESS kMipmap = {"mipmap", 0, 0, 0, nullptr};
 
 }  // namespace
 
@@ -45,11 +47,30 @@ OutputImage::OutputImage(const CommonOptions& common, const OutputOptions& optio
   settings_.emplace(*format_, options.settings);
 }
 
+// The images that a mipmap of what is wanted has; none when it shall be no mipmap.
+std::vector<ORB_IFD> OutputImage::levels() const {
+  if (!options_.makes_mipmap) return {};
+  const int32_t count = IMP_plan(&kMipmap, &wanted_->first(), nullptr, 0);
+  if (count < 1) fail_as_reported(input_ + ": cannot be made a mipmap");
+  std::vector<ORB_IFD> images(static_cast<size_t>(count));
+  IMP_plan(&kMipmap, &wanted_->first(), images.data(), count);
+  // What the first image does not declare the others do not either; formats know it by the 0.
+  if ((wanted_->info().word_e & ORB_ASSUMED_GAMMA) != 0) {
+    for (auto level = images.begin() + 1; level != images.end(); ++level) level->curve.gamma = 0;
+  }
+  return images;
+}
+
 Image OutputImage::open(const std::string& name) const {
   const ShownAs shown_as(name, common_.output);
   std::string key = format_->key;
   std::string file = name;
   ORB_INFO record = wanted_->record(key, file, lut_.get());
+  std::vector<ORB_IFD> images = levels();
+  if (!images.empty()) {
+    record.images = images.data();
+    record.image_count = static_cast<int32_t>(images.size());
+  }
   return Image(settings_->open(record, "w"));
 }
 
@@ -78,8 +99,11 @@ ORB_IFD OutputImage::rehearse() {
     writer = open(kNowhere);
     if (!writer && !has_refused_groups && orb__err == ORB_E_HANDLE) {
       if (last_error_text().empty()) say(ERR_ERROR, common_.output + ": the format refuses the image");
-      throw Failure(kLossRefused, std::string(format_->key) +
-                                      " cannot store the image as it is; --drop leaves groups out" + remedy_);
+      throw Failure(kLossRefused,
+                    std::string(format_->key) +
+                        (options_.makes_mipmap
+                             ? " cannot store the levels of a mipmap as the images of a file"
+                             : " cannot store the image as it is; --drop leaves groups out" + remedy_));
     }
     if (!writer) fail_as_reported(common_.output + ": cannot be written as " + format_->key);
   }
@@ -129,6 +153,15 @@ void OutputImage::settle_losses() const {
                 std::string(format_->key) + " would not keep all of " + input_ + "; nothing was written");
 }
 
+// Light is averaged by the curve of the input, declared or assumed, whatever the format keeps of it.
+void OutputImage::make_mipmap(const Image& writer) const {
+  for (int32_t i = 0; i < writer->info.image_count; ++i) {
+    writer->info.images[i].curve.gamma = wanted_->first().curve.gamma;
+  }
+  if (IMP_open(writer.get(), &kMipmap, "w") != nullptr) return;
+  fail_as_reported(common_.output + ": cannot be written as a mipmap");
+}
+
 Image OutputImage::create() {
   target_.create();
   say(ERR_DEBUG, common_.output + ": written as " + origin_of(*format_) +
@@ -137,6 +170,7 @@ Image OutputImage::create() {
   forget_errors();
   Image writer = open(target_.write_name());
   if (!writer) fail_as_reported(common_.output + ": cannot be written");
+  if (options_.makes_mipmap) make_mipmap(writer);
   return writer;
 }
 

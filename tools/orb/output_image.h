@@ -20,6 +20,7 @@ struct OutputOptions {
   std::vector<std::string> dropped;
   std::vector<std::string> settings;
   bool allow_lossy = false;
+  bool makes_mipmap = false;  // every level of the image's pyramid becomes an image of the file
 };
 
 // Adds --to, --drop, --allow-lossy and --set to a verb.
@@ -65,6 +66,8 @@ class OutputImage {
  private:
   bool rehearse_without_groups();
   [[nodiscard]] Image open(const std::string& name) const;
+  [[nodiscard]] std::vector<ORB_IFD> levels() const;
+  void make_mipmap(const Image& writer) const;
 
   const CommonOptions& common_;
   const OutputOptions& options_;

@@ -19,12 +19,14 @@ struct Verb {
 Verb add_formats(CLI::App& app);
 Verb add_info(CLI::App& app);
 Verb add_convert(CLI::App& app);
+Verb add_merge_fields(CLI::App& app);
 Verb add_check(CLI::App& app);
 Verb add_diff(CLI::App& app);
 Verb add_view(CLI::App& app);
 Verb add_play(CLI::App& app);
 Verb add_ls(CLI::App& app);
 Verb add_frames(CLI::App& app);
+Verb add_curve(CLI::App& app);
 Verb add_config(CLI::App& app);
 
 }  // namespace orb::tool

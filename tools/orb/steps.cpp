@@ -1,0 +1,201 @@
+#include "steps.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+#include <functional>
+#include <map>
+
+#include "exit_codes.h"
+#include "orbbase/imp.h"
+#include "orbbase/operators.h"
+#include "orbbase/support/fmt.h"
+#include "reports.h"
+#include "sample_type.h"
+
+namespace orb::tool {
+namespace {
+
+// A whole text as a number, without the locale.
+std::optional<double> number(std::string_view text) {
+  double value = 0;
+  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  const bool is_number = error == std::errc() && stop == text.data() + text.size() && std::isfinite(value);
+  return is_number ? std::optional(value) : std::nullopt;
+}
+
+std::optional<int32_t> whole_number(const std::string& text, int32_t least, int32_t most) {
+  int32_t value = 0;
+  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  const bool is_number = error == std::errc() && stop == text.data() + text.size();
+  return is_number && value >= least && value <= most ? std::optional(value) : std::nullopt;
+}
+
+std::optional<double> gamma_of(const std::string& text) {
+  const std::optional<double> gamma = number(text);
+  return gamma && *gamma > 0 ? gamma : std::nullopt;
+}
+
+std::optional<std::pair<double, double>> interval_of(const std::string& text) {
+  const size_t comma = text.find(',');
+  if (comma == std::string::npos) return std::nullopt;
+  const std::optional<double> min = number(std::string_view(text).substr(0, comma));
+  const std::optional<double> max = number(std::string_view(text).substr(comma + 1));
+  return min && max ? std::optional(std::pair(*min, *max)) : std::nullopt;
+}
+
+// What the last install has set, after which nothing must have been changed.
+void require_installed(const std::string& file, const std::string& step, const char* remedy) {
+  if (orb__err == ORB_OK) return;
+  say(ERR_INFORMATION, file + ": " + step + remedy);
+  fail_as_reported(file + ": cannot put " + step + " on it");
+}
+
+// A file without a gamma of its own has the one that the library assumes of inputs.
+void settle_gamma(const Image& reader, const std::string& file) {
+  ORB_RESPONSE_CURVE& curve = reader->info.images[0].curve;
+  if (curve.kind != ORB_CURVE_GAMMA || (std::isfinite(curve.gamma) && curve.gamma > 0)) return;
+  curve.gamma = FMT_def_input_gamma();
+  char text[40];
+  std::snprintf(text, sizeof text, "%g", static_cast<double>(curve.gamma));
+  say(ERR_WARNING, file + ": declares no gamma; " + text + " is assumed");
+}
+
+void put_gamma(Image& reader, const std::string& value, const std::string& file) {
+  settle_gamma(reader, file);
+  ORB_RESPONSE_CURVE wanted = {};
+  wanted.kind = ORB_CURVE_GAMMA;
+  wanted.gamma = static_cast<float>(*gamma_of(value));
+  ORB__gamma(reader.get(), &wanted);
+  require_installed(file, "--gamma", " is for samples of 8 bits and real ones: -d float --gamma G -d uint16");
+  // What comes out has the curve that was asked for.
+  reader->info.images[0].curve.gamma = wanted.gamma;
+  reader->info.word_e &= ~uint64_t{ORB_ASSUMED_GAMMA};
+}
+
+void put_quantize(Image& reader, const std::string& value, const std::string& file) {
+  const ORB_QUANTIZE_TARGET target = {ORB_C_INTEGER, *whole_number(value, 1, 32)};
+  const ORB_IFD& ifd = reader->info.images[0];
+  const auto target_of = [&target](const ORB_CHANNELS& group) {
+    return group.type == ORB_C_INTEGER ? nullptr : &target;
+  };
+  ORB__quantize(reader.get(), ORB_MODE_READ, target_of(ifd.color), target_of(ifd.matte), nullptr);
+  require_installed(file, "--quantize", " is for real samples");
+}
+
+void put_minmax(Image& reader, const std::string& value, const std::string& file) {
+  const auto [min, max] = *interval_of(value);
+  ORB__minmax(reader.get(), min, max);
+  require_installed(file, "--minmax", " is for samples of up to 8 bits: -d uint8 before it");
+}
+
+void put_swatch(Image& reader, const std::string& value, const std::string& file) {
+  const IMP_PROCESS process = {"swatch", *whole_number(value, 0, INT32_MAX), 0, 0, nullptr};
+  orb__err = ORB_OK;
+  if (IMP_open(reader.get(), &process, "r") == nullptr && orb__err == ORB_OK) orb__err = ORB_E_HANDLE;
+  require_installed(file, "--swatch", " cannot be made of it");
+  // The picture is the reduced one from here on.
+  ORB_IFD& ifd = reader->info.images[0];
+  ifd.pair_a[0] = static_cast<int32_t>(width_of(ifd.window));
+  ifd.pair_a[1] = static_cast<int32_t>(height_of(ifd.window));
+}
+
+void put_type(Image& reader, const std::string& value, const std::string& file) {
+  change_sample_type(reader, *sample_type_named(value), file);
+}
+
+struct StepKind {
+  const char* names;
+  const char* value_name;
+  const char* help;
+  const char* expected;
+  bool (*is_valid)(const std::string& value);
+  void (*put)(Image& reader, const std::string& value, const std::string& file);
+};
+
+constexpr StepKind kStepKinds[] = {
+    {"--gamma", "G", "correct to a response curve of this gamma", "a number above 0",
+     [](const std::string& value) { return gamma_of(value).has_value(); }, put_gamma},
+    {"--quantize", "BITS", "real samples to integers of so many bits; what is outside 0 to 1 wraps",
+     "a number of 1 to 32", [](const std::string& value) { return whole_number(value, 1, 32).has_value(); },
+     put_quantize},
+    {"--minmax", "MIN,MAX", "map the full range of 8-bit samples to this part of it", "two numbers, MIN,MAX",
+     [](const std::string& value) { return interval_of(value).has_value(); }, put_minmax},
+    {"--swatch", "SIZE", "reduce to fit a square of so many pixels; 0: the configured size",
+     "a number from 0",
+     [](const std::string& value) { return whole_number(value, 0, INT32_MAX).has_value(); }, put_swatch},
+    {"-d,--type", "TYPE", "another sample type for colour and matte: uint1 to uint32, float, double",
+     "one of uint1 to uint32, float and double",
+     [](const std::string& value) { return sample_type_named(value).has_value(); }, put_type},
+};
+
+void merge_fields(Image& reader, const std::string& file) {
+  reader->info.open_option = 0;  // the partner's name has no extension, and its driver adds one
+  if (reader->info.field_value == 0) reader->info.field_value = 1;  // so says the command line
+  forget_errors();
+  orb__err = ORB_OK;
+  ORB_IMAGE* const merged = ORB__merge_fields(reader.get());
+  if (merged == reader.get())
+    fail_as_reported(file + ": has no other field; its name ends in no frame number");
+  *reader.slot() = merged;
+  merged->info.field_value = 0;
+  ORB_IFD& ifd = merged->info.images[0];
+  // The size of a picture that a field was is that of the frame.
+  if (2 * int64_t{ifd.pair_a[1]} == height_of(ifd.window)) ifd.pair_a[1] *= 2;
+}
+
+void select_image(const Image& reader, int32_t number, const std::string& file) {
+  const int32_t count = reader->info.image_count;
+  if (number > count) {
+    throw Failure(kIoError,
+                  file + ": has no image " + std::to_string(number) + ", only " + std::to_string(count));
+  }
+  ORB__select(reader.get(), number - 1);
+  require_installed(file, "--image", " cannot be chosen");
+  reader->info.images[0].image_kind = 1;  // what it was among others it is no more
+}
+
+}  // namespace
+
+void add_step_options(CLI::App& verb, StepOptions& options) {
+  verb.add_flag("--merge-fields", options.merges_fields, "merge a field with its partner into one frame");
+  verb.add_option("--image", options.image, "the image of a file with several, counted from 1")
+      ->type_name("N")
+      ->check(CLI::PositiveNumber);
+  for (const StepKind& kind : kStepKinds) {
+    // Each value joins the steps as it is met, so that they keep the order in which they were typed.
+    verb.add_option_function<std::vector<std::string>>(
+            kind.names, [](const std::vector<std::string>&) {}, kind.help)
+        ->type_name(kind.value_name)
+        ->take_all()
+        ->allow_extra_args(false)
+        ->check([&kind](const std::string& value) {
+          return kind.is_valid(value) ? std::string()
+                                      : "expects " + std::string(kind.expected) + ", not " + value;
+        });
+  }
+  verb.parse_complete_callback([&verb, &options] {
+    std::map<const CLI::Option*, size_t> met;
+    for (const CLI::Option* option : verb.parse_order()) {
+      for (const StepKind& kind : kStepKinds) {
+        if (!option->check_name(std::string(kind.names).substr(std::string_view(kind.names).rfind('-') - 1)))
+          continue;
+        options.steps.push_back({kind.names, option->results().at(met[option]++)});
+      }
+    }
+  });
+}
+
+void put_steps_on(Image& reader, const StepOptions& options, const std::string& file) {
+  if (options.merges_fields) merge_fields(reader, file);
+  if (options.image != 0) select_image(reader, options.image, file);
+  for (const StepOptions::Step& step : options.steps) {
+    for (const StepKind& kind : kStepKinds) {
+      if (step.option != kind.names) continue;
+      forget_errors();
+      kind.put(reader, step.value, file);
+    }
+  }
+}
+
+}  // namespace orb::tool
