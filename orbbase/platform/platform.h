@@ -89,16 +89,6 @@ int cut_stream(std::FILE* stream);
 // seek_stream positions it.
 int64_t read_some(std::FILE* stream, void* out, uint64_t bytes);
 
-// Memory that a read fills.
-struct ReadPiece {
-  void* out;
-  uint64_t bytes;  // 1 or more
-};
-
-// The same into at most kMostReadPieces pieces, one after the other; the first alone may be filled, or a part of it.
-inline constexpr size_t kMostReadPieces = 16;
-int64_t read_pieces(std::FILE* stream, std::span<const ReadPiece> pieces);
-
 // Local calendar time, thread-safe. False when the value has none.
 bool local_time(std::time_t when, std::tm* out);
 

@@ -6,7 +6,6 @@
 #include <pthread.h>
 #include <pwd.h>
 #include <sys/stat.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -136,15 +135,6 @@ int cut_stream(std::FILE* stream) {
 int64_t read_some(std::FILE* stream, void* out, uint64_t bytes) {
   for (;;) {
     const ssize_t got = ::read(fileno(stream), out, bytes);
-    if (got >= 0 || errno != EINTR) return got;
-  }
-}
-
-int64_t read_pieces(std::FILE* stream, std::span<const ReadPiece> pieces) {
-  iovec parts[kMostReadPieces];
-  for (size_t i = 0; i < pieces.size(); ++i) parts[i] = {pieces[i].out, static_cast<size_t>(pieces[i].bytes)};
-  for (;;) {
-    const ssize_t got = ::readv(fileno(stream), parts, static_cast<int>(pieces.size()));
     if (got >= 0 || errno != EINTR) return got;
   }
 }

@@ -106,10 +106,6 @@ int64_t read_some(std::FILE* stream, void* out, uint64_t bytes) {
   return got == 0 && std::ferror(stream) ? -1 : static_cast<int64_t>(got);
 }
 
-int64_t read_pieces(std::FILE* stream, std::span<const ReadPiece> pieces) {
-  return read_some(stream, pieces[0].out, pieces[0].bytes);
-}
-
 // ---- Time ----
 
 int64_t monotonic_nanoseconds() {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "orbbase/core/drivers/row_layout.h"
+#include "orbbase/platform/platform.h"
 #include "orbbase/support/err/internal.h"
 
 namespace orb::rla {
@@ -119,28 +120,18 @@ bool InputWindow::fill(uint64_t needed_bytes, uint64_t wanted_bytes) {
   return true;
 }
 
-// Takes the pieces from their list as they become full.
-bool InputWindow::fill(std::span<platform::ReadPiece> pieces) {
-  while (!pieces.empty()) {
-    const int64_t got = platform::read_pieces(stream_, pieces);
-    if (got <= 0) return false;
-    auto bytes = static_cast<uint64_t>(got);
-    stream_position_ += bytes;
-    while (!pieces.empty() && bytes >= pieces[0].bytes) {
-      bytes -= pieces[0].bytes;
-      pieces = pieces.subspan(1);
-    }
-    if (bytes == 0) continue;
-    pieces[0].out = static_cast<uint8_t*>(pieces[0].out) + bytes;
-    pieces[0].bytes -= bytes;
+bool InputWindow::read_past(uint64_t position, uint8_t* out, uint64_t bytes) {
+  bool is_there = seek(position);
+  while (is_there && bytes > 0) {
+    const int64_t got = platform::read_some(stream_, out, bytes);
+    is_there = got > 0;
+    if (!is_there) break;
+    stream_position_ += static_cast<uint64_t>(got);
+    out += got;
+    bytes -= static_cast<uint64_t>(got);
   }
-  return true;
-}
-
-bool InputWindow::read_past(uint64_t position, std::span<platform::ReadPiece> pieces) {
-  if (seek(position) && fill(pieces)) return true;
-  forget();
-  return false;
+  if (!is_there) forget();
+  return is_there;
 }
 
 bool InputWindow::seek(uint64_t position) {

@@ -4,10 +4,8 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <span>
 
 #include "orbbase/formats/rla/plane_coder.h"
-#include "orbbase/platform/platform.h"
 
 namespace orb::rla {
 
@@ -36,9 +34,9 @@ class InputWindow {
     return is_held ? held_ + skipped : nullptr;
   }
 
-  // Reads the bytes from a position of the file on into other memory, at most platform::kMostReadPieces pieces.
-  // False when they cannot be had; what the window held is then gone, and the pieces are undefined.
-  [[nodiscard]] bool read_past(uint64_t position, std::span<platform::ReadPiece> pieces);
+  // Reads the bytes from a position of the file on into other memory. False when they cannot be had; what the window
+  // held is then gone, and the memory undefined.
+  [[nodiscard]] bool read_past(uint64_t position, uint8_t* out, uint64_t bytes);
 
   // Why the last take failed: the system's error number, 0 when the file ends before, or kNoMemory, which the
   // allocator has reported.
@@ -53,7 +51,6 @@ class InputWindow {
   void keep_tail(uint64_t position);
   bool jump(uint64_t position, uint64_t count);
   bool fill(uint64_t needed_bytes, uint64_t wanted_bytes);
-  bool fill(std::span<platform::ReadPiece> pieces);
   bool seek(uint64_t position);
   void forget();
 

@@ -179,61 +179,26 @@ int32_t read_channels(const ReadImage& image, int32_t line, uint64_t position) {
 
 // ---- Rows of samples as they are ----
 
-// Channels that one call of the system reads. The count of each block comes behind the samples of the one before,
-// where the pad or the slack is.
-class PlainChannels {
- public:
-  explicit PlainChannels(uint64_t position) : position_(position) {}
-
-  [[nodiscard]] bool is_full() const { return count_ == kMostChannels; }
-
-  void add(uint8_t* samples, uint64_t block_bytes) {
-    platform::ReadPiece& before = pieces_[count_];
-    blocks_[count_] = {count_ == 0 ? first_count_ : static_cast<uint8_t*>(before.out) + before.bytes,
-                       block_bytes};
-    before = count_ == 0 ? platform::ReadPiece{first_count_, kCountBytes}
-                         : platform::ReadPiece{before.out, before.bytes + kCountBytes};
-    pieces_[++count_] = {samples, block_bytes};
-  }
-
-  // Reads what was added, and starts anew behind it. False when that fails or a block has not its one size.
-  bool read(InputWindow& window) {
-    if (count_ == 0) return true;
-    if (!window.read_past(position_, std::span(pieces_).first(count_ + 1))) return false;
-    for (const Block& block : std::span(blocks_).first(count_)) {
-      if (load_count(block.count) != block.bytes) return false;
-      position_ += kCountBytes + block.bytes;
-    }
-    count_ = 0;
-    return true;
-  }
-
- private:
-  static constexpr size_t kMostChannels = platform::kMostReadPieces - 1;
-  struct Block {
-    const uint8_t* count;
-    uint64_t bytes;
-  };
-
-  uint64_t position_;
-  size_t count_ = 0;
-  uint8_t first_count_[kCountBytes];
-  platform::ReadPiece pieces_[kMostChannels + 1];  // the first count, then the samples
-  Block blocks_[kMostChannels];
-};
-
-// False when the channels are to be read one by one, which finds the fault.
+// Reads a line into its rows as it lies in the file, and then moves each channel to its row, the last first: a row
+// begins behind where the file has it, by the slack of the rows before. False when the channels are to be read one by
+// one, which finds the fault.
 bool read_plain_channels(const ReadImage& image, uint64_t position) {
-  PlainChannels next(position);
-  int32_t channel = 0;
-  for (size_t i = 0; i < std::size(image.layout.coders); ++i) {
+  const RowLayout& rows = image.layout.rows;
+  int32_t channel = rows.channels;
+  const uint64_t line_bytes = rows.packed_bytes + static_cast<uint64_t>(channel) * kCountBytes;
+  auto* const line = static_cast<uint8_t*>(image.rows[0]);
+  if (!image.input->window.read_past(position, line, line_bytes)) return false;
+  const uint8_t* at = line + line_bytes;
+  for (size_t i = std::size(image.layout.coders); i-- > 0;) {
     const SampleCoder* const coder = image.layout.coders[i];
-    for (int32_t left = image.layout.rows.groups[i].channels; left > 0; --left, ++channel) {
-      if (next.is_full() && !next.read(image.input->window)) return false;
-      next.add(active_samples(image, *coder, channel), coder->least_block_bytes(image.layout.active_width()));
+    for (int32_t left = rows.groups[i].channels; left > 0; --left) {
+      const uint64_t block_bytes = coder->least_block_bytes(image.layout.active_width());
+      at -= block_bytes + kCountBytes;
+      if (load_count(at) != block_bytes) return false;
+      std::memmove(active_samples(image, *coder, --channel), at + kCountBytes, block_bytes);
     }
   }
-  return next.read(image.input->window);
+  return true;
 }
 
 int32_t read_active_row(ReadImage& image, int32_t line) {
