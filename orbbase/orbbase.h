@@ -12,6 +12,7 @@
 #include "orbbase/str.h"
 #include "orbbase/support/err.h"
 #include "orbbase/support/fmt.h"
+#include "orbbase/support/resource.h"
 #include "orbbase/support/utl.h"
 
 #endif

@@ -43,9 +43,26 @@ static void strings(void) {
 
 static void defaults(void) {
   expect(FMT_def_frame_rate() == 30, "FMT_def_frame_rate has its built-in value");
+  expect(strcmp(IMP_info()->name, "none") == 0, "IMP_info begins with the null process");
   expect(CLR_def_xyz_tab_res() == 401, "CLR_def_xyz_tab_res has its built-in value");
   ORB_SETTING setting;
   expect(ORB_setting(0, &setting) && setting.name[0], "ORB_setting lists settings");
+}
+
+static void resources(void) {
+  static const unsigned char empty[12] = {0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 12};
+  static const char name[] = "every_family.rsrc";
+  const uint32_t code = 0x54455854; /* "TEXT" */
+  FILE* made = fopen(name, "wb");
+  expect(made && fwrite(empty, 1, sizeof empty, made) == sizeof empty && fclose(made) == 0, "a file is made");
+  ORB_RSRC_FILE* file = orb__rsrc_open(name);
+  expect(file && orb__rsrc_add(file, code, "a", "data", 4) && orb__rsrc_close(name, 1),
+         "orb__rsrc_close saves what orb__rsrc_add added");
+  file = orb__rsrc_open(name);
+  const void* data = file ? orb__rsrc_load(file, code, "a", NULL) : NULL;
+  expect(data && memcmp(data, "data", 4) == 0, "orb__rsrc_load reads it back");
+  orb__rsrc_close(name, 0);
+  remove(name);
 }
 
 static void curves(void) {
@@ -109,6 +126,7 @@ int main(void) {
   errors();
   strings();
   defaults();
+  resources();
   curves();
   expect(ORB_init(NULL, NULL) == 0 && ORB_find(".mem") != NULL,
          "the library starts with its built-in formats");

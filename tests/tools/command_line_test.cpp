@@ -8,8 +8,8 @@
 namespace orb::testing {
 namespace {
 
-constexpr const char* kVerbs[] = {"formats", "info",   "convert", "check",        "diff", "view",
-                                  "play",    "config", "curve",   "merge-fields"};
+constexpr const char* kVerbs[] = {"formats", "info", "convert", "check", "diff",
+                                  "view",    "play", "config",  "curve", "merge-fields"};
 
 // The runs of small letters and dashes.
 std::set<std::string> words(const std::string& text) {

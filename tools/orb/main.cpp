@@ -90,7 +90,8 @@ int main_of_tool(int argc, const char* const* argv) {
   app.footer(kFooter);
   const std::vector<Verb> verbs = {add_formats(app), add_info(app),   add_convert(app), add_merge_fields(app),
                                    add_check(app),   add_diff(app),   add_view(app),    add_play(app),
-                                   add_ls(app),      add_frames(app), add_curve(app),   add_config(app)};
+                                   add_ls(app),      add_frames(app), add_curve(app),   add_config(app),
+                                   add_rsrc(app)};
   int status = kUsage;
   const Verb* verb = parse(app, verbs, argc, argv, &status);
   if (verb == nullptr) return status;

@@ -28,5 +28,6 @@ Verb add_ls(CLI::App& app);
 Verb add_frames(CLI::App& app);
 Verb add_curve(CLI::App& app);
 Verb add_config(CLI::App& app);
+Verb add_rsrc(CLI::App& app);
 
 }  // namespace orb::tool

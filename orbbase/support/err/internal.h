@@ -34,6 +34,11 @@ struct MessageText {
 void report_cat_valist(void* catalogue, int32_t set, int32_t number, int32_t category, const char* format,
                        va_list args);
 
+// A report that has no record: the template, in the language of error records, with its arguments, cut at 255 bytes.
+// Goes to the handlers declared for all reports, with a null record and null user data, and then to the default
+// handler; neither counted nor remembered, and not held by masks, on purpose.
+void report_template(const void* identity, uint8_t category, const char* message_template, va_list args);
+
 template <class... Args>
 void report(const MessageText& message, Args... args) {
   ERR_report_cat(orb__msg_cat, message.set, message.number, message.category, message.text, args...);

@@ -80,6 +80,12 @@ void report_cat_valist(void*, int32_t, int32_t, int32_t category, const char* fo
   err::report_through(err::state.catalogue, category, format, args);
 }
 
+void report_template(const void* identity, uint8_t category, const char* message_template, va_list args) {
+  char text[err::kTemplateTextBytes];
+  err::expand_template(message_template, text, sizeof(text), args);
+  err::deliver_without_record(identity, category, text);
+}
+
 }  // namespace orb
 
 int32_t ERR_report_cat(void* catalogue, int32_t set, int32_t number, int32_t category,
