@@ -38,6 +38,15 @@ TEST(Convert, every_kind_of_picture_is_copied_bit_for_bit) {
   }
 }
 
+TEST(Convert, a_key_is_an_ending_too) {
+  const Folder folder;
+  const std::string picture = sample("head-rgb-16.png");
+  ASSERT_EQ(orb(folder, {"convert", picture, "-o", "a.tiff"}).status, 0);
+  const Outcome same = orb(folder, {"diff", picture, "a.tiff"});
+  EXPECT_EQ(same.status, 0) << same.err;
+  EXPECT_EQ(orb(folder, {"convert", picture, "-o", "a.tiffy"}).status, 4);
+}
+
 TEST(Convert, streams_through_shell_pipes_hold_the_image_and_nothing_else) {
   const Folder folder;
   const Outcome run = shell(folder, "set -o pipefail; \"$ORB\" convert -v '" + sample("chelsea.png") +

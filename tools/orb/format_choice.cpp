@@ -19,10 +19,15 @@ bool ends_with(const std::string& name, const char* ending) {
          name.compare(name.size() - length, length, ending == nullptr ? "" : ending) == 0;
 }
 
-// As the library chooses: the first whose extension ends the name; an empty extension ends every name.
+// As the library chooses: the first whose extension ends the name; an empty extension ends every name. Failing that
+// a key is an ending, too: that of "picture.jpeg", though the format goes by ".jpg".
 const ORB_FORMAT* by_ending(const std::string& file) {
-  for (const ORB_FORMAT* format : all_formats()) {
+  const std::vector<const ORB_FORMAT*> formats = all_formats();
+  for (const ORB_FORMAT* format : formats) {
     if (ends_with(file, format->extension)) return format;
+  }
+  for (const ORB_FORMAT* format : formats) {
+    if (ends_with(file, ("." + std::string(format->key)).c_str())) return format;
   }
   return nullptr;
 }
