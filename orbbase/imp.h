@@ -109,7 +109,7 @@ ORB_API int32_t IMP_plan(const IMP_PROCESS* process, const ORB_IFD* full, ORB_IF
  * or the database could not be started, see IMP_info; or, with orb__err, from the type itself, the handle being as
  * it was:
  *   -16  unreported: the handle is NULL, or without a scan function or private data. Reported with the type's
- *        name: another mode, no image, windows that are not sound, a negative size or level count, a filter, a
+ *        name: another mode, no image (902, 61), windows that are not sound, a negative size or level count, a filter, a
  *        curve that is not as above, images that do not fit the plan, operators beneath where there may be none
  *        (ORB_MSG_CANNOT_HANDLE); colour indices (ORB_MSG_IMAGE_TYPE); types and widths that ORB_chan_alloc
  *        refuses

@@ -80,9 +80,10 @@ ORB_API int32_t ORB_get_region(ORB_IMAGE** image_ref, int32_t x_left, int32_t x_
  *
  * Installing. Each call below returns the handle it was given, always, but for ORB__merge_fields. Whether the
  * operator stands on it, orb__err says together with the words below: when it is not 0 the stack is as it was.
- *   -16  reported with the operator's name as ORB_MSG_CANNOT_HANDLE: the handle is open in the wrong mode, has
- *        no image, or an active window that is not within its window; unreported: the handle is NULL, or without
- *        a scan function or private data; and what is said below
+ *   -16  reported with the operator's name: the handle has no image ("%s cannot store multiple images", 902,
+ *        61, ERROR); it is open in the wrong mode, or has an active window that is not within its window
+ *        (ORB_MSG_CANNOT_HANDLE); unreported: the handle is NULL, or without a scan function or private data;
+ *        and what is said below
  *   -10  out of memory (reported by the allocator)
  * Operators know the first image of a handle alone; ORB__select makes another image the first.
  *
@@ -128,7 +129,7 @@ ORB_API int32_t ORB__select_remove(ORB_IMAGE* image);
  *
  * Matte and auxiliary channels are not touched. Two gammas that are equal install nothing.
  *
- * -16  reported: no image (61), integer channels of 9 bits and more, or fewer than 8 bits to be written by a
+ * -16  reported: integer channels of 9 bits and more, or fewer than 8 bits to be written by a
  *      gamma (ORB_MSG_IMAGE_WIDTH); no image channels, or a curve whose tables are not of bytes or fewer than
  *      the channels (ORB_MSG_CANNOT_HANDLE); or what ORB_response_curve_comp reports */
 ORB_API ORB_IMAGE* ORB__gamma(ORB_IMAGE* image, ORB_RESPONSE_CURVE* requested);
@@ -185,13 +186,16 @@ ORB_API int32_t ORB__minmax_remove(ORB_IMAGE* image);
  * Returns a new handle, which owns both fields: only it is closed. Row r comes of the odd-numbered file when r
  * is even, else of the other one, row r / 2 cut toward zero. Its images are the first field's, as many as both
  * have, with bottoms doubled, tops doubled plus 1, and an active window around both. No sample is copied. Rows
- * are valid until the next call on the handle. ORB_seek moves both fields.
+ * are valid until the next call on the handle. ORB_seek moves both fields; when it opens one anew whose rows have
+ * another form by then, it gives -16, reported as ORB_MSG_CANNOT_HANDLE, and that field's rows are locked.
+ * Operators that stand on a field lock its images but for the first.
  *
  * Returns the handle it was given, still the caller's, unreported and with orb__err untouched when it is no field
  * or its name has no frame number; when the partner cannot be opened, which ORB_open has reported; and with
  * orb__err
  *   -1   the fields differ, reported (902): 65 primaries, and image by image 62 gamma, 63 image channels, 64
- *        matte channels, 66 pixel aspect, 67 window
+ *        matte channels, 66 pixel aspect, 67 window; then 63 for any other channels, or types, that would give
+ *        rows of another form
  *   -16  doubled rows have no 32-bit numbers, reported as ORB_MSG_CANNOT_HANDLE
  *   -10  out of memory
  * The partner is closed then. ORB_close of the merged handle returns what orb__err then is. */

@@ -103,7 +103,6 @@ int32_t refuse(int32_t message) {
 // Whether there are samples that a composed curve of bytes can serve: integers of up to 8 bits, on writing of
 // exactly 8 where the table is to be made of them, or real ones.
 bool is_applicable(const ORB_IMAGE& image) {
-  if (check_image_count(kName, image, 0) != ORB_OK) return false;
   const ORB_IFD& ifd = image.info.images[0];
   const bool is_integer = ifd.color.type == ORB_C_INTEGER;
   const bool is_narrow =

@@ -1,5 +1,6 @@
 // Field merging: two files that hold one field each of an interlaced picture, as one handle of twice the height.
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -19,6 +20,20 @@ constexpr MessageText kPrimaries = {902, 65, ERR_ERROR, "Field frames have diffe
 constexpr MessageText kAspects = {902, 66, ERR_ERROR, "Field frames have different aspect types"};
 constexpr MessageText kWindows = {902, 67, ERR_ERROR, "Field frames have different image window sizes"};
 
+// All that readers of a row go by: its columns, and the number, type and width of the channels of each group.
+using RowForm = std::array<int64_t, 14>;
+
+RowForm row_form(const ORB_IFD& ifd) {
+  RowForm form = {ifd.window.left, ifd.window.right};
+  size_t i = 2;
+  for (const ORB_CHANNELS* group : {&ifd.color, &ifd.matte, &ifd.aux, &ifd.index}) {
+    const bool is_there = group->count > 0 && (group != &ifd.index || ifd.color.count == 0);
+    if (is_there) form[i] = group->count, form[i + 1] = group->type, form[i + 2] = group->width;
+    i += 3;
+  }
+  return form;
+}
+
 // One image of a merged handle. The records lie in one array, the first of which is the driver block's data.
 struct Merge {
   int32_t kind;
@@ -31,6 +46,7 @@ struct Merge {
 
   Merge* all;  // the records of the handle
   int32_t count;
+  RowForm form;  // of both fields' rows
 };
 
 bool is_even(int32_t number) { return number % 2 == 0; }
@@ -127,11 +143,21 @@ bool belong_together(const ORB_INFO& a, const ORB_INFO& b, int32_t images) {
     for (const auto& rule : kImageRules) {
       if (!rule.holds(a.images[i], b.images[i])) return report(rule.otherwise), false;
     }
+    // What the rules leave open must not send anybody past the end of a row, or of the rows.
+    if (row_form(a.images[i]) != row_form(b.images[i])) return report(kColor), false;
   }
   return true;
 }
 
 // ---- The merged handle -------------------------------------------------------------------------------
+
+constexpr const char* kName = "field merge";
+
+// A field's private data for an image; null where an operator on it knows the first image alone.
+void* slot_of(const ORB_IMAGE& field, int32_t index) {
+  const bool is_known = index == 0 || !field.layers || field.layers->has_slots != 0;
+  return is_known ? field.driver[index].data : nullptr;
+}
 
 int32_t scan_merged(void* data, int32_t line, void* rows_out) {
   auto* merge = static_cast<Merge*>(data);
@@ -139,8 +165,36 @@ int32_t scan_merged(void* data, int32_t line, void* rows_out) {
   // Toward zero on purpose: the line below the first is line 0 of the second field.
   const int32_t field_line = line / 2;
   ORB_IMAGE* const field = is_even(line) ? merge->first : merge->second;
+  void* const field_data = is_even(line) ? merge->first_data : merge->second_data;
   if (!field || !field->scan) return fail(ORB_E_HANDLE);
-  return field->scan(is_even(line) ? merge->first_data : merge->second_data, field_line, rows_out);
+  if (!field_data) return locked_sub_image();
+  const int32_t result = field->scan(field_data, field_line, rows_out);
+  if (result == ORB_OK) set_current_line(field, field_line);  // by which it is sought
+  return result;
+}
+
+// Moves a field to the first of its lines that is read from a merged line on, in the file's order; -1 is the first
+// line of all.
+int32_t seek_field(ORB_IMAGE** field, bool is_first, int32_t line) {
+  const ORB_WINDOW& window = (*field)->info.images[0].window;
+  const bool is_upward = ((*field)->info.images[0].orientation & ORB_BOTTOM_UP) != 0;
+  const int64_t step = is_upward ? 1 : -1;
+  const int64_t next = is_even(line) == is_first ? line : line + step;
+  int64_t own = std::min<int64_t>(std::max<int64_t>(next / 2, window.bottom), window.top);
+  if (line == -1) own = is_upward ? window.bottom : window.top;
+  const auto target = static_cast<int32_t>(own);
+  // A line that was read is behind a sequential reader, which ORB_seek takes to stand before it.
+  if (target != -1 && (*field)->current_line == target) {
+    set_current_line(*field,
+                     static_cast<int32_t>(static_cast<uint32_t>(target) + static_cast<uint32_t>(step)));
+  }
+  return ORB_seek(field, target);
+}
+
+// The private data of a field that may have been opened anew; null when its rows have another form by now.
+void* data_after_seek(const ORB_IMAGE* field, const Merge& record, int32_t index) {
+  if (!field || !field->driver || !field->info.images || index >= field->info.image_count) return nullptr;
+  return row_form(field->info.images[index]) == record.form ? slot_of(*field, index) : nullptr;
 }
 
 // Both fields go to their lines; one that is opened again takes the place of the old one in every record.
@@ -149,19 +203,20 @@ int32_t seek_merged(void* data, int32_t line) {
   if (!merge) return locked_sub_image();
   ORB_IMAGE* first = merge->all->first;
   ORB_IMAGE* second = merge->all->second;
-  if (!first || !second) return fail(ORB_E_HANDLE);
-  const int32_t field_line = line == -1 ? -1 : line / 2;
-  const int32_t first_result = ORB_seek(&first, field_line);
-  const int32_t second_result = ORB_seek(&second, field_line);
+  if (!merge->all->first_data || !merge->all->second_data) return fail(ORB_E_HANDLE);
+  const int32_t first_result = seek_field(&first, true, line);
+  const int32_t second_result = seek_field(&second, false, line);
   for (int32_t i = 0; i < merge->all->count; ++i) {
     Merge& record = merge->all[i];
     record.first = first;
     record.second = second;
-    record.first_data = first ? first->driver[i].data : nullptr;
-    record.second_data = second ? second->driver[i].data : nullptr;
+    record.first_data = data_after_seek(first, record, i);
+    record.second_data = data_after_seek(second, record, i);
   }
-  if (first_result != ORB_OK) set_error(first_result);
-  return first_result != ORB_OK ? first_result : second_result;
+  const int32_t result = first_result != ORB_OK ? first_result : second_result;
+  if (result != ORB_OK || (merge->all->first_data && merge->all->second_data)) return fail(result);
+  orb__report(ORB_MSG_CANNOT_HANDLE, kName);
+  return fail(ORB_E_HANDLE);
 }
 
 int32_t close_merged(ORB_IMAGE* image) {
@@ -192,7 +247,7 @@ bool merge_description(const ORB_IFD& first, const ORB_IFD& second, ORB_IFD& out
   out.active_window = {std::min(a.left, b.left), std::max(a.right, b.right), std::min(a.bottom, b.bottom),
                        std::max(a.top, b.top)};
   if (double_rows(out.active_window) && double_rows(out.window)) return true;
-  orb__report(ORB_MSG_CANNOT_HANDLE, "field merge");
+  orb__report(ORB_MSG_CANNOT_HANDLE, kName);
   return fail(ORB_E_HANDLE), false;
 }
 
@@ -216,8 +271,16 @@ ORB_IMAGE* make_merged(ORB_IMAGE* first, ORB_IMAGE* second, int32_t count, int32
     if (!merge_description(first->info.images[i], second->info.images[i], merged->info.images[i]))
       return nullptr;
     Merge* const record = records.get() + i;
-    *record = {kFieldMerge, first,         second, first->driver[i].data, second->driver[i].data, frame,
-               0,           records.get(), count};
+    *record = {kFieldMerge,
+               first,
+               second,
+               slot_of(*first, i),
+               slot_of(*second, i),
+               frame,
+               0,
+               records.get(),
+               count,
+               row_form(first->info.images[i])};
     slots.get()[i].data = record;
   }
   (void)records.release();  // slot 0's

@@ -41,10 +41,9 @@ int32_t check_group(const char* name, const ORB_IMAGE& image, int32_t index, con
 bool can_carry(const char* name, const ORB_IMAGE* image, uint32_t mode) {
   set_error(ORB_OK);
   if (!image || !image->scan || !driver_data(image)) return fail(ORB_E_HANDLE), false;
-  const ORB_INFO& info = image->info;
-  const bool has_image = info.images && info.image_count > 0 && windows_are_sound(info.images[0]);
-  if (!has_image || image->mode != mode) return refuse(ORB_MSG_CANNOT_HANDLE, name), false;
-  return true;
+  if (check_image_count(name, *image, 0) != ORB_OK) return false;
+  if (image->mode == mode && windows_are_sound(image->info.images[0])) return true;
+  return refuse(ORB_MSG_CANNOT_HANDLE, name), false;
 }
 
 ActiveSpan active_span(const ORB_IFD& ifd) {

@@ -23,8 +23,9 @@ struct ActiveSpan {
 };
 
 // Whether a handle can carry an operator for a mode: it is open in this mode, has a driver with data and at
-// least one image, and the image's windows are sound. Otherwise false with orb__err -16, reported as
-// ORB_MSG_CANNOT_HANDLE with the operator's name, but for a handle without a driver's function or data.
+// least one image, and the image's windows are sound. Otherwise false with orb__err -16, reported with the
+// operator's name: without an image as by check_image_count, else as ORB_MSG_CANNOT_HANDLE; but not for a handle
+// without a driver's function or data.
 [[nodiscard]] bool can_carry(const char* name, const ORB_IMAGE* image, uint32_t mode);
 
 // Call only for a handle that can carry an operator.

@@ -1,5 +1,6 @@
 #include "orbbase/operators/quantize_rows.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "orbbase/response.h"
@@ -111,7 +112,7 @@ Converter converter_to(uint32_t bytes) {
 }  // namespace
 
 double factor(int32_t width) {
-  const auto codes = static_cast<double>((uint64_t{1} << width) - 1);
+  const auto codes = static_cast<double>((uint64_t{1} << std::clamp(width, 0, 32)) - 1);
   return codes + kAlmostNext;
 }
 

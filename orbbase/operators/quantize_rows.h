@@ -9,7 +9,7 @@
 
 namespace orb::quantize {
 
-// What a sample of 1.0 is multiplied by for a width of 0 to 32 bits.
+// What a sample of 1.0 is multiplied by for a width of 0 to 32 bits; a file's width of less counts as 0.
 [[nodiscard]] double factor(int32_t width);
 
 // Bytes of an integer sample of a width.

@@ -143,6 +143,14 @@ int32_t seek_reduced(void* data, int32_t line) {
   return swatch->seek(swatch->data, line);
 }
 
+// Another frame begins with the first row; what was summed up so far was of the one before.
+int32_t set_frame_reduced(void* data, intptr_t a, intptr_t b, intptr_t c) {
+  auto* const swatch = static_cast<Swatch*>(data);
+  if (!swatch || !swatch->data) return fail(ORB_E_HANDLE);
+  begin_at(*swatch, swatch->picture.layout.bottom_up ? 0 : swatch->height - 1);
+  return swatch->set_frame(swatch->data, a, b, c);
+}
+
 // ---- Writing ------------------------------------------------------------------------------------------
 
 int32_t scan_to_reduce(void* data, int32_t line, void* rows) {
@@ -251,6 +259,7 @@ bool find_full(const ORB_IFD& file, const ORB_IFD* given, ORB_IFD& full_out) {
 void install(ORB_IMAGE& image, const LayerKind& kind, const ORB_IFD& seen, Swatch* swatch) {
   swatch->description = seen;
   install_layer(image, kind, swatch);
+  if (swatch->set_frame) image.set_frame = set_frame_reduced;
   show(image, &swatch->description, 1, swatch->before);
 }
 

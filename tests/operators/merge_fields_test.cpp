@@ -100,6 +100,11 @@ TEST(MergeFields, FieldsThatDifferAreNotMerged) {
       {"Field frames have different aspect types", [](ORB_INFO& info) { info.images[0].pixel_aspect = 2; }},
       {"Field frames have different image window sizes",
        [](ORB_INFO& info) { ++info.images[0].window.right; }},
+      // Rows of the one would be read past their end by the description of the other.
+      {"Field frames have different image channel properties",
+       [](ORB_INFO& info) { info.images[0].color.type = ORB_C_DOUBLE; }},
+      {"Field frames have different image channel properties",
+       [](ORB_INFO& info) { info.images[0].aux.count = 1; }},
   };
   for (const auto& c : cases) {
     const Picture first = field("d.0001", 1);
@@ -152,6 +157,52 @@ TEST(MergeFields, MergedHandlesSeekAndCarryOperators) {
   ORB__minmax(image, 0.5, 1);
   EXPECT_EQ(first_sample(image, 4), plain / 2 + 128);
   EXPECT_EQ(ORB_close(image), 0);
+}
+
+// Each field of a sequential file goes to the row that is read of it next.
+TEST(MergeFields, FieldsOfSequentialFilesAreSoughtEachToItsRow) {
+  for (const bool is_downward : {false, true}) {
+    Picture fields[] = {Picture("q.0001", "pipe").seed(1), Picture("q.0002", "pipe").seed(77)};
+    for (Picture& picture : fields) {
+      if (is_downward) picture.top_down();
+      ASSERT_EQ(write_whole(picture), 0);
+    }
+    ORB_IMAGE* image = open_field(fields[0]);
+    image->info.field_value = 1;
+    image = ORB__merge_fields(image);
+    for (const int32_t first : {3, 4, 9, 0, 5, 2}) {
+      ASSERT_EQ(ORB_seek(&image, first), ORB_OK);
+      for (int32_t line = first; line >= 0 && line <= 9; line += is_downward ? -1 : 1) {
+        EXPECT_EQ(first_sample(image, line), fields[line % 2].sample_byte(0, 0, line / 2, 2))
+            << first << " " << line;
+      }
+    }
+    // A field that is another picture by now.
+    Picture other("q.0001", "pipe");
+    other.window({0, 20, 0, 4});
+    if (is_downward) other.top_down();
+    ASSERT_EQ(write_whole(other), 0);
+    const ReportRecorder recorder;
+    EXPECT_EQ(ORB_seek(&image, is_downward ? 9 : 0), ORB_E_HANDLE);
+    EXPECT_EQ(recorder.texts(), "field merge cannot handle the requested action");
+    EXPECT_EQ(first_sample(image, 2), 0);
+    EXPECT_EQ(ORB_close(image), 0);
+  }
+}
+
+TEST(MergeFields, OperatorsOnAFieldLockItsOtherImages) {
+  const Picture first = field("o.0001", 1).images(2);
+  const Picture second = field("o.0002", 2).images(2);
+  ASSERT_EQ(write_whole(first) | write_whole(second), 0);
+  ORB_IMAGE* image = open_field(first);
+  image->info.field_value = 1;
+  const Image merged(ORB__merge_fields(ORB__minmax(image, 0.5, 1)));
+  const ReportRecorder recorder;
+  ORB__select(merged.get(), 1);
+  void** rows = nullptr;
+  EXPECT_EQ(ORB_scan_read(merged.get(), 0, &rows), -1);
+  EXPECT_EQ(ORB_scan_read(merged.get(), 1, &rows), 0);
+  EXPECT_EQ(recorder.texts(), "Cannot access sub image (attempted to access a locked sub image)");
 }
 
 TEST(MergeFields, FailedAllocationsLeaveTheSingleField) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <utility>
 
 #include "tests/operators/operator_image.h"
 #include "tests/support/fail_allocation.h"
@@ -102,6 +103,18 @@ TEST(Operators, HandlesThatCannotCarryOneAreRefused) {
   EXPECT_EQ(orb__err, ORB_E_HANDLE);
   EXPECT_EQ(recorder.texts(), "min-max transform operator cannot handle the requested action");
   EXPECT_TRUE(Entries(*writing) == before);
+
+  const Image image = open_written(byte_picture());
+  const std::pair<ORB_IMAGE* (*)(ORB_IMAGE*), const char*> operators[] = {
+      {minmax_once, "min-max transform operator"}, {gamma_once, "gamma correction operator"}};
+  for (const auto& [install, name] : operators) {
+    const ReportRecorder without_image;
+    const int32_t count = std::exchange(image->info.image_count, 0);
+    install(image.get());
+    image->info.image_count = count;
+    EXPECT_EQ(orb__err, ORB_E_HANDLE);
+    EXPECT_EQ(without_image.texts(), std::string(name) + " cannot store multiple images");
+  }
 }
 
 TEST(Operators, ChannelsThatAreNotBytesAreRefusedByGroup) {

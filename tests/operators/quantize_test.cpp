@@ -224,4 +224,8 @@ TEST(Quantize, TargetsThatNoRowCanHaveAreRefused) {
   }
 }
 
+TEST(Quantize, FilesOfNoWidthCountAsOfNoBits) {
+  for (const int32_t width : {-1, INT32_MIN}) EXPECT_EQ(factor(width), factor(0)) << width;
+}
+
 }  // namespace

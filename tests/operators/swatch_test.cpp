@@ -54,6 +54,35 @@ TEST(Swatch, EveryKindIsTheSlowOne) {
   }
 }
 
+// What a stack stands on that has frames: the second is the first one's negative.
+bool is_second_frame = false;
+int32_t scan_frame(void* data, int32_t line, void* rows_out) {
+  const auto* below = static_cast<const ORB_LAYER*>(data);
+  const int32_t result = below->scan(below->data, line, rows_out);
+  if (result != 0 || !is_second_frame) return result;
+  auto* const row = static_cast<uint8_t*>((*static_cast<void***>(rows_out))[0]);
+  for (int32_t i = 0; i <= 6; ++i) row[i] = static_cast<uint8_t>(~row[i]);
+  return 0;
+}
+
+TEST(Swatch, ARowIsOfOneFrameAlone) {
+  constexpr ORB_LAYER_KIND kFrames = {1002, scan_frame, nullptr};
+  std::vector<uint8_t> rows[2];
+  for (const bool changes_within : {false, true}) {
+    is_second_frame = !changes_within;
+    const Image image = open_written(Picture("frames.mem", "mem"));
+    image->info.frame_count = 2;
+    orb__install_layer(image.get(), &kFrames, static_cast<ORB_LAYER*>(ERR_malloc(sizeof(ORB_LAYER))));
+    image->set_frame = [](void*, intptr_t, intptr_t, intptr_t) { return is_second_frame = true, 0; };
+    const IMP_PROCESS process = swatch_of(3);
+    ASSERT_EQ(IMP_open(image.get(), &process, "r"), image.get());
+    ASSERT_EQ(read_line<uint8_t>(image.get(), 0, 1, 3).size(), 1u);
+    ASSERT_EQ(ORB_set_frame(image.get(), 2, 0, 0), 0);
+    rows[changes_within] = read_line<uint8_t>(image.get(), 1, 1, 3)[0];
+  }
+  EXPECT_EQ(rows[0], rows[1]);
+}
+
 TEST(Swatch, EverySizeIsTheSlowOne) {
   for (int32_t width = 1; width <= 67; ++width) {
     for (const int32_t height : {1, 3, width % 16 == 3 ? 67 : 2}) {

@@ -95,6 +95,7 @@ TEST(Steps, that_make_no_sense_are_refused_before_anything_is_read) {
   const Folder folder;
   for (const std::vector<std::string>& step : std::vector<std::vector<std::string>>{{"--gamma", "0"},
                                                                                     {"--gamma", "x"},
+                                                                                    {"--gamma", "1e-50"},
                                                                                     {"--quantize", "33"},
                                                                                     {"--minmax", "1"},
                                                                                     {"-d", "uint64"},
@@ -110,8 +111,12 @@ TEST(Steps, that_make_no_sense_are_refused_before_anything_is_read) {
 TEST(Steps, that_an_image_cannot_take_fail_and_leave_the_target) {
   const Folder folder;
   const std::string deep = sample("head-rgb-16.png");
-  for (const std::vector<std::string>& step : std::vector<std::vector<std::string>>{
-           {"--gamma", "2.2"}, {"--minmax", "0,0.5"}, {"--image", "2"}, {"--merge-fields"}}) {
+  for (const std::vector<std::string>& step :
+       std::vector<std::vector<std::string>>{{"--gamma", "2.2"},
+                                             {"-d", "uint4", "--gamma", "4"},
+                                             {"--minmax", "0,0.5"},
+                                             {"--image", "2"},
+                                             {"--merge-fields"}}) {
     std::vector<std::string> arguments = {"convert", deep, "-o", "a.rla"};
     arguments.insert(arguments.end(), step.begin(), step.end());
     const Outcome outcome = orb(folder, arguments);
@@ -163,6 +168,9 @@ TEST(Mipmap, every_level_is_an_image_of_the_file) {
   EXPECT_EQ(width(images.size() - 1), 1);
   ASSERT_EQ(orb(folder, {"convert", "photo.rla", "--image", "1", "-o", "level.png"}).status, 0);
   EXPECT_EQ(orb(folder, {"diff", photo, "level.png"}).status, 0);
+  ASSERT_EQ(orb(folder, {"convert", "photo.rla", "-o", "f.0001.rla", "--mipmap", "--image", "1"}).status, 0);
+  ASSERT_EQ(orb(folder, {"convert", "photo.rla", "-o", "f.0002.rla", "--mipmap", "--image", "1"}).status, 0);
+  EXPECT_EQ(orb(folder, {"merge-fields", "f.0001.rla", "--image", "3", "-o", "frame.png"}).status, 0);
   ASSERT_EQ(orb(folder, {"convert", "photo.rla", "--image", "2", "-f", "-o", "level.png"}).status, 0);
   ASSERT_EQ(orb(folder, {"convert", photo, "--swatch", std::to_string(width(1)), "-o", "swatch.png"}).status,
             0);

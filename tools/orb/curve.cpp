@@ -1,6 +1,6 @@
 // orb curve: response curves as numbers, as a plot in the terminal, or as an SVG drawing.
 #include <CLI/CLI.hpp>
-#include <cmath>
+#include <limits>
 
 #include "curve_plot.h"
 #include "exit_codes.h"
@@ -77,7 +77,8 @@ LabelledCurve chained(double file, double wanted, int32_t entries) {
 }
 
 void check_gamma(double gamma) {
-  if (std::isfinite(gamma) && gamma > 0) return;
+  using Limits = std::numeric_limits<float>;  // as a curve holds it
+  if (gamma >= Limits::min() && gamma <= Limits::max()) return;
   throw Failure(kUsage, "a gamma is a number above 0, not " + gamma_text(gamma));
 }
 

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <map>
 
 #include "exit_codes.h"
@@ -31,9 +32,12 @@ std::optional<int32_t> whole_number(const std::string& text, int32_t least, int3
   return is_number && value >= least && value <= most ? std::optional(value) : std::nullopt;
 }
 
-std::optional<double> gamma_of(const std::string& text) {
-  const std::optional<double> gamma = number(text);
-  return gamma && *gamma > 0 ? gamma : std::nullopt;
+// As a curve holds it: a number that is too small or too large for that is none.
+std::optional<float> gamma_of(const std::string& text) {
+  const double gamma = number(text).value_or(0);
+  using Limits = std::numeric_limits<float>;
+  if (gamma < Limits::min() || gamma > Limits::max()) return std::nullopt;
+  return static_cast<float>(gamma);
 }
 
 std::optional<std::pair<double, double>> interval_of(const std::string& text) {
@@ -63,9 +67,15 @@ void settle_gamma(const Image& reader, const std::string& file) {
 
 void put_gamma(Image& reader, const std::string& value, const std::string& file) {
   settle_gamma(reader, file);
+  const ORB_CHANNELS& color = reader->info.images[0].color;
+  if (color.count > 0 && color.type == ORB_C_INTEGER && color.width < 8) {
+    // The operator would take them for samples of 8 bits.
+    throw Failure(kIoError,
+                  file + ": has samples of fewer than 8 bits, too few for --gamma: -d uint8 before it");
+  }
   ORB_RESPONSE_CURVE wanted = {};
   wanted.kind = ORB_CURVE_GAMMA;
-  wanted.gamma = static_cast<float>(*gamma_of(value));
+  wanted.gamma = *gamma_of(value);
   ORB__gamma(reader.get(), &wanted);
   require_installed(file, "--gamma", " is for samples of 8 bits and real ones: -d float --gamma G -d uint16");
   // What comes out has the curve that was asked for.
@@ -85,6 +95,14 @@ void put_quantize(Image& reader, const std::string& value, const std::string& fi
 
 void put_minmax(Image& reader, const std::string& value, const std::string& file) {
   const auto [min, max] = *interval_of(value);
+  ORB_IFD& ifd = reader->info.images[0];
+  if (ifd.index.count > 0) {
+    throw Failure(kIoError, file + ": holds colour indices, which --minmax cannot map");
+  }
+  // A group without channels is in nobody's way, whatever type it would have.
+  for (ORB_CHANNELS* group : {&ifd.color, &ifd.matte, &ifd.aux}) {
+    if (group->count == 0) group->type = ORB_C_INTEGER, group->width = 8;
+  }
   ORB__minmax(reader.get(), min, max);
   require_installed(file, "--minmax", " is for samples of up to 8 bits: -d uint8 before it");
 }
@@ -139,9 +157,11 @@ void merge_fields(Image& reader, const std::string& file) {
     fail_as_reported(file + ": has no other field; its name ends in no frame number");
   *reader.slot() = merged;
   merged->info.field_value = 0;
-  ORB_IFD& ifd = merged->info.images[0];
-  // The size of a picture that a field was is that of the frame.
-  if (2 * int64_t{ifd.pair_a[1]} == height_of(ifd.window)) ifd.pair_a[1] *= 2;
+  for (int32_t i = 0; i < merged->info.image_count; ++i) {
+    ORB_IFD& ifd = merged->info.images[i];
+    // The size of a picture that a field was is that of the frame.
+    if (2 * int64_t{ifd.pair_a[1]} == height_of(ifd.window)) ifd.pair_a[1] *= 2;
+  }
 }
 
 void select_image(const Image& reader, int32_t number, const std::string& file) {
