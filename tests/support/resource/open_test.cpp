@@ -134,7 +134,8 @@ TEST_F(ResourceFiles, that_cannot_be_read_any_more_say_so) {
   file->stream.reset(std::fopen("r", "ab"));  // cannot be read at all
   EXPECT_EQ(loaded(file, kText, "a"), "(none)");
   EXPECT_EQ(orb__rsrc_close("r", 1), 0);
-  EXPECT_EQ(recorder.reports.at(0).text, "Cannot read resource file r; Bad file descriptor");
+  EXPECT_TRUE(
+      recorder.reports.at(0).text.starts_with("Cannot read resource file r; "));  // and the system's reason
   EXPECT_EQ(file_bytes("r"), bytes);
 }
 

@@ -81,9 +81,10 @@ TEST_F(ResourceFiles, survive_the_failure_of_any_allocation) {
       EXPECT_GT(nth, 8);
       break;
     }
-    EXPECT_EQ(orb__err, ORB_E_MEMORY) << nth;
-    EXPECT_FALSE(is_started && is_saved) << nth;
-    EXPECT_EQ(recorder.texts(), "No more internal memory") << nth;
+    // Some run-time libraries take memory for a stream through the same door, and do without it.
+    const bool is_whole = is_started && is_saved;
+    EXPECT_EQ(orb__err, is_whole ? ORB_OK : ORB_E_MEMORY) << nth;
+    EXPECT_EQ(recorder.texts(), is_whole ? "" : "No more internal memory") << nth;
     EXPECT_TRUE(is_saved || file_bytes("dir-r") == before) << nth;
     recorder.clear();
   }

@@ -43,7 +43,7 @@ TEST_F(ResourceFiles, are_dumped_line_by_line) {
   dump.clear();
   EXPECT_EQ(orb__rsrc_dump(file, 1), 1);
   for (const char* part :
-       {"Number of types: 1\n\tfilePointer    : 0x", "\n\tmemID          : 0x",
+       {"Number of types: 1\n\tfilePointer    : ", "\n\tmemID          : ",
         "\n\tnTypes         : 1\n\tnTypes(queue)  : 1\n\tTYPE\n",
         "nResources     : 2\n\t\tnResources(q)  : 1\n",
         "\tTYPE\n\t\tcode           : ERRO\n\t\tstatus         : 1\n\t\tnResources     : 0\n"
