@@ -56,8 +56,15 @@ void map_by_type(const RealSamples& samples, Map map) {
 
 }  // namespace
 
+// Eight samples come by one load; their entries go one by one, which is faster than putting them together.
 void look_up(ByteTable table, std::span<uint8_t> samples) {
-  for (uint8_t& sample : samples) sample = table[sample];
+  uint8_t block[8];
+  size_t i = 0;
+  for (; samples.size() - i >= sizeof block; i += sizeof block) {
+    std::memcpy(block, &samples[i], sizeof block);
+    for (size_t k = 0; k < sizeof block; ++k) samples[i + k] = table[block[k]];
+  }
+  for (uint8_t& sample : samples.subspan(i)) sample = table[sample];
 }
 
 LookUp choose_look_up() {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "orbbase/platform/prefetch.h"
 #include "orbbase/response.h"
 
 #if defined(__SSE2__)
@@ -49,6 +50,7 @@ struct Blocks<uint8_t, float> {
     const __m128i low_byte = _mm_set1_epi32(0xFF);
     size_t i = 0;
     for (; count - i >= 16; i += 16) {
+      prefetch_after(in + 4 * i);
       __m128i parts[4];
       for (size_t k = 0; k < 4; ++k)
         parts[k] = _mm_and_si128(products(in + 4 * (i + 4 * k), scale), low_byte);
@@ -84,6 +86,7 @@ struct Blocks<Out, float> {
     const __m128 scale = _mm_set1_ps(factor);
     size_t i = 0;
     for (; count - i >= 8; i += 8) {
+      prefetch_after(in + 4 * i);
       const __m128i low = products(in + 4 * i, scale);
       const __m128i high = products(in + 4 * i + 16, scale);
       if (is_beyond(low, high)) {

@@ -8,7 +8,7 @@
 #include "orbbase/formats/rla/byte_planes.h"
 #include "orbbase/formats/rla/literal_steps.h"
 #include "orbbase/formats/rla/plane_coder.h"
-#include "orbbase/formats/rla/prefetch.h"
+#include "orbbase/platform/prefetch.h"
 
 namespace orb::rla {
 namespace {

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "orbbase/formats/rla/plane_coder.h"
-#include "orbbase/formats/rla/prefetch.h"
+#include "orbbase/platform/prefetch.h"
 
 namespace orb::rla {
 

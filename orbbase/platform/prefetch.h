@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace orb::rla {
+namespace orb {
 
 inline constexpr size_t kPrefetchBytes = 2048;  // far enough ahead for bytes that no cache holds
 
@@ -13,4 +13,4 @@ inline void prefetch_after(const uint8_t* bytes, size_t ahead = kPrefetchBytes) 
   __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(bytes) + ahead));
 }
 
-}  // namespace orb::rla
+}  // namespace orb
