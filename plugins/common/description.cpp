@@ -1,7 +1,9 @@
 #include "description.h"
 
+#include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 namespace orb::plugin {
 namespace {
@@ -52,6 +54,22 @@ void reset_picture(ORB_IFD& ifd) {
 }  // namespace
 
 bool is_given(const char* text) { return text && *text != '\0' && std::strcmp(text, "unknown") != 0; }
+
+bool settle_date(char*& date) {
+  constexpr size_t kRoom = 32;
+  if (!is_given(date) || date[0] != '{') return true;
+  int64_t seconds = 0;
+  const auto [stopped, error] = std::from_chars(date + 1, date + std::strlen(date), seconds);
+  std::tm local = {};
+  const auto time = static_cast<std::time_t>(seconds);
+  if (error != std::errc() || std::strcmp(stopped, "}") != 0 || !localtime_r(&time, &local)) return true;
+  owned<char> text = make_zeroed<char>(kRoom);
+  if (!text) return false;
+  std::strftime(text.get(), kRoom, "%Y:%m:%d %H:%M:%S", &local);
+  ERR_free(date);
+  date = text.release();
+  return true;
+}
 
 bool make_descriptors(ORB_IMAGE& image, int32_t count) {
   image.info.images = make_zeroed<ORB_IFD>(static_cast<uint64_t>(count)).release();

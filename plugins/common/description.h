@@ -23,6 +23,10 @@ constexpr uint64_t given_row_bytes(uint64_t pixels, uint64_t sample_bytes) {
 // Whether a text is there: the core puts "unknown" where the application left one out.
 bool is_given(const char* text);
 
+// Makes a date that is the core's own stamp, seconds since 1970 in braces, one of the form "YYYY:MM:DD hh:mm:ss",
+// local time. What is no such stamp stays. False, with orb__err -10, when memory ran out.
+[[nodiscard]] bool settle_date(char*& date);
+
 // Whether the file declares, or is to declare, what these ORB_ASSUMED_ bits stand for, and the mark that it does.
 inline bool is_declared(const ORB_INFO& info, uint64_t assumed) { return (info.word_e & assumed) == 0; }
 inline void declare(ORB_INFO& info, uint64_t assumed) { info.word_e &= ~assumed; }

@@ -1,10 +1,8 @@
 // The writing half of metadata.h.
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 
 #include "metadata.h"
 #include "plugins/common/description.h"
@@ -28,22 +26,6 @@ bool is_capture_date(const char* text) {
   constexpr const char* kForm = "dddd:dd:dd dd:dd:dd";
   const auto fits = [](char form, char c) { return form == 'd' ? c >= '0' && c <= '9' : form == c; };
   return std::strlen(text) == std::strlen(kForm) && std::equal(kForm, kForm + std::strlen(kForm), text, fits);
-}
-
-// The core's own stamp, seconds since 1970 in braces, becomes a date of the attribute's form.
-bool settle_date(char*& date) {
-  if (!is_given(date) || date[0] != '{') return true;
-  int64_t seconds = 0;
-  const auto [stopped, error] = std::from_chars(date + 1, date + std::strlen(date), seconds);
-  std::tm local = {};
-  const auto time = static_cast<std::time_t>(seconds);
-  if (error != std::errc() || std::strcmp(stopped, "}") != 0 || !localtime_r(&time, &local)) return true;
-  owned<char> text = make_zeroed<char>(32);
-  if (!text) return false;
-  std::strftime(text.get(), 32, "%Y:%m:%d %H:%M:%S", &local);
-  ERR_free(date);
-  date = text.release();
-  return true;
 }
 
 // Samples are linear by the format's definition, whether anybody says so or not.
@@ -122,7 +104,7 @@ bool settle_texts(ORB_INFO& info, Compression compression) {
     if (!is_given(info.*row.field)) drop_text(info.*row.field);
   }
   if (!set_text(info.text10, name_of(static_cast<int32_t>(compression)))) return false;
-  return settle_date(info.text7);
+  return plugin::settle_date(info.text7);
 }
 
 // ---- Attributes ----

@@ -14,23 +14,6 @@ namespace orb::tiff {
 namespace {
 
 constexpr size_t kSignatureBytes = 4;
-constexpr uint64_t kMostAtOnce = 1U << 30;  // bytes of one call of the system
-
-// 0, or why the open file cannot serve, as the system's error number.
-int reason_against(const File& file, bool is_writer) {
-  const int descriptor = fileno(file.stream.file);
-  if (lseek(descriptor, 0, SEEK_CUR) < 0) return errno;
-  // Where every write goes to the end, none can be put right later.
-  return is_writer && (fcntl(descriptor, F_GETFL) & O_APPEND) != 0 ? ESPIPE : 0;
-}
-
-bool accept(File& file, bool is_writer) {
-  const int reason = reason_against(file, is_writer);
-  if (reason == 0) return true;
-  orb__report(ORB_MSG_CANNOT_OPEN, file.stream.path, std::strerror(reason));
-  plugin::fail(ORB_E_OPEN);
-  return false;
-}
 
 bool has_signature(const uint8_t* bytes) {
   constexpr uint8_t kSignatures[][kSignatureBytes] = {
@@ -50,30 +33,15 @@ int descriptor_to_read(File& file, bool is_written) {
 }  // namespace
 
 bool open_for_reading(ORB_IMAGE& image, File& file) {
-  return plugin::open_for_reading(image, kExtension, file.stream) && accept(file, false);
+  return plugin::open_positioned_for_reading(image, kExtension, file);
 }
 
 bool open_for_writing(ORB_IMAGE& image, File& file) {
-  return plugin::open_for_writing(image, kExtension, file.stream) && accept(file, true);
+  return plugin::open_positioned_for_writing(image, kExtension, file);
 }
 
 uint64_t read_some(File& file, uint64_t offset, void* out, uint64_t size_bytes) {
-  const int descriptor = descriptor_to_read(file, file.size_bytes > 0);
-  uint64_t done = 0;
-  bool is_at_end = offset > INT64_MAX || size_bytes > INT64_MAX - offset;
-  while (!is_at_end && done < size_bytes) {
-    const ssize_t got = pread(descriptor, static_cast<uint8_t*>(out) + done,
-                              std::min(size_bytes - done, kMostAtOnce), static_cast<off_t>(offset + done));
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) {
-      file.io_error = errno;
-      break;
-    }
-    is_at_end = got == 0;
-    done += static_cast<uint64_t>(got);
-  }
-  file.is_cut = file.is_cut || is_at_end;
-  return done;
+  return plugin::read_at(file, descriptor_to_read(file, file.size_bytes > 0), offset, out, size_bytes);
 }
 
 bool read_at(File& file, uint64_t offset, void* out, uint64_t size_bytes) {
@@ -81,20 +49,8 @@ bool read_at(File& file, uint64_t offset, void* out, uint64_t size_bytes) {
 }
 
 bool write_at(File& file, uint64_t offset, const void* bytes, uint64_t size_bytes) {
-  const auto* at = static_cast<const uint8_t*>(bytes);
-  while (size_bytes > 0) {
-    const ssize_t put =
-        pwrite(fileno(file.stream.file), at, std::min(size_bytes, kMostAtOnce), static_cast<off_t>(offset));
-    if (put < 0 && errno == EINTR) continue;
-    if (put <= 0) {
-      if (file.io_error == 0) file.io_error = put < 0 ? errno : EIO;
-      return false;
-    }
-    at += put;
-    offset += static_cast<uint64_t>(put);
-    size_bytes -= static_cast<uint64_t>(put);
-  }
-  file.size_bytes = std::max(file.size_bytes, offset);
+  if (!plugin::write_at(file, offset, bytes, size_bytes)) return false;
+  file.size_bytes = std::max(file.size_bytes, offset + size_bytes);
   return true;
 }
 

@@ -1,22 +1,18 @@
-// The file under a TIFF: bytes at offsets of it. A TIFF is read and written at any offset, so it has to be
-// something that can be positioned; a pipe cannot.
+// The file under a TIFF: bytes at offsets of it.
 #pragma once
 
 #include <cstdint>
 #include <cstdio>
 
 #include "orbbase/core.h"
-#include "plugins/common/stream.h"
+#include "plugins/common/positioned.h"
 
 namespace orb::tiff {
 
-struct File {
-  plugin::Stream stream;  // only its descriptor is used: nothing is buffered twice
-  int read_back;          // written: a second descriptor for what is there already; 0: none yet
+struct File : plugin::PositionedFile {
+  int read_back;  // written: a second descriptor for what is there already; 0: none yet
   uint64_t position;
   uint64_t size_bytes;  // written: up to where so far
-  int io_error;         // the system's number of the first transfer that failed
-  bool is_cut;          // a read ended at the end of the file
 };
 
 // Opens the handle's file; names are as plugins/common/stream.h says. False, reported, with orb__err set.

@@ -1,9 +1,7 @@
 // The writing half of metadata.h.
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstring>
-#include <ctime>
 #include <optional>
 #include <utility>
 
@@ -21,23 +19,6 @@ void drop_text(char*& text) {
 }
 
 // ---- Settling ----
-
-// The core's own stamp, seconds since 1970 in braces, becomes a date of the tag's form.
-bool settle_date(char*& date) {
-  if (!plugin::is_given(date) || date[0] != '{') return true;
-  int64_t seconds = 0;
-  const char* end = date + std::strlen(date);
-  const auto [stopped, error] = std::from_chars(date + 1, end, seconds);
-  std::tm local = {};
-  const auto time = static_cast<std::time_t>(seconds);
-  if (error != std::errc() || std::strcmp(stopped, "}") != 0 || !localtime_r(&time, &local)) return true;
-  owned<char> text = make_zeroed<char>(32);
-  if (!text) return false;
-  std::strftime(text.get(), 32, "%Y:%m:%d %H:%M:%S", &local);
-  ERR_free(date);
-  date = text.release();
-  return true;
-}
 
 void forget_curve(ORB_INFO& info, ORB_IFD& ifd, int32_t index) {
   ORB_response_curve_done(&ifd.curve);
@@ -197,7 +178,7 @@ bool settle_metadata(Codec& codec, ORB_IMAGE& image, int32_t index, int32_t bits
   if (index == 0) {
     settle_primaries(codec, info);
     settle_numbers(info);
-    if (!settle_date(info.text7)) {
+    if (!plugin::settle_date(info.text7)) {
       fail(ORB_E_MEMORY);
       return false;
     }
