@@ -57,7 +57,7 @@ bool dump_type(Type& type, TypeStatus status) {
 }
 
 bool dump_file(const File& file) {
-  return line("Resource file") && line("\tFile spec      : %s", file.specification) &&
+  return line("Resource file") && line("\tFile spec      : %s", file.requested) &&
          line("\tFile name      : %s", file.path) &&
          line("\tversion        : %" PRIu32 "\toffset         : %" PRIu32, file.version,
               file.directory_offset) &&

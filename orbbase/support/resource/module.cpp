@@ -40,7 +40,7 @@ void empty_lists() {
 File* open_file_of(const char* name) {
   state.files.rewind();
   while (File* file = state.files.next()) {
-    if (std::strcmp(file->specification, name) == 0) return file;
+    if (std::strcmp(file->requested, name) == 0) return file;
   }
   return nullptr;
 }

@@ -62,8 +62,8 @@ FileOwner new_file(const Header& header, Attempt& attempt, const char* name) {
   if (!memory) return nullptr;
   FileOwner file(new (memory) File(header.type_count > 0));
   file->path = file->arena.copy_text(attempt.path.get());
-  file->specification = file->arena.copy_text(name);
-  if (!file->path || !file->specification) return nullptr;
+  file->requested = file->arena.copy_text(name);
+  if (!file->path || !file->requested) return nullptr;
   file->stream = std::move(attempt.stream);
   file->version = header.version;
   file->type_count = header.type_count;

@@ -61,8 +61,8 @@ struct ORB_RSRC_FILE : orb::ListNode {
 
   explicit ORB_RSRC_FILE(bool has_types) : arena(has_types ? kBlockBytes : kEmptyBlockBytes) {}
 
-  char* path = nullptr;           // as it was opened
-  char* specification = nullptr;  // as it was asked for
+  char* path = nullptr;       // as it was opened
+  char* requested = nullptr;  // as it was asked for
   orb::resource::Stream stream;
   uint32_t version = 0;
   uint32_t directory_offset = 0;

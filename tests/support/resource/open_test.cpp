@@ -160,7 +160,7 @@ TEST_F(ResourceFiles, are_looked_for_along_the_search_list) {
   ORB_RSRC_FILE* file = orb__rsrc_open("r");
   ASSERT_NE(file, nullptr);
   EXPECT_STREQ(file->path, "b/r");
-  EXPECT_STREQ(file->specification, "r");
+  EXPECT_STREQ(file->requested, "r");
   EXPECT_EQ(orb__rsrc_open("r"), file);
   EXPECT_EQ(orb__rsrc_close("b/r", 0), 0);
   EXPECT_EQ(orb__rsrc_close("r", 0), 1);
