@@ -1,7 +1,5 @@
 // The operators' kernels on planes in memory, beside plain loops, memcpy and libswscale; and a stack of operators
 // on RLA rows beside the same steps done by hand.
-#include <dlfcn.h>
-
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +10,7 @@
 
 #include "bench/pairs.h"
 #include "bench/pictures.h"
+#include "orbbase/host.h"
 #include "orbbase/operators.h"
 #include "orbbase/operators/gamma_rows.h"
 #include "orbbase/operators/minmax_rows.h"
@@ -196,21 +195,11 @@ void swscale(benchmark::State& state) {
 
 // ---- A stack on RLA rows -----------------------------------------------------------------------------
 
-int32_t next_module(void** module_out, const char** name_out) {
-  static bool was_offered = false;
-  if (was_offered) return 0;
-  was_offered = true;
-  *module_out = dlopen(ORB_RLA_MODULE, RTLD_NOW | RTLD_LOCAL);
-  if (!*module_out) give_up(dlerror());
-  *name_out = "rla";
-  return 1;
-}
-
 // A photograph in an RLA file, written once.
 class RlaFile {
  public:
   RlaFile() : path_(std::filesystem::temp_directory_path() / "orb-bench-operators.rla") {
-    if (ORB_init(nullptr, next_module) != 0) give_up("the library does not start");
+    if (HOST_start(nullptr) != 0) give_up("the library does not start");
     const orb::bench::Picture& picture =
         orb::bench::picture(orb::bench::Subject::coffee, orb::bench::Depth::bits8);
     ORB_IFD ifd = {};

@@ -13,14 +13,9 @@ constexpr MessageText kLockedSubImage = {902, 1201, ERR_ERROR,
 
 constexpr int32_t kMostBits = 8;
 
-struct GroupRule {
-  ORB_CHANNELS ORB_IFD::*group;
-  int32_t bad_type;
-  int32_t bad_width;
-};
-constexpr GroupRule kColor = {&ORB_IFD::color, ORB_MSG_IMAGE_TYPE, ORB_MSG_IMAGE_WIDTH};
-constexpr GroupRule kMatte = {&ORB_IFD::matte, ORB_MSG_MATTE_TYPE, ORB_MSG_MATTE_WIDTH};
-constexpr GroupRule kAux = {&ORB_IFD::aux, ORB_MSG_AUX_TYPE, ORB_MSG_AUX_WIDTH};
+constexpr const GroupRule& kColor = kGroupRules[0];
+constexpr const GroupRule& kMatte = kGroupRules[1];
+constexpr const GroupRule& kAux = kGroupRules[2];
 
 int32_t refuse(int32_t message, const char* name) {
   orb__report(message, name);

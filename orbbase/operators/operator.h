@@ -3,6 +3,7 @@
 #pragma once
 
 #include "orbbase/core/layer.h"
+#include "orbbase/driver.h"
 #include "orbbase/operators.h"
 
 namespace orb::op {
@@ -14,6 +15,18 @@ enum Kind : int32_t {
   kFieldMerge = 14,
   kMinMax = 15,
   kQuantize = 22,
+};
+
+// The groups of channels that operators look at, in the order of their rows, with the messages that refuse them.
+struct GroupRule {
+  ORB_CHANNELS ORB_IFD::*group;
+  int32_t bad_type;
+  int32_t bad_width;
+};
+inline constexpr GroupRule kGroupRules[] = {
+    {&ORB_IFD::color, ORB_MSG_IMAGE_TYPE, ORB_MSG_IMAGE_WIDTH},
+    {&ORB_IFD::matte, ORB_MSG_MATTE_TYPE, ORB_MSG_MATTE_WIDTH},
+    {&ORB_IFD::aux, ORB_MSG_AUX_TYPE, ORB_MSG_AUX_WIDTH},
 };
 
 // The samples of a row that lie in the active window: the first one's index and how many.

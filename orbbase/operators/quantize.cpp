@@ -12,17 +12,7 @@ namespace {
 constexpr const char* kName = "quantize operator";
 constexpr int32_t kMostBits = 32;
 
-struct ClassRule {
-  ORB_CHANNELS ORB_IFD::*group;
-  int32_t bad_type;
-  int32_t bad_width;
-};
-constexpr ClassRule kClasses[] = {
-    {&ORB_IFD::color, ORB_MSG_IMAGE_TYPE, ORB_MSG_IMAGE_WIDTH},
-    {&ORB_IFD::matte, ORB_MSG_MATTE_TYPE, ORB_MSG_MATTE_WIDTH},
-    {&ORB_IFD::aux, ORB_MSG_AUX_TYPE, ORB_MSG_AUX_WIDTH},
-};
-constexpr size_t kClassCount = std::size(kClasses);
+constexpr size_t kClassCount = std::size(kGroupRules);
 
 // How the rows of one class get from one side to the other.
 struct Class {
@@ -105,7 +95,7 @@ int32_t scan_to_quantize(void* data, int32_t line, void* rows) {
 void release_quantize(ORB_IMAGE* image, Layer* layer) {
   auto& state = *static_cast<Quantize*>(layer);
   for (size_t i = 0; i < kClassCount; ++i) {
-    ORB_CHANNELS& group = image->info.images[0].*kClasses[i].group;
+    ORB_CHANNELS& group = image->info.images[0].*kGroupRules[i].group;
     group.type = state.classes[i].file_type;
     group.width = state.classes[i].file_width;
   }
@@ -117,7 +107,7 @@ constexpr LayerKind kReading = {kQuantize, scan_quantized, release_quantize};
 constexpr LayerKind kWriting = {kQuantize, scan_to_quantize, release_quantize};
 
 // A target that no rows could have is refused before anything is changed. 0 or -16, reported.
-int32_t check_target(const ORB_QUANTIZE_TARGET& target, const ClassRule& rule) {
+int32_t check_target(const ORB_QUANTIZE_TARGET& target, const GroupRule& rule) {
   const bool is_type =
       target.type == ORB_C_INTEGER || target.type == ORB_C_FLOAT || target.type == ORB_C_DOUBLE;
   const bool is_width = target.type != ORB_C_INTEGER || (target.width >= 1 && target.width <= kMostBits);
@@ -157,7 +147,7 @@ bool allocate_rows(const ORB_IFD& ifd, bool is_reading, Quantize& state) {
   state.others = static_cast<int32_t>(channels);
   for (size_t i = 0; i < kClassCount; ++i) {
     const Class& group = state.classes[i];
-    ORB_CHANNELS& rows = own.*kClasses[i].group;
+    ORB_CHANNELS& rows = own.*kGroupRules[i].group;
     rows.count = group.is_own ? group.channels : 0;
     rows.type = is_reading ? group.seen_type : group.file_type;
     rows.width = is_reading ? group.seen_width : group.file_width;
@@ -181,11 +171,11 @@ void install(ORB_IMAGE& image, const ORB_QUANTIZE_TARGET* const* targets, bool i
   state.first_line = ifd.active_window.bottom;
   state.last_line = int64_t{ifd.active_window.top} + 1;
   for (size_t i = 0; i < kClassCount; ++i) {
-    plan_class(ifd.*kClasses[i].group, targets[i], is_reading, state.classes[i]);
+    plan_class(ifd.*kGroupRules[i].group, targets[i], is_reading, state.classes[i]);
   }
   const bool has_rows = allocate_rows(ifd, is_reading, state);
   for (size_t i = 0; i < kClassCount; ++i) {
-    ORB_CHANNELS& group = ifd.*kClasses[i].group;
+    ORB_CHANNELS& group = ifd.*kGroupRules[i].group;
     group.type = state.classes[i].seen_type;
     group.width = state.classes[i].seen_width;
   }
@@ -199,7 +189,7 @@ bool is_real(uint32_t type) { return type == ORB_C_FLOAT || type == ORB_C_DOUBLE
 // that is written.
 bool applies(const ORB_IFD& ifd, bool is_reading) {
   if (ifd.aspect_kind != 1) return false;
-  for (const ClassRule& rule : kClasses) {
+  for (const GroupRule& rule : kGroupRules) {
     const ORB_CHANNELS& group = ifd.*rule.group;
     if (is_reading ? group.type != ORB_C_INTEGER : group.count > 0 && !is_real(group.type)) return true;
   }
@@ -220,7 +210,7 @@ ORB_IMAGE* ORB__quantize(ORB_IMAGE* image, uint32_t flags, const ORB_QUANTIZE_TA
   if (!applies(image->info.images[0], is_reading)) return image;
   const ORB_QUANTIZE_TARGET* const targets[] = {color, matte, aux};
   for (size_t i = 0; i < kClassCount; ++i) {
-    if (targets[i] && check_target(*targets[i], kClasses[i]) != ORB_OK) return image;
+    if (targets[i] && check_target(*targets[i], kGroupRules[i]) != ORB_OK) return image;
   }
   install(*image, targets, is_reading);
   return image;
