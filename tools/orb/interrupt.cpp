@@ -65,6 +65,7 @@ void watch_interrupts() {
     if (before.sa_handler != SIG_IGN) end_on(number);  // else started so, as under nohup
   }
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 InterruptsHeld::InterruptsHeld() {

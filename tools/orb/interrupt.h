@@ -8,7 +8,8 @@
 
 namespace orb::tool {
 
-// Installs the handlers, and turns a closed reader of our output into an error rather than a death.
+// Installs the handlers, and turns a closed reader of our output and a limit on the size of files into errors
+// rather than deaths.
 void watch_interrupts();
 
 // While it lives, interrupts wait.
