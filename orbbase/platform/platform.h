@@ -2,6 +2,7 @@
 // this contract; the build picks one. No other file tests for a system.
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
@@ -88,6 +89,9 @@ int cut_stream(std::FILE* stream);
 // file, or -1 with errno. A read that a signal interrupted goes on. Such a stream is read by this call alone;
 // seek_stream positions it.
 int64_t read_some(std::FILE* stream, void* out, uint64_t bytes);
+
+// vsnprintf with a decimal point in numbers, whatever the locale. Thread-safe.
+int format_text(std::span<char> out, const char* format, va_list args);
 
 // Local calendar time, thread-safe. False when the value has none.
 bool local_time(std::time_t when, std::tm* out);

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <clocale>
 #include <csignal>
 #include <cstdlib>
 #include <new>
@@ -145,6 +146,13 @@ int64_t monotonic_nanoseconds() {
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);
   return static_cast<int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+}
+
+int format_text(std::span<char> out, const char* format, va_list args) {
+  const locale_t before = uselocale(newlocale(LC_ALL_MASK, "C", locale_t{}));  // a constant of the system's
+  const int length = std::vsnprintf(out.data(), out.size(), format, args);
+  uselocale(before);
+  return length;
 }
 
 bool local_time(std::time_t when, std::tm* out) { return localtime_r(&when, out) != nullptr; }

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <clocale>
 #include <cstdlib>
 
 #include "orbbase/platform/copy_cut.h"
@@ -118,6 +119,18 @@ int64_t monotonic_nanoseconds() {
   const int64_t seconds = now.QuadPart / frequency.QuadPart;
   const int64_t fraction = now.QuadPart % frequency.QuadPart;
   return seconds * kNanoseconds + fraction * kNanoseconds / frequency.QuadPart;
+}
+
+int format_text(std::span<char> out, const char* format, va_list args) {
+  const int before = _configthreadlocale(_ENABLE_PER_THREAD_LOCALE);
+  char name[64] = "C";
+  if (const char* current = std::setlocale(LC_NUMERIC, nullptr))
+    std::snprintf(name, sizeof name, "%s", current);
+  std::setlocale(LC_NUMERIC, "C");
+  const int length = std::vsnprintf(out.data(), out.size(), format, args);
+  std::setlocale(LC_NUMERIC, name);
+  _configthreadlocale(before);
+  return length;
 }
 
 bool local_time(std::time_t when, std::tm* out) {

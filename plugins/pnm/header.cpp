@@ -227,10 +227,11 @@ bool read_pfm(Input& in, Header* out) {
   out->bits = 32;
   out->is_little_endian = scale < 0;
   if (scale == 1.0F || scale == -1.0F) return true;
+  char number[32];
+  *std::to_chars(number, number + sizeof number - 1, scale).ptr = '\0';
   char saying[128];
   std::snprintf(saying, sizeof saying,
-                "its scale is %g, and only 1 and -1 leave the samples as they are stored",
-                static_cast<double>(scale));
+                "its scale is %s, and only 1 and -1 leave the samples as they are stored", number);
   return refuse(in, ORB_E_HANDLE, saying);
 }
 

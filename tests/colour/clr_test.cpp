@@ -9,12 +9,14 @@
 #include "orbbase/core.h"
 #include "tests/support/config/configuration.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/number_text.h"
 
 namespace {
 
 using orb::clr::matching_table;
 using orb::testing::ConfigurationTest;
 using orb::testing::FailAllocation;
+using orb::testing::number_text;
 using orb::testing::WithDebugReports;
 
 class ColourDefaults : public ConfigurationTest {
@@ -37,7 +39,7 @@ std::string boundaries(int32_t count) {
 }
 
 std::string triple(const float* values) {
-  return std::to_string(values[0]) + " " + std::to_string(values[1]) + " " + std::to_string(values[2]);
+  return number_text(values[0]) + " " + number_text(values[1]) + " " + number_text(values[2]);
 }
 
 TEST(StandardObserver, sums_to_the_published_figures_and_holds_known_points) {

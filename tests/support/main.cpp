@@ -1,6 +1,8 @@
-// Runs a program's tests inside a folder of its own, so that two test processes never share a file by name.
+// Runs a program's tests under the locale of the environment, as an application would, and inside a folder of its
+// own, so that two test processes never share a file by name.
 #include <gmock/gmock.h>
 
+#include <clocale>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -25,6 +27,7 @@ fs::path make_scratch_folder() {
 
 int main(int argc, char** argv) {
   testing::InitGoogleMock(&argc, argv);
+  std::setlocale(LC_ALL, "");  // the tests hold under any
   const fs::path start = fs::current_path();
   const fs::path scratch = make_scratch_folder();
   fs::current_path(scratch);

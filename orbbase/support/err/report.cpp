@@ -1,9 +1,9 @@
 // The ways in: reports of the library itself, free-form reports, and reports through an application's record.
 #include <algorithm>
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
 
+#include "orbbase/platform/platform.h"
 #include "orbbase/support/err/internal.h"
 #include "orbbase/support/err/state.h"
 #include "orbbase/support/err/template.h"
@@ -23,7 +23,7 @@ size_t copy_cut(const char* text) {
 
 // Formats into the shared buffer, bounded. No handler runs meanwhile, so the buffer is free.
 size_t format_text(const char* format, va_list args) {
-  const int wanted = std::vsnprintf(buffers.formatted, kTextBytes, format, args);
+  const int wanted = platform::format_text({buffers.formatted, kTextBytes}, format, args);
   // An argument that cannot be converted: the format says at least what the report was about.
   const size_t bytes = wanted < 0 ? copy_cut(format) : static_cast<size_t>(wanted);
   if (bytes >= kTextBytes) mark_cut(buffers.formatted, kTextBytes);

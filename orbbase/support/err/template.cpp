@@ -2,6 +2,7 @@
 #include "orbbase/support/err/template.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -89,8 +90,10 @@ class Arguments {
   }
   void put_real(Output& out) {
     char digits[512];  // the largest double has 309 digits before the point
-    out.put(
-        {digits, static_cast<size_t>(std::snprintf(digits, sizeof(digits), "%f", va_arg(args_, double)))});
+    constexpr int kDecimals = 6;
+    const auto end = std::to_chars(digits, digits + sizeof(digits), va_arg(args_, double),
+                                   std::chars_format::fixed, kDecimals);
+    out.put({digits, static_cast<size_t>(end.ptr - digits)});
   }
   void put_text(Output& out) {
     const char* text = va_arg(args_, const char*);

@@ -3,18 +3,20 @@
 
 #include "tests/support/config/configuration.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/number_text.h"
 
 namespace {
 
 using orb::testing::ConfigurationTest;
 using orb::testing::FailAllocation;
+using orb::testing::number_text;
 using orb::testing::WithDebugReports;
 
 class FormatDefaults : public ConfigurationTest {};
 
 std::string all_defaults() {
   return std::string(FMT_def_aspect()) + " " + std::to_string(FMT_def_gamma_tab_res()) + " " +
-         std::to_string(FMT_def_gamma()) + " " + std::to_string(FMT_def_input_gamma()) + " " +
+         number_text(FMT_def_gamma()) + " " + number_text(FMT_def_input_gamma()) + " " +
          orb::fmt::configured_key() + " " + orb::fmt::configured_name() + " " + FMT_def_image_data() + " " +
          std::to_string(FMT_def_dominance()) + " " + std::to_string(FMT_def_frame_rate()) + " " +
          std::to_string(FMT_def_swatch());
@@ -25,7 +27,7 @@ std::string all_aspects() {
   EXPECT_EQ(FMT_init(nullptr), 0);
   while (const FMT_ASPECT* aspect = FMT_info())
     all += std::string(aspect->name) + " " + std::to_string(aspect->x_resolution) + " " +
-           std::to_string(aspect->y_resolution) + " " + std::to_string(aspect->aspect) + ";";
+           std::to_string(aspect->y_resolution) + " " + number_text(aspect->aspect) + ";";
   return all;
 }
 
