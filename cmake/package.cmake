@@ -18,3 +18,11 @@ configure_file(cmake/orbbase.pc.in ${CMAKE_BINARY_DIR}/orbbase.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/orbbase.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
 
 install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+
+get_property(ORB_PLUGIN_FAMILIES GLOBAL PROPERTY ORB_PLUGIN_FAMILIES)
+if(ORB_PLUGIN_FAMILIES)
+  list(REMOVE_DUPLICATES ORB_PLUGIN_FAMILIES)
+endif()
+if(PROJECT_IS_TOP_LEVEL AND ORB_BUILD_TOOLS AND ORB_BUILD_PLUGINS AND NOT WIN32)
+  include(cmake/debian/packages.cmake)
+endif()

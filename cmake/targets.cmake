@@ -19,22 +19,28 @@ endfunction()
 set(ORB_BUILD_LIBDIR ${CMAKE_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR})
 set(ORB_BUILD_BINDIR ${CMAKE_BINARY_DIR}/${CMAKE_INSTALL_BINDIR})
 
-# orb_plugin(NAME SOURCES...): a loadable format module.
+# orb_plugin(NAME SOURCES...): a loadable format module. Those of one folder are installed and packaged together.
 function(orb_plugin name)
   add_library(plugin_${name} MODULE ${ARGN})
+  set_property(GLOBAL APPEND PROPERTY ORB_PLUGINS plugin_${name})
   set_target_properties(plugin_${name} PROPERTIES OUTPUT_NAME ${name} PREFIX ""
                         LIBRARY_OUTPUT_DIRECTORY ${ORB_BUILD_LIBDIR}/orbbase/plugins-3.2)
-  target_link_libraries(plugin_${name} PRIVATE ORBbase::orbbase orb_warnings)
+  target_link_libraries(plugin_${name} PRIVATE ORBbase::orbbase orb_shipped)
   if(NOT WIN32)
     # Only what the library looks up leaves the module; templates of the standard library stay inside.
     target_link_options(plugin_${name} PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/plugin.map)
     set_target_properties(plugin_${name} PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/plugin.map)
   endif()
-  install(TARGETS plugin_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/orbbase/plugins-3.2 COMPONENT plugin-${name})
+  get_filename_component(family ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+  set_property(GLOBAL APPEND PROPERTY ORB_PLUGIN_FAMILIES ${family})
+  install(TARGETS plugin_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/orbbase/plugins-3.2
+          COMPONENT plugin-${family})
 endfunction()
 
 # The test programs with tests of threads, which are named so: what the thread sanitizer looks at.
 add_custom_target(thread_tests)
+# The test programs of the library's rooms, labelled so: what the coverage build runs.
+add_custom_target(library_tests)
 
 # orb_test(NAME SOURCES...): a GoogleTest program against the library with everything visible; every TEST is
 # a ctest of its own, a process of its own, in a folder of its own.
@@ -54,6 +60,11 @@ function(orb_test name)
       endif()
     endif()
   endforeach()
+  set(label surroundings)
+  if(NOT CMAKE_CURRENT_SOURCE_DIR MATCHES "/tests/(plugins|tools|docs)")
+    set(label library)
+    add_dependencies(library_tests ${name})
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}
-                       PROPERTIES TIMEOUT 120)
+                       PROPERTIES TIMEOUT 120 LABELS ${label})
 endfunction()

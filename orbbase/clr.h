@@ -65,7 +65,7 @@ ORB_BEGIN_C
  *
  * The boundaries of a uniform set are min + i (max - min) / count. Owned by the database. */
 typedef struct CLR_BINS {
-  int32_t count;
+  int32_t count;            /* bins */
   int32_t is_uniform;       /* 1: made by the word "uniform"; 0: boundaries as listed */
   const float* boundaries;  /* count + 1, in nm; as configured, not checked to ascend */
   const float* wavelengths; /* count, in nm */

@@ -19,10 +19,10 @@ enum { ORB_INFO_MAGIC = 22839 };
 
 /* Inclusive, in pixels; columns count rightward, rows upward. */
 typedef struct ORB_WINDOW {
-  int32_t left;
-  int32_t right;
-  int32_t bottom;
-  int32_t top;
+  int32_t left;   /* first column */
+  int32_t right;  /* last column */
+  int32_t bottom; /* lowest row */
+  int32_t top;    /* highest row */
 } ORB_WINDOW;
 
 /* One group of channels of one image. */
@@ -40,19 +40,19 @@ enum {
 
 /* One image's descriptor. */
 typedef struct ORB_IFD {
-  int32_t image_kind;
-  ORB_RESPONSE_CURVE curve;
-  char* name;        /* name of the picture format; may be null */
-  int32_t pair_a[2]; /* picture width and height */
-  float pixel_aspect;
+  int32_t image_kind;       /* 1: the first image of a file, 2: a later one; copied as it is */
+  ORB_RESPONSE_CURVE curve; /* response curve of the image channels */
+  char* name;               /* name of the picture format; may be null */
+  int32_t pair_a[2];        /* picture width and height */
+  float pixel_aspect;       /* width of a pixel over its height */
   ORB_WINDOW window;        /* the image */
   ORB_WINDOW active_window; /* the part of it that holds data; the rest reads as zeros */
-  int32_t aspect_kind;
-  uint32_t orientation;
-  ORB_CHANNELS color; /* image channels */
-  ORB_CHANNELS matte; /* coverage */
-  ORB_CHANNELS aux;   /* auxiliary, for example depth */
-  ORB_CHANNELS index; /* colour indices; exist only when color.count is 0; 2 bytes a sample */
+  int32_t aspect_kind;      /* 1; copied as it is */
+  uint32_t orientation;     /* ORB_BOTTOM_UP or 0 */
+  ORB_CHANNELS color;       /* image channels */
+  ORB_CHANNELS matte;       /* coverage */
+  ORB_CHANNELS aux;         /* auxiliary, for example depth */
+  ORB_CHANNELS index;       /* colour indices; exist only when color.count is 0; 2 bytes a sample */
 } ORB_IFD;
 
 /* Bits of ORB_INFO.word_e on reading with the library's own drivers and plug-ins: these were not declared
@@ -70,11 +70,11 @@ enum {
 
 /* A driver setting: what an application chooses among a driver's capabilities. */
 typedef struct ORB_CAP_SETTING {
-  uint16_t code;
+  uint16_t code; /* of the list entry that is chosen, or the kind of value: 0 integer, 1 real */
   union {
-    int32_t integer;
-    float real;
-  } value;
+    int32_t integer; /* with code 0 */
+    float real;      /* with code 1 */
+  } value;           /* a plain value */
 } ORB_CAP_SETTING;
 
 /* The description of an image file. The application fills it before writing; a driver fills it on reading. */
@@ -93,25 +93,25 @@ typedef struct ORB_INFO {
   char* text9;                /* filter name */
   char* text10;               /* a word on the storage method */
   ORB_CAP_SETTING** settings; /* null-terminated; a handle that receives the list owns it */
-  uint64_t reserved_a;
-  uint64_t write_option; /* on writing colour indices: the address of their ORB_LUT, or 0; lent until
+  uint64_t reserved_a;        /* not interpreted */
+  uint64_t write_option;      /* on writing colour indices: the address of their ORB_LUT, or 0; lent until
                             ORB_open returns */
-  int32_t job_number;    /* 0: taken from QV_JOB_NUM */
-  int32_t frame_number;
-  int32_t field_value;
-  uint32_t magic;         /* ORB_INFO_MAGIC while valid */
-  float chromaticity[12]; /* x, y, z of the red, green and blue primaries and of the white point */
-  int32_t image_count;
-  ORB_IFD* images;
-  int32_t field_mode;
-  float frame_rate; /* frames a second */
-  int32_t words[2];
-  int32_t frame_count; /* above 0: a multi-frame file */
-  uint8_t read_option;
-  int32_t int_d;
-  uint64_t word_e; /* ORB_ASSUMED_ bits with the library's own drivers and plug-ins */
-  uint64_t word_f;
-  uint64_t unused[2];
+  int32_t job_number;         /* 0: taken from QV_JOB_NUM */
+  int32_t frame_number;       /* of a sequence */
+  int32_t field_value;        /* not 0: one field of an interlaced frame; see ORB__merge_fields */
+  uint32_t magic;             /* ORB_INFO_MAGIC while valid */
+  float chromaticity[12];     /* x, y, z of the red, green and blue primaries and of the white point */
+  int32_t image_count;        /* descriptors in images */
+  ORB_IFD* images;            /* one descriptor an image; in a handle the handle's own */
+  int32_t field_mode;         /* not interpreted */
+  float frame_rate;           /* frames a second */
+  int32_t words[2];           /* not interpreted */
+  int32_t frame_count;        /* above 0: a multi-frame file */
+  uint8_t read_option;        /* 1; 0 when ORB_seek opens a file anew */
+  int32_t int_d;              /* not interpreted */
+  uint64_t word_e;            /* ORB_ASSUMED_ bits with the library's own drivers and plug-ins */
+  uint64_t word_f;            /* not interpreted */
+  uint64_t unused[2];         /* not looked at */
 } ORB_INFO;
 
 /* Gives a description its defaults and marks it valid. Pointers become null, numbers 0, but for:
@@ -242,29 +242,32 @@ ORB_API int32_t orb__within_limit(int32_t which, uint64_t need, const char* call
 
 /* ---- Driver settings and capabilities -------------------------------------------------------------- */
 
+/* One choice of a capability. */
 typedef struct ORB_CAP_ENTRY {
-  uint16_t code;
-  const char* name;
-  uint32_t name_from_catalogue;
-  const char* catalogue_name;
+  uint16_t code;                /* what a setting holds that chooses the entry */
+  const char* name;             /* for people */
+  uint32_t name_from_catalogue; /* not 0: name becomes a copy of catalogue_name */
+  const char* catalogue_name;   /* may be null */
 } ORB_CAP_ENTRY;
 
+/* The choices of a capability. */
 typedef struct ORB_CAP_LIST {
-  uint16_t default_code;
+  uint16_t default_code;  /* code of the entry that counts without a setting */
   uint32_t entry_count;   /* computed at start-up */
   ORB_CAP_ENTRY* entries; /* ends at the first entry with a null name and name_from_catalogue 0 */
 } ORB_CAP_LIST;
 
 enum { ORB_CAP_UNAVAILABLE = 4 /* bit of ORB_CAPABILITY.flags */ };
 
+/* What a driver lets its users choose: an entry of a list, or a plain value. */
 typedef struct ORB_CAPABILITY {
-  uint64_t ident; /* the driver's own; in the library's plug-ins the code of the setting that chooses it */
-  const char* name;
-  uint32_t name_from_catalogue;
-  const char* catalogue_name;
-  uint8_t is_value;   /* 0: a choice from list; otherwise a plain value */
-  ORB_CAP_LIST* list; /* for a choice */
-  uint64_t flags;
+  uint64_t ident;   /* the driver's own; in the library's plug-ins the code of the setting that chooses it */
+  const char* name; /* for people */
+  uint32_t name_from_catalogue; /* not 0: name becomes a copy of catalogue_name */
+  const char* catalogue_name;   /* may be null */
+  uint8_t is_value;             /* 0: a choice from list; otherwise a plain value */
+  ORB_CAP_LIST* list;           /* for a choice */
+  uint64_t flags;               /* ORB_CAP_UNAVAILABLE or 0 */
 } ORB_CAPABILITY;
 
 typedef struct ORB_FORMAT ORB_FORMAT;
@@ -326,25 +329,27 @@ ORB_API int32_t ORB_info_num_specific(int32_t* count_a_out, int32_t* count_b_out
 
 /* Asks a plug-in which of its capabilities are available now, by its imageCapsAvailUpdate.
  *
- * a, b  the driver's affair; passed on, b as an unsigned 8-bit value.
+ * format  whose plug-in is asked; may be NULL.
+ * a, b    the driver's affair; passed on, b as an unsigned 8-bit value.
  *
  * Returns the driver's result; 0 when format is NULL or has no such function. */
 ORB_API int32_t ORB_capabilities_available(ORB_FORMAT* format, intptr_t a, intptr_t b);
 
 /* ---- Lookup tables --------------------------------------------------------------------------------- */
 
-/* The layout is the driver's; the library's own drivers and plug-ins use rgba, 16 bits each, 65535 is
- * full. */
+/* One colour of a lookup table. The layout is the driver's; the library's own drivers and plug-ins use rgba,
+ * 16 bits each, 65535 is full. */
 typedef union ORB_LUT_ENTRY {
-  uint16_t rgba[4];
-  uint8_t bytes[8];
+  uint16_t rgba[4]; /* red, green, blue, alpha */
+  uint8_t bytes[8]; /* the same as the driver stores it */
 } ORB_LUT_ENTRY;
 
+/* A lookup table: the colours that colour indices stand for. */
 typedef struct ORB_LUT {
   ORB_LUT_ENTRY* entries; /* owned */
-  int32_t last_index;
-  int32_t entry_count;
-  float scale;
+  int32_t last_index;     /* the highest index in use */
+  int32_t entry_count;    /* entries */
+  float scale;            /* the driver's; 1 at first */
 } ORB_LUT;
 
 /* Allocates a table: entries zeroed, last_index count - 1, scale 1.
@@ -459,70 +464,70 @@ typedef void (*ORB_DONE_FN)(void);
 
 /* A format's registration, as ORB_find returns it. */
 struct ORB_FORMAT {
-  const char* key; /* unique among plug-ins; ORB_find compares it exactly */
-  const char* extension;
-  const char* name;
-  const char* description;
-  int32_t description_from_catalogue;
-  const char* catalogue_description;
-  const char* format_string;
-  const char* name_syntax;
-  int32_t add_extension;
-  int32_t usage;
-  int32_t orientation;
-  uint32_t palette_bits;
-  int32_t channels;
-  uint32_t channel_bits;
-  int32_t mattes;
-  uint32_t matte_bits;
-  int32_t z_channels;
-  uint32_t z_bits;
-  int32_t active_window;
-  int32_t access;
-  ORB_CAPABILITY_FN capability;
-  ORB_CAPS_AVAIL_FN caps_avail_update;
-  int32_t multi_frame;
-  uint8_t hard_link_duplicates;
-  uint8_t remote_access;
-  ORB_IS_FILE_FN is_file;
-  ORB_UI_POPDOWN_FN ui_popdown;
-  ORB_UI_POPUP_FN ui_popup;
+  const char* key;                     /* unique among plug-ins; ORB_find compares it exactly */
+  const char* extension;               /* imageExtension */
+  const char* name;                    /* imageName */
+  const char* description;             /* imageDescription */
+  int32_t description_from_catalogue;  /* not 0: a copy of catalogue_description */
+  const char* catalogue_description;   /* null for plug-ins */
+  const char* format_string;           /* imageFormatString */
+  const char* name_syntax;             /* imageNameSyntax */
+  int32_t add_extension;               /* imageAddExtension */
+  int32_t usage;                       /* imageUsage */
+  int32_t orientation;                 /* imageOrientation */
+  uint32_t palette_bits;               /* imageBitsPerPaletteEntry */
+  int32_t channels;                    /* imageNumberOfChannels */
+  uint32_t channel_bits;               /* imageBitsPerChannel */
+  int32_t mattes;                      /* imageNumberOfMattes */
+  uint32_t matte_bits;                 /* imageBitsPerMatte */
+  int32_t z_channels;                  /* imageNumberOfZChannels */
+  uint32_t z_bits;                     /* imageBitsPerZChannel */
+  int32_t active_window;               /* imageSupportsActiveWindow */
+  int32_t access;                      /* imageAccess: bits of ORB_ACCESS_ */
+  ORB_CAPABILITY_FN capability;        /* imageCapability */
+  ORB_CAPS_AVAIL_FN caps_avail_update; /* imageCapsAvailUpdate */
+  int32_t multi_frame;                 /* imageMultiFrame */
+  uint8_t hard_link_duplicates;        /* imageHardLinkDuplicates */
+  uint8_t remote_access;               /* imageSupportRemoteAccess */
+  ORB_IS_FILE_FN is_file;              /* imageIsFile */
+  ORB_UI_POPDOWN_FN ui_popdown;        /* imagePrivateUIPopdown */
+  ORB_UI_POPUP_FN ui_popup;            /* imagePrivateUIPopup */
 };
 
 /* What a plug-in's symbols are read into; handed to its imageInit. */
 typedef struct ORB_LOAD_RECORD {
-  const char* key;
-  const char* extension;
-  const char* name;
-  const char* description;
-  int32_t description_from_catalogue;
-  const char* catalogue_description;
-  const char* format_string;
-  const char* name_syntax;
-  int32_t add_extension;
-  int32_t usage;
-  int32_t orientation;
-  uint32_t palette_bits;
-  int32_t channels;
-  uint32_t channel_bits;
-  int32_t mattes;
-  uint32_t matte_bits;
-  int32_t z_channels;
-  uint32_t z_bits;
-  int32_t active_window;
-  int32_t access;
-  int32_t multi_frame;
-  uint8_t hard_link_duplicates;
-  uint8_t remote_access;
-  ORB_CAPABILITY_FN capability;
-  ORB_CAPS_AVAIL_FN caps_avail_update;
-  int32_t (*init)(struct ORB_LOAD_RECORD* record);
-  ORB_DONE_FN done;
-  ORB_OPEN_FN read_open;
-  ORB_OPEN_FN write_open;
-  ORB_IS_FILE_FN is_file;
-  ORB_UI_POPUP_FN ui_popup;
-  ORB_UI_POPDOWN_FN ui_popdown;
+  const char* key;                                 /* imageKey */
+  const char* extension;                           /* imageExtension */
+  const char* name;                                /* imageName */
+  const char* description;                         /* imageDescription */
+  int32_t description_from_catalogue;              /* not 0: a copy of catalogue_description */
+  const char* catalogue_description;               /* null for plug-ins */
+  const char* format_string;                       /* imageFormatString */
+  const char* name_syntax;                         /* imageNameSyntax */
+  int32_t add_extension;                           /* imageAddExtension */
+  int32_t usage;                                   /* imageUsage */
+  int32_t orientation;                             /* imageOrientation */
+  uint32_t palette_bits;                           /* imageBitsPerPaletteEntry */
+  int32_t channels;                                /* imageNumberOfChannels */
+  uint32_t channel_bits;                           /* imageBitsPerChannel */
+  int32_t mattes;                                  /* imageNumberOfMattes */
+  uint32_t matte_bits;                             /* imageBitsPerMatte */
+  int32_t z_channels;                              /* imageNumberOfZChannels */
+  uint32_t z_bits;                                 /* imageBitsPerZChannel */
+  int32_t active_window;                           /* imageSupportsActiveWindow */
+  int32_t access;                                  /* imageAccess: bits of ORB_ACCESS_ */
+  int32_t multi_frame;                             /* imageMultiFrame */
+  uint8_t hard_link_duplicates;                    /* imageHardLinkDuplicates */
+  uint8_t remote_access;                           /* imageSupportRemoteAccess */
+  ORB_CAPABILITY_FN capability;                    /* imageCapability */
+  ORB_CAPS_AVAIL_FN caps_avail_update;             /* imageCapsAvailUpdate */
+  int32_t (*init)(struct ORB_LOAD_RECORD* record); /* imageInit */
+  ORB_DONE_FN done;                                /* imageDone */
+  ORB_OPEN_FN read_open;                           /* imageReadOpen */
+  ORB_OPEN_FN write_open;                          /* imageWriteOpen */
+  ORB_IS_FILE_FN is_file;                          /* imageIsFile */
+  ORB_UI_POPUP_FN ui_popup;                        /* imagePrivateUIPopup */
+  ORB_UI_POPDOWN_FN ui_popdown;                    /* imagePrivateUIPopdown */
 } ORB_LOAD_RECORD;
 
 /* Yields the modules that the application has loaded: stores a handle and a name and returns non-zero, or
@@ -544,6 +549,9 @@ typedef int32_t (*ORB_ENUMERATE_FN)(void** module_out, const char** name_out);
  * later is then refused for another symbol. Reports as ERROR, and leaves the module out:
  *   121  "%s: %s must be defined": the module, the symbol
  *   196  the version is not "3.2"
+ *   1013 "%s: %s must be defined as %s": the module; a symbol that is none of the right kind, where the
+ *        system's tables tell (a function for a variable, an array of characters for a text), a text that
+ *        cannot be read, does not end within 1024 bytes or holds a control character, an empty imageKey
  * Then checks the formats' capability tables, in registry order up to the first that fails, and reports as
  * WARNING 194 or 195 for a missing name. A list without an entry for its default code is printed to standard
  * error and ends the process by abort: such a driver must not ship.
@@ -560,6 +568,16 @@ typedef int32_t (*ORB_ENUMERATE_FN)(void** module_out, const char** name_out);
  * Threads: application code starts and ends the library from one thread, while no other uses it. Starts on
  * demand from several threads at once are safe. */
 ORB_API int32_t ORB_init(void* catalogue, ORB_ENUMERATE_FN enumerate);
+
+/* The text of a module's text variable, for a host that names a module before it hands it over. Looks without
+ * trusting: at a variable of another kind, or a text that cannot be read, is nothing to be harmed by.
+ *
+ * module  a loaded module; NULL has no texts.
+ * symbol  the variable's name.
+ *
+ * Returns the text, which is the module's own; NULL when there is none that ORB_init would take. Reports
+ * nothing, sets nothing, and needs no start. Threads: any. */
+ORB_API const char* orb__module_text(void* module, const char* symbol);
 
 /* Ends the library: calls every plug-in's imageDone, in order, and releases the registry and the
  * configuration databases. All ORB_FORMAT records become invalid, and in capability tables the names that the
@@ -626,7 +644,8 @@ ORB_API int32_t ORB_getPluginNames(char** names_out);
 /* Look-ups between a plug-in's key, name and extension.
  *
  * key, name  what to look for. NULL: "NULL key passed in\n" or "NULL pluginName passed in\n".
- * ..._out    receives the text, zero-terminated; left alone when there is none.
+ * name_out, key_out, extension_out
+ *            receive the text, zero-terminated; left alone when there is none.
  *
  * Return 0, or -1 when no plug-in matches. Without any plug-in those that look for a name also say
  * "No Plugins!\n". ORB_getExtFromFormatKey finds the name of the key and then the extension of the name: of
@@ -706,7 +725,7 @@ enum { ORB_MODE_READ = 4, ORB_MODE_WRITE = 8 };
 
 /* A driver's private block: allocated by the driver, its data with it; both are freed with the handle. */
 typedef struct ORB_DRIVER_BLOCK {
-  void* data;
+  void* data; /* the first argument of the driver's functions */
 } ORB_DRIVER_BLOCK;
 
 /* Driver functions; data is the driver block's. */
@@ -732,27 +751,27 @@ typedef int32_t (*ORB_REGION_FN)(void* data, int32_t x_left, int32_t x_right, in
 /* An open image. The application reads info, mode and current_line; the rest is the driver's and the
  * library's. */
 struct ORB_IMAGE {
-  ORB_DRIVER_BLOCK* driver;
-  ORB_INFO info;
-  uint32_t mode; /* ORB_MODE_READ or ORB_MODE_WRITE */
-  ORB_LUT_READ_FN lut_read;
-  ORB_SCAN_FN scan;
-  ORB_CLOSE_FN close;
-  ORB_FRAME_FN playback_bind;
-  ORB_FRAME_FN playback_goto;
-  ORB_PLAYBACK_PLAY_FN playback_play;
-  ORB_PLAYBACK_PARAMS_FN playback_params;
-  ORB_FRAME_FN playback_stop;
-  ORB_FRAME_FN get_frame;
-  void (*unused_slot)(void);
-  ORB_REGION_FN region;
-  ORB_FRAME_FN set_frame;
-  ORB_SEEK_FN seek;
-  int32_t current_line; /* last scanline transferred; -1 at first */
-  ORB_FORMAT* format;
-  ORB_DIRECT_SCAN_FN direct_scan;
-  void* lock;
-  struct ORB_LAYER* layers; /* on the handle, the newest first; null: none */
+  ORB_DRIVER_BLOCK* driver;           /* one block an image of the file; the first is that of ORB_scan_read */
+  ORB_INFO info;                      /* the handle's own description */
+  uint32_t mode;                      /* ORB_MODE_READ or ORB_MODE_WRITE */
+  ORB_LUT_READ_FN lut_read;           /* for ORB_lut_read; may be null */
+  ORB_SCAN_FN scan;                   /* for ORB_scan_read and ORB_scan_write */
+  ORB_CLOSE_FN close;                 /* for ORB_close */
+  ORB_FRAME_FN playback_bind;         /* for ORB_playback_bind; may be null */
+  ORB_FRAME_FN playback_goto;         /* for ORB_playback_goto; may be null */
+  ORB_PLAYBACK_PLAY_FN playback_play; /* for ORB_playback_play; may be null */
+  ORB_PLAYBACK_PARAMS_FN playback_params; /* for ORB_playback_params; may be null */
+  ORB_FRAME_FN playback_stop;             /* for ORB_playback_stop; may be null */
+  ORB_FRAME_FN get_frame;                 /* for ORB_get_frame; may be null */
+  void (*unused_slot)(void);              /* null */
+  ORB_REGION_FN region;                   /* for ORB_get_region; may be null */
+  ORB_FRAME_FN set_frame;                 /* for ORB_set_frame; may be null */
+  ORB_SEEK_FN seek;                       /* for ORB_seek; may be null */
+  int32_t current_line;                   /* last scanline transferred; -1 at first */
+  ORB_FORMAT* format;                     /* the driver's registration */
+  ORB_DIRECT_SCAN_FN direct_scan; /* for ORB_direct_scan_read and ORB_direct_scan_write; may be null */
+  void* lock;                     /* the handle's own */
+  struct ORB_LAYER* layers;       /* on the handle, the newest first; null: none */
 };
 
 /* Opens an image file.
@@ -785,7 +804,8 @@ struct ORB_IMAGE {
  *   -4   51  no driver for the key or name; always names "rla"
  *  -16   87  the driver cannot read, or cannot write; an image's response curve cannot be copied (no 87 then)
  *  -10   94  out of memory; 1007 more images than ORB_LIMIT_IMAGES
- * or what the driver reported and set.
+ *  -16  1014 the driver counts images and describes none; what it opened is closed
+ * or what the driver reported and set; -16 where it set nothing, with 87 where it reported nothing either.
  *
  * current_line is -1 after the open, or window.top + 1 of a file read from the top downward.
  *
@@ -794,6 +814,7 @@ ORB_API ORB_IMAGE* ORB_open(ORB_INFO* info, const char* mode);
 
 /* Reads one scanline.
  *
+ * image     a handle that is open for reading.
  * line      an absolute row, window.bottom to window.top. A driver that cannot position itself takes the rows
  *           in the file's order only; see ORB_seek.
  * rows_out  receives the driver's own row pointers: colour, matte, auxiliary, then index channels; each row
@@ -807,9 +828,10 @@ ORB_API int32_t ORB_scan_read(ORB_IMAGE* image, int32_t line, void*** rows_out);
 
 /* Writes one scanline.
  *
- * line  an absolute row, in the order of the handle's images[].orientation unless the driver takes any order.
- * rows  the caller's row pointers as ORB_chan_alloc makes them; the window's width of samples each. Read
- *       during the call only.
+ * image  a handle that is open for writing.
+ * line   an absolute row, in the order of the handle's images[].orientation unless the driver takes any order.
+ * rows   the caller's row pointers as ORB_chan_alloc makes them; the window's width of samples each. Read
+ *        during the call only.
  *
  * Results and threads as ORB_scan_read. */
 ORB_API int32_t ORB_scan_write(ORB_IMAGE* image, int32_t line, void** rows);
@@ -969,6 +991,10 @@ ORB_API int32_t ORB_multiframe_set_closed(ORB_IMAGE* image);
  * Returns 0 to go on; anything else ends ORB_playback_play. */
 typedef int32_t (*ORB_PLAYBACK_SINK)(void* user_data, ORB_IMAGE* image, int32_t frame, double seconds);
 
+/* The driver's functions of these names, as said above.
+ *
+ * image             the handle.
+ * a, b, c, d, e, f, g, h  the driver's affair. */
 ORB_API int32_t ORB_get_frame(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c);
 ORB_API int32_t ORB_set_frame(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c);
 ORB_API int32_t ORB_playback_bind(ORB_IMAGE* image, intptr_t a, intptr_t b, intptr_t c);
@@ -990,9 +1016,9 @@ typedef struct ORB_LAYER ORB_LAYER;
 /* A kind of layer. */
 typedef struct ORB_LAYER_KIND {
   int32_t kind; /* its number on the stack; those below 1000 are the library's */
-  ORB_SCAN_FN
-      scan; /* what ORB_scan_read and ORB_scan_write call, with the layer as data; by layer->scan, with
-                       layer->data, it calls the level below */
+  /* What ORB_scan_read and ORB_scan_write call, with the layer as data; by layer->scan, with layer->data, it calls
+   * the level below. */
+  ORB_SCAN_FN scan;
   /* Gives back what the layer took beside its own block, and undoes what it changed of the description. The handle's
    * entries are those of the level below by then. May be null. */
   void (*release)(ORB_IMAGE* image, ORB_LAYER* layer);
@@ -1001,27 +1027,27 @@ typedef struct ORB_LAYER_KIND {
 /* The state of a layer begins with one of these, which orb__install_layer fills: the handle's entries, and its slot 0,
  * as they were before. */
 struct ORB_LAYER {
-  int32_t kind;
-  ORB_SCAN_FN scan;
-  ORB_CLOSE_FN close;
-  void* data;
+  int32_t kind;       /* of the layer, from its ORB_LAYER_KIND */
+  ORB_SCAN_FN scan;   /* the level below's, to be called with data */
+  ORB_CLOSE_FN close; /* the level below's */
+  void* data;         /* private data of the level below */
 
   ORB_LAYER* below; /* null: the driver */
   int32_t
       has_slots; /* 0; a layer with a state for each image in the handle's slots sets it after its installation */
-  void (*release)(ORB_IMAGE* image, ORB_LAYER* layer);
+  void (*release)(ORB_IMAGE* image, ORB_LAYER* layer); /* from its ORB_LAYER_KIND */
 
-  ORB_LUT_READ_FN lut_read;
-  ORB_FRAME_FN playback_bind;
-  ORB_FRAME_FN playback_goto;
-  ORB_PLAYBACK_PLAY_FN playback_play;
-  ORB_PLAYBACK_PARAMS_FN playback_params;
-  ORB_FRAME_FN playback_stop;
-  ORB_FRAME_FN get_frame;
-  ORB_FRAME_FN set_frame;
-  ORB_SEEK_FN seek;
-  ORB_REGION_FN region;
-  ORB_DIRECT_SCAN_FN direct_scan;
+  ORB_LUT_READ_FN lut_read;               /* the level below's */
+  ORB_FRAME_FN playback_bind;             /* the level below's */
+  ORB_FRAME_FN playback_goto;             /* the level below's */
+  ORB_PLAYBACK_PLAY_FN playback_play;     /* the level below's */
+  ORB_PLAYBACK_PARAMS_FN playback_params; /* the level below's */
+  ORB_FRAME_FN playback_stop;             /* the level below's */
+  ORB_FRAME_FN get_frame;                 /* the level below's */
+  ORB_FRAME_FN set_frame;                 /* the level below's */
+  ORB_SEEK_FN seek;                       /* the level below's */
+  ORB_REGION_FN region;                   /* the level below's */
+  ORB_DIRECT_SCAN_FN direct_scan;         /* the level below's */
 };
 
 /* Puts a layer on a handle. Its scan entry becomes the kind's, its close entry one that takes the layer off and goes
@@ -1029,6 +1055,7 @@ struct ORB_LAYER {
  * layer, become null.
  *
  * image  an open handle whose driver block has data; it must not be in use by another thread.
+ * kind   lives at least as long as the layer.
  * layer  a block from ERR_malloc, the handle's from here on: it is freed when the layer comes off.
  *
  * Returns 1; 0 with orb__err -16, unreported and with nothing changed, when an argument is null or the handle has no

@@ -65,8 +65,11 @@ enum {
   ORB_MSG_READ_PROBLEM = 1009,      /* "%s: %s"  path, what a codec library says */
   ORB_MSG_READ_WARNING = 1010,      /* WARNING  "%s: %s"  path, what a codec library says */
   ORB_MSG_READ_NOTE = 1011,         /* INFORMATION  "%s: %s"  path, what was left out or assumed */
-  ORB_MSG_NOT_RLA = 1012 /* "%s: This does not appear to be a Brightmoor file"  path; the RLA driver's
+  ORB_MSG_NOT_RLA = 1012,        /* "%s: This does not appear to be a Brightmoor file"  path; the RLA driver's
                                         word for ORB_MSG_NOT_OF_FORMAT */
+  ORB_MSG_SYMBOL_KIND = 1013,    /* "%s: %s must be defined as %s"  module, symbol, what it must be */
+  ORB_MSG_BAD_DESCRIPTION = 1014 /* "%s: the %s driver counts %d images and describes none"  path, format
+                                        key, count */
 };
 
 /* Reports one of the messages above, in its own words and category.

@@ -17,10 +17,10 @@ enum {
 
 /* One type of image process. Owned by the database. */
 typedef struct IMP_TYPE {
-  const char* name; /* what IMP_PROCESS.type says */
-  const char* label;
-  const char* description;
-  uint32_t access; /* IMP_CAN_ bits */
+  const char* name;        /* what IMP_PROCESS.type says */
+  const char* label;       /* for people, short */
+  const char* description; /* for people, a line */
+  uint32_t access;         /* IMP_CAN_ bits */
 } IMP_TYPE;
 
 /* What is to be opened. The caller's; lent for the length of the call. */
@@ -66,6 +66,7 @@ typedef struct IMP_PROCESS {
  * full        the descriptor of the picture. Not NULL.
  * images_out  receives the first `capacity` of the descriptors, shallow copies of *full with windows and pair_a
  *             of their own: names and tables are still those of *full. May be NULL with a capacity of 0.
+ * capacity    descriptors that images_out has room for.
  *
  * Returns the number of images; 1 for "none", whose descriptor is *full, and for "swatch". 0 with orb__err -16,
  * reported, for what IMP_open refuses of type, size, levels and filter, and for windows that are not sound.

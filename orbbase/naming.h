@@ -109,8 +109,9 @@ enum {
  * syntax      NULL: everything is done by ORB_pathname_build_no_name_syntax. Otherwise, and also when empty,
  *             *format_key_out becomes format_key at once, and ORB_pathname_build_from_name_syntax does the
  *             rest.
+ * name, format_key, mode, frame_inout, path_out, base_name_out, format_key_out, format_out, keep_width
+ *             as for the builders.
  * extension   not looked at without a syntax.
- * keep_width  the builders' keep_width.
  *
  * All else, and the result, as for the builder called. */
 ORB_API int32_t ORB_pathname_build(const char* syntax, const char* name, const char* format_key,

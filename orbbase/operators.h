@@ -65,6 +65,7 @@ enum {
  *        replaced by a different picture (zeros may have been written); its samples have more than 16 bits
  *        (after the first row was read)
  *   -16  unreported: image_ref or the handle is NULL
+ *   -18  reported as ORB_MSG_CANNOT_READ_LINE: the driver claimed success and gave out no rows
  *   or what ORB_seek or ORB_scan_read has set and reported; rows stored before stay.
  *
  * Threads: one at a time on one handle; any on different handles. */
@@ -105,14 +106,14 @@ ORB_API int32_t ORB_get_region(ORB_IMAGE** image_ref, int32_t x_left, int32_t x_
  * descriptor, current_line where its reading begins. The other images are locked until the removal, which gives
  * the handle back what it had. A handle of fewer than 2 images is left as it is.
  *
- * index  from 0. One that does not exist: -16, reported as ORB_MSG_CANNOT_HANDLE with the format's key.
- *
- * For handles of either mode. */
+ * image  of either mode.
+ * index  from 0. One that does not exist: -16, reported as ORB_MSG_CANNOT_HANDLE with the format's key. */
 ORB_API ORB_IMAGE* ORB__select(ORB_IMAGE* image, int32_t index);
 ORB_API int32_t ORB__select_remove(ORB_IMAGE* image);
 
 /* Converts between the response curve of the file, d, and the one that the application asks for.
  *
+ * image      of either mode.
  * requested  r, the caller's. Not NULL. Where a curve is described by its gamma alone, this call fills in the
  *            other fields of it, of r in the caller's record and of d in the handle's description; so they stay.
  *
@@ -144,6 +145,7 @@ typedef struct ORB_QUANTIZE_TARGET {
 /* Integer samples for the application where the file holds real ones, or real samples from the application where
  * the file holds integers.
  *
+ * image              of the mode that flags says.
  * flags              ORB_MODE_READ: reading; else ORB_MODE_WRITE: writing; neither: nothing is done.
  * color, matte, aux  what the application wants of each class; NULL: as the file has it.
  *
@@ -170,6 +172,7 @@ ORB_API int32_t ORB__quantize_remove(ORB_IMAGE* image);
  * the product in single precision: 0 becomes the bottom of the interval, the top code its top. There is no
  * clamping. The offset counts codes and the scale does not, on purpose: min 0.5 of 8 bits adds 128.
  *
+ * image     open for reading.
  * min, max  the interval, in units of the full range; 0 and 1 install nothing, and max may be the lower one.
  *
  * -16  reported: image, matte or auxiliary channels are not integers of up to 8 bits (ORB_MSG_IMAGE_TYPE and so

@@ -26,9 +26,9 @@ enum { ORB_GAMMA_STEPS = 4096 };
 
 /* A response curve. The caller owns the record; the tables belong to the library's calls below. */
 typedef struct ORB_RESPONSE_CURVE {
-  int32_t kind; /* ORB_CURVE_GAMMA or ORB_CURVE_TABLE */
-  float gamma;  /* exponent: light = stored value to the power of gamma, both scaled to 0..1 */
-  uint64_t reserved;
+  int32_t kind;          /* ORB_CURVE_GAMMA or ORB_CURVE_TABLE */
+  float gamma;           /* exponent: light = stored value to the power of gamma, both scaled to 0..1 */
+  uint64_t reserved;     /* 0 in a tabulated curve; not interpreted */
   int32_t channel_count; /* number of tables */
   int32_t resolution;    /* entries a table */
   int32_t curve_type;    /* ORB_C_INTEGER or ORB_C_FLOAT */

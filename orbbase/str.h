@@ -268,7 +268,9 @@ ORB_API int32_t STR_expand_filename(const char* text, char** out);
 
 /* Fills a string up to a width with a character. A string of that length or more stays as it is.
  *
- * s      must hold width + 1 bytes. */
+ * s      must hold width + 1 bytes.
+ * c      what it is filled with.
+ * width  characters; one that is not above the length changes nothing. */
 ORB_API char* STR_pad(char* s, char c, int64_t width);
 
 /* Removes the first, every or the last occurrence of a character. A zero is never removed. */

@@ -92,9 +92,9 @@ struct ERR_RECORD {
   uint32_t count;               /* times reported through ERR_report, suppressed or not */
   ERR_HANDLER own_handler;      /* called after the record's chain; may be null */
   ERR_HANDLER_NODE* handlers;   /* declared for this record only, newest first */
-  void* user_word_1;
-  void* user_word_2;
-  const char** argument_names; /* null-terminated names for ERR_format_fill, or null */
+  void* user_word_1;            /* the application's */
+  void* user_word_2;            /* the application's */
+  const char** argument_names;  /* null-terminated names for ERR_format_fill, or null */
 };
 
 /* Reports as the library itself does.
@@ -223,11 +223,15 @@ ORB_API int32_t ERR_report_mp(void* pointer, int32_t flag);
 
 /* ---- Checked allocation ------------------------------------------------------------------------------
  *
- * The run-time library's malloc, realloc and free; a null result is reported as ERR_ERROR, "No more internal
+ * The run-time library's malloc, calloc, realloc and free; a null result is reported as ERR_ERROR, "No more internal
  * memory" (set 902, message 94), and orb__err is left to the caller. Any thread. */
 
 /* size_bytes, not cleared. Returns the block, to be freed with ERR_free, or null, reported. */
 ORB_API void* ERR_malloc(uint32_t size_bytes);
+
+/* The same, all zeros, as of calloc: of a large block a system that hands out memory page by page takes none before
+ * it is used. */
+ORB_API void* ERR_zalloc(uint32_t size_bytes);
 
 /* Changes a block's size; a null block is a new one. Returns the block, perhaps moved, or null, reported: the
  * old block is then still the caller's. With a size of 0 the run-time library may free the block and give

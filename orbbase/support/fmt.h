@@ -48,7 +48,7 @@ ORB_BEGIN_C
 
 /* A named picture aspect. Owned by the database. */
 typedef struct FMT_ASPECT {
-  const char* name;
+  const char* name;     /* unique in the table */
   int32_t x_resolution; /* pixels across; as configured, not checked */
   int32_t y_resolution; /* pixels down */
   float aspect;         /* width over height of the picture; 0 if the file's word is no number */

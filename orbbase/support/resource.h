@@ -93,19 +93,24 @@ ORB_API int32_t orb__rsrc_save(ORB_RSRC_FILE* file);
 
 /* Shows every item, deleted ones too, to visit: type by type, in the order of names, then those not saved yet.
  *
+ * file       an open file.
  * visit      must not add items to the file; it may delete and load them.
  * user_data  handed to visit; not interpreted. */
 ORB_API void orb__rsrc_each(ORB_RSRC_FILE* file, ORB_RSRC_VISIT visit, void* user_data);
 
 /* Finds an item that is not deleted.
  *
- * item_out  if not null, receives what is known of it.
+ * file        an open file.
+ * code, name  of the item.
+ * item_out    if not null, receives what is known of it.
  *
  * Returns 1, or 0 when there is none, unreported. */
 ORB_API int32_t orb__rsrc_find(ORB_RSRC_FILE* file, uint32_t code, const char* name, ORB_RSRC_ITEM* item_out);
 
 /* An item's data, read from the file the first time.
  *
+ * file            an open file.
+ * code, name      of the item.
  * data_bytes_out  if not null, receives the number of bytes, 0 on failure.
  *
  * Returns the data, the file's own until it is closed and never null for an item without bytes; null when there is no
@@ -128,7 +133,8 @@ ORB_API int32_t orb__rsrc_add(ORB_RSRC_FILE* file, uint32_t code, const char* na
 
 /* Marks an item deleted, in memory.
  *
- * file  opened for update.
+ * file        opened for update.
+ * code, name  of the item.
  *
  * Returns 1; 0 when there is no such item, unreported, and when the file was opened for reading only. */
 ORB_API int32_t orb__rsrc_delete(ORB_RSRC_FILE* file, uint32_t code, const char* name);
@@ -136,6 +142,7 @@ ORB_API int32_t orb__rsrc_delete(ORB_RSRC_FILE* file, uint32_t code, const char*
 /* Prints a file, its types and its items through orb__rsrc_init's function, one line at a time. Names come as they are
  * stored: whoever shows them on a terminal makes them safe.
  *
+ * file         an open file.
  * is_detailed  other than 0: also the stream, the memory and the counts of the file's record.
  *
  * Returns 1, or 0 when a line did not get the memory it needs; the lines before it have been printed. */

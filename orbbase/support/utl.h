@@ -48,9 +48,9 @@ ORB_API int32_t UTL_check_index(const void* base, int32_t index);
 /* What code allocates through that wants to be traced. name says what the block is for and goes into the trace; it
  * may be null. The functions are ERR_malloc, ERR_realloc and ERR_free but for the name, and results are theirs. */
 typedef struct UTL_HOOKS {
-  void* (*allocate)(uint32_t size_bytes, const char* name);
-  void* (*reallocate)(void* block, uint32_t size_bytes, const char* name);
-  int32_t (*release)(void* block, const char* name);
+  void* (*allocate)(uint32_t size_bytes, const char* name);                /* as ERR_malloc */
+  void* (*reallocate)(void* block, uint32_t size_bytes, const char* name); /* as ERR_realloc */
+  int32_t (*release)(void* block, const char* name);                       /* as ERR_free */
 } UTL_HOOKS;
 
 /* The hooks in force; a trace changes what they point to. */
