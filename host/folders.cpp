@@ -2,17 +2,27 @@
 
 #include <algorithm>
 #include <string_view>
+#include <system_error>
 
 #include "modules.h"
+#include "orbbase/support/err.h"
 
 namespace orb::host {
 namespace {
 
 namespace fs = std::filesystem;
 
+// A folder that is not there is nothing to speak of.
+void warn_unless_missing(const fs::path& folder, const std::error_code& error) {
+  if (!error || error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory) return;
+  ERR_printf(ERR_WARNING, "Cannot look for plug-ins in %s; %s", folder.string().c_str(),
+             error.message().c_str());
+}
+
 void add_folder(std::vector<Folder>& folders, const fs::path& path, const char* origin) {
   std::error_code error;
   const bool exists = fs::is_directory(path, error);
+  warn_unless_missing(path, error);
   const bool is_known = std::any_of(folders.begin(), folders.end(), [&](const Folder& known) {
     std::error_code ignored;
     return known.path == path || (exists && known.exists && fs::equivalent(known.path, path, ignored));
@@ -43,6 +53,7 @@ std::vector<fs::path> module_files(const fs::path& folder) {
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
     if (entry->path().extension() == kModuleExtension) files.push_back(entry->path());
   }
+  warn_unless_missing(folder, error);
   std::sort(files.begin(), files.end());
   return files;
 }

@@ -45,6 +45,8 @@ struct State {
   bool is_started = false;
 } state;
 
+HOST_ASK_FN ask_application = nullptr;  // outlives a stop
+
 void Candidate::refuse(int32_t why, std::string text) {
   state = why;
   reason = std::move(text);
@@ -55,10 +57,7 @@ void Candidate::refuse(int32_t why, std::string text) {
 
 // The text that the module's imageKey points to. The registry holds the same pointer, so it tells whose
 // registration is whose.
-const char* key_pointer(const Candidate& candidate) {
-  const auto* key = static_cast<const char* const*>(module_variable(candidate.module, "imageKey"));
-  return key ? *key : nullptr;
-}
+const char* key_pointer(const Candidate& candidate) { return orb__module_text(candidate.module, "imageKey"); }
 
 // Opening a named pipe would wait for its writer, and a device need not end.
 LoadResult load_if_file(const std::string& path) {
@@ -70,10 +69,13 @@ LoadResult load_if_file(const std::string& path) {
   return refused;
 }
 
+bool is_wanted(const std::string& path) { return !ask_application || ask_application(path.c_str()) != 0; }
+
 void load(Candidate& candidate) {
+  candidate.key = std::filesystem::path(candidate.path).stem().string();
+  if (!is_wanted(candidate.path)) return candidate.refuse(HOST_LEFT_OUT, "it was left out");
   LoadResult loaded = load_if_file(candidate.path);
   candidate.module = loaded.module;
-  candidate.key = std::filesystem::path(candidate.path).stem().string();
   if (loaded.module) {
     if (const char* key = key_pointer(candidate)) candidate.key = key;
     return;
@@ -123,10 +125,12 @@ int32_t next_module(void** module_out, const char** name_out) {
   while (state.next_to_hand_over < state.candidates.size()) {
     const Candidate& candidate = state.candidates[state.next_to_hand_over++];
     if (!candidate.is_in_use()) continue;
+    static_cast<void>(is_wanted(candidate.path));  // settled when it was loaded; said once more
     *module_out = candidate.module;
     *name_out = candidate.path.c_str();
     return 1;
   }
+  if (ask_application) ask_application(nullptr);
   return 0;
 }
 
@@ -239,6 +243,8 @@ bool is_of_kind(const Candidate& candidate, std::string_view name) {
 }  // namespace orb::host
 
 using orb::host::state;
+
+void HOST_ask(HOST_ASK_FN ask) { orb::host::ask_application = ask; }
 
 int32_t HOST_start(void* catalogue) {
   if (state.is_started) return 0;

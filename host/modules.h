@@ -30,7 +30,4 @@ struct LoadResult {
 LoadResult load_module(const std::filesystem::path& file);
 void unload_module(void* module);
 
-// The address of an exported variable, or null.
-void* module_variable(void* module, const char* name);
-
 }  // namespace orb::host

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <bit>
 #include <cstdlib>
 
 namespace orb::host {
@@ -40,9 +39,5 @@ LoadResult load_module(const std::filesystem::path& file) {
 }
 
 void unload_module(void* module) { FreeLibrary(static_cast<HMODULE>(module)); }
-
-void* module_variable(void* module, const char* name) {
-  return std::bit_cast<void*>(GetProcAddress(static_cast<HMODULE>(module), name));
-}
 
 }  // namespace orb::host

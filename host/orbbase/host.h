@@ -14,11 +14,12 @@ enum {
   HOST_TAKEN = 0,           /* its format is registered */
   HOST_CANNOT_LOAD = 1,     /* not a module, or unreadable */
   HOST_MISSING_LIBRARY = 2, /* a library that it needs is missing */
-  HOST_MISSING_SYMBOL = 3,  /* lacks a symbol that a plug-in must define */
+  HOST_MISSING_SYMBOL = 3,  /* lacks a symbol that a plug-in must define, or has it as something else */
   HOST_WRONG_VERSION = 4,   /* speaks another interface version */
   HOST_DECLINED = 5,        /* its own imageInit said no */
   HOST_REPLACED = 6,        /* its key is held by a module of an earlier folder, or a later name */
-  HOST_FAILED_CHECK = 7     /* registered, but a check of its capability table failed */
+  HOST_FAILED_CHECK = 7,    /* registered, but a check of its capability table failed */
+  HOST_LEFT_OUT = 8         /* the application wanted it so (HOST_ask) */
 };
 
 /* One module file that was looked at. Valid until HOST_stop. */
@@ -31,10 +32,18 @@ typedef struct HOST_CANDIDATE {
 
 /* One folder that was searched. Valid until HOST_stop. */
 typedef struct HOST_FOLDER {
-  const char* path;
+  const char* path;   /* as it was searched */
   const char* origin; /* "QV_ORB_PLUGIN_PATH", "relative to the program" or "installed" */
   int32_t exists;     /* 0 when there is no such folder */
 } HOST_FOLDER;
+
+/* Asked about each module: with its path before it is loaded, and again before the library takes it up, which is when
+ * code of the module runs; with NULL when all have been handed over. Returns 0 to leave the module out. */
+typedef int32_t (*HOST_ASK_FN)(const char* path);
+
+/* Sets whom HOST_start asks about modules; NULL, as it is at first: nobody, and all are loaded. Holds until it is set
+ * again. Threads: as HOST_start. */
+void HOST_ask(HOST_ASK_FN ask);
 
 /* Searches the folders of QV_ORB_PLUGIN_PATH (a list as in PATH), then the folder that lies relative to the
  * program as it does in an installed tree, then the installed folder; loads every module in them, in name

@@ -70,6 +70,8 @@ constexpr MessageText kMessages[] = {
     {kSet, ORB_MSG_READ_WARNING, ERR_WARNING, "%s: %s"},
     {kSet, ORB_MSG_READ_NOTE, ERR_INFORMATION, "%s: %s"},
     {kSet, ORB_MSG_NOT_RLA, ERR_ERROR, "%s: This does not appear to be a Brightmoor file"},
+    {kSet, ORB_MSG_SYMBOL_KIND, ERR_ERROR, "%s: %s must be defined as %s"},
+    {kSet, ORB_MSG_BAD_DESCRIPTION, ERR_ERROR, "%s: the %s driver counts %d images and describes none"},
 };
 
 const MessageText* find_message(int32_t number) {

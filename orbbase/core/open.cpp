@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "orbbase/core/ifd_copy.h"
 #include "orbbase/core/internal.h"
@@ -147,11 +148,39 @@ void return_settings(const ORB_INFO& wanted, ORB_INFO& info) {
   if (info.settings == wanted.settings) info.settings = nullptr;
 }
 
+uint32_t errors_so_far() { return ERR_stats(ERR_ERROR) + ERR_stats(ERR_FATAL); }
+
+// A failure that the driver leaves without a code gets one, and a word if nothing was said.
+bool call_driver(const ORB_LOAD_RECORD& driver, ORB_OPEN_FN open, ORB_IMAGE* image) {
+  const uint32_t errors_before = errors_so_far();
+  if (open(image) != 0) return true;
+  if (last_error() != ORB_OK) return false;
+  set_error(ORB_E_HANDLE);
+  if (errors_so_far() == errors_before) orb__report(ORB_MSG_CANNOT_HANDLE, driver.key);
+  return false;
+}
+
 bool open_by_driver(const ORB_INFO& wanted, Direction direction, ORB_IMAGE* image) {
   const DriverOpen open =
       direction == Direction::read ? &ORB_LOAD_RECORD::read_open : &ORB_LOAD_RECORD::write_open;
   const ORB_LOAD_RECORD* driver = find_driver(wanted, direction, open);
-  return driver && name_driver(*driver, image->info) && (driver->*open)(image) != 0;
+  return driver && name_driver(*driver, image->info) && call_driver(*driver, driver->*open, image);
+}
+
+bool counts_what_it_has(const ORB_INFO& info) {
+  return info.image_count >= 0 && (info.image_count == 0 || info.images);
+}
+
+// Closes what a driver has opened and described so that nobody could look at it. What the driver says to that
+// matters no more.
+ORB_IMAGE* refuse_description(const ORB_INFO& wanted, ImageOwner image) {
+  ORB_INFO& info = image->info;
+  orb__report(ORB_MSG_BAD_DESCRIPTION, info.handle ? info.handle : "", info.key, info.image_count);
+  info.image_count = 0;
+  return_settings(wanted, info);
+  if (image->close) static_cast<void>(ORB_close_do_it(image.release()));
+  set_error(ORB_E_HANDLE);
+  return nullptr;
 }
 
 // ---- Reading ----
@@ -183,6 +212,7 @@ ORB_IMAGE* open_for_reading(const ORB_INFO& wanted) {
     return_settings(wanted, image->info);
     return nullptr;
   }
+  if (!counts_what_it_has(image->info)) return refuse_description(wanted, std::move(image));
   ORB_multiframe_add(image.get(), &wanted);
   set_error(ORB_OK);
   return image.release();
@@ -215,6 +245,7 @@ ORB_IMAGE* open_for_writing(const ORB_INFO& wanted) {
     return_settings(wanted, image->info);
     return nullptr;
   }
+  if (!counts_what_it_has(image->info)) return refuse_description(wanted, std::move(image));
   set_error(ORB_OK);
   return image.release();
 }

@@ -1,6 +1,7 @@
 // The plug-in symbol table, and how a module becomes a load record.
 #include <cstddef>
 #include <cstring>
+#include <span>
 
 #include "orbbase/core/internal.h"
 #include "orbbase/driver.h"
@@ -58,22 +59,79 @@ constexpr Symbol kSymbols[] = {
 
 #undef FIELD
 
+constexpr const char* kVersion = "version";
+constexpr const char* kInit = "imageInit";
 constexpr uint32_t kFirstCapacity = 20;
+
+// What each kind has to be, in the words of ORB_MSG_SYMBOL_KIND; in the order of Kind.
+struct Form {
+  platform::SymbolKind kind;
+  uint64_t unit_bytes;  // of a variable: it is as large or a multiple, as sanitizers make it
+  const char* words;
+};
+constexpr Form kForms[] = {
+    {platform::SymbolKind::variable, sizeof(const char*), "a variable that points to a text"},
+    {platform::SymbolKind::variable, sizeof(int32_t), "a 32-bit variable"},
+    {platform::SymbolKind::variable, sizeof(uint8_t), "an 8-bit variable"},
+    {platform::SymbolKind::function, 1, "a function"}};
+constexpr const char* kTextWords = "a text of less than 1024 bytes, none of them a control character";
+constexpr const char* kKeyWords = "a text that is not empty";
+constexpr size_t kTextRoom = 1024;  // of one, with its end
 
 struct Module {
   void* handle;
   const char* name;  // in messages
 };
 
-void* find(const Module& module, const char* symbol) {
-  return platform::module_symbol(module.handle, symbol);
+// A symbol as a module has it.
+struct Found {
+  void* address = nullptr;         // null: the module does not define it ...
+  const char* expected = nullptr;  // ... or defines it as something else than this
+};
+
+bool has_form(const void* address, const Form& form) {
+  const platform::SymbolForm found = platform::form_of_symbol(address);
+  if (found.kind == platform::SymbolKind::unknown) return true;
+  return found.kind == form.kind && found.bytes % form.unit_bytes == 0;
 }
 
-// The text of a string variable; null when there is no such variable, and when it holds no text.
-const char* find_text(const Module& module, const char* symbol) {
+Found find(void* module, const char* symbol, Kind kind) {
+  void* const address = platform::module_symbol(module, symbol);
+  const Form& form = kForms[static_cast<size_t>(kind)];
+  if (!address || has_form(address, form)) return {address};
+  return {nullptr, form.words};
+}
+
+// Whether there is a text of reasonable length to be read at an address, which is a stranger's word.
+bool is_sound_text(const char* text) {
+  constexpr size_t kStep = 64;  // divides a page: what can be read in part is read whole
+  size_t looked_at = 0;
+  while (looked_at < kTextRoom) {
+    char block[kStep];
+    const char* const at = text + looked_at;
+    const size_t length = kStep - reinterpret_cast<uintptr_t>(at) % kStep;
+    if (!platform::peek(at, {block, length})) return false;
+    for (const char c : std::span(block, length)) {
+      if (c == '\0') return true;
+      if (static_cast<uint8_t>(c) < ' ' || c == '\x7F' || ++looked_at == kTextRoom) return false;
+    }
+  }
+  return false;
+}
+
+struct FoundText {
+  const char* text = nullptr;      // null: there is none ...
+  const char* expected = nullptr;  // ... or it is none as it should be
+};
+
+// The text of a string variable. One that holds a null pointer is as good as none.
+FoundText find_text(void* module, const char* symbol) {
+  const Found variable = find(module, symbol, Kind::text);
+  if (!variable.address) return {nullptr, variable.expected};
   const char* text = nullptr;
-  if (const void* variable = find(module, symbol)) std::memcpy(&text, variable, sizeof text);
-  return text;
+  std::memcpy(&text, variable.address, sizeof text);
+  if (text && !is_sound_text(text)) return {nullptr, kTextWords};
+  return {text};
 }
 
 template <class T>
@@ -88,25 +146,13 @@ T number_at(const void* variable, const Symbol& symbol) {
   return value;
 }
 
-// Reads one symbol, or its default, into its field. False when the module does not define it.
-bool read_symbol(const Module& module, const Symbol& symbol, ORB_LOAD_RECORD& record) {
-  if (symbol.kind == Kind::text) {
-    const char* text = find_text(module, symbol.name);
-    put(record, symbol, text ? text : symbol.text);
-    return text != nullptr;
+bool refuse_symbol(const Module& module, const char* symbol, const char* expected) {
+  if (expected) {
+    orb__report(ORB_MSG_SYMBOL_KIND, module.name, symbol, expected);
+  } else {
+    orb__report(ORB_MSG_MUST_BE_DEFINED, module.name, symbol);
   }
-  void* address = find(module, symbol.name);
-  switch (symbol.kind) {
-    case Kind::integer:
-      put(record, symbol, number_at<int32_t>(address, symbol));
-      break;
-    case Kind::byte:
-      put(record, symbol, number_at<uint8_t>(address, symbol));
-      break;
-    default:
-      put(record, symbol, address);  // a function: its address is the field's value
-  }
-  return address != nullptr;
+  return false;
 }
 
 bool is_needed(const Symbol& symbol, const ORB_LOAD_RECORD& record) {
@@ -122,20 +168,46 @@ bool is_needed(const Symbol& symbol, const ORB_LOAD_RECORD& record) {
   }
 }
 
-bool speaks_our_version(const Module& module) {
-  const char* version = find_text(module, "version");
-  if (!version) {
-    orb__report(ORB_MSG_MUST_BE_DEFINED, module.name, "version");
-    return false;
+bool read_text(const Module& module, const Symbol& symbol, ORB_LOAD_RECORD& record) {
+  const FoundText found = find_text(module.handle, symbol.name);
+  put(record, symbol, found.text ? found.text : symbol.text);
+  if (found.expected || (!found.text && is_needed(symbol, record))) {
+    return refuse_symbol(module, symbol.name, found.expected);
   }
-  if (std::strcmp(version, kInterfaceVersion) == 0) return true;
-  orb__report(ORB_MSG_PLUGIN_VERSION, module.name, "version", kInterfaceVersion, version);
+  const bool is_empty_key = &symbol == kSymbols && *found.text == '\0';
+  return !is_empty_key || refuse_symbol(module, symbol.name, kKeyWords);
+}
+
+// Reads one symbol, or its default, into its field. False, reported, when that makes no plug-in.
+bool read_symbol(const Module& module, const Symbol& symbol, ORB_LOAD_RECORD& record) {
+  if (symbol.kind == Kind::text) return read_text(module, symbol, record);
+  const Found found = find(module.handle, symbol.name, symbol.kind);
+  switch (symbol.kind) {
+    case Kind::integer:
+      put(record, symbol, number_at<int32_t>(found.address, symbol));
+      break;
+    case Kind::byte:
+      put(record, symbol, number_at<uint8_t>(found.address, symbol));
+      break;
+    default:
+      put(record, symbol, found.address);  // a function: its address is the field's value
+  }
+  const bool is_missing = !found.address && is_needed(symbol, record);
+  return (!found.expected && !is_missing) || refuse_symbol(module, symbol.name, found.expected);
+}
+
+bool speaks_our_version(const Module& module) {
+  const FoundText version = find_text(module.handle, kVersion);
+  if (!version.text) return refuse_symbol(module, kVersion, version.expected);
+  if (std::strcmp(version.text, kInterfaceVersion) == 0) return true;
+  orb__report(ORB_MSG_PLUGIN_VERSION, module.name, kVersion, kInterfaceVersion, version.text);
   return false;
 }
 
 bool accepts_start(const Module& module, ORB_LOAD_RECORD& record) {
-  void* address = find(module, "imageInit");
-  std::memcpy(&record.init, &address, sizeof address);
+  const Found found = find(module.handle, kInit, Kind::function);
+  if (found.expected) return refuse_symbol(module, kInit, found.expected);
+  std::memcpy(&record.init, &found.address, sizeof found.address);
   return !record.init || record.init(&record) != 0;
 }
 
@@ -147,10 +219,7 @@ void remove_key(Growable<ORB_LOAD_RECORD>& found, const char* key) {
 
 bool read_symbols(const Module& module, ORB_LOAD_RECORD& record, Growable<ORB_LOAD_RECORD>& found) {
   for (const Symbol& symbol : kSymbols) {
-    if (!read_symbol(module, symbol, record) && is_needed(symbol, record)) {
-      orb__report(ORB_MSG_MUST_BE_DEFINED, module.name, symbol.name);
-      return false;
-    }
+    if (!read_symbol(module, symbol, record)) return false;
     // Right after the key, on purpose: an earlier module of this key goes even when the later one is refused
     // for another symbol.
     if (&symbol == kSymbols) remove_key(found, record.key);
@@ -170,3 +239,7 @@ Loading load_plugin(void* handle, const char* name, Growable<ORB_LOAD_RECORD>& f
 }
 
 }  // namespace orb
+
+const char* orb__module_text(void* module, const char* symbol) {
+  return module && symbol ? orb::find_text(module, symbol).text : nullptr;
+}

@@ -50,8 +50,7 @@ std::string_view match_of(const ORB_NAME_TOKEN& token) {
 int32_t frame_found(Tokens tokens) {
   int32_t number = -1;
   for (const ORB_NAME_TOKEN& token : tokens) {
-    if (token.kind == ORB_TOKEN_FRAME && token.match && !number_from_digits(match_of(token), number))
-      return -1;
+    if (token.kind == ORB_TOKEN_FRAME && token.match) (void)number_from_digits(match_of(token), number);
   }
   return number;
 }

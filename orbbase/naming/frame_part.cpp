@@ -14,10 +14,10 @@ size_t take_count(std::string_view text, size_t& at) {
   return count;
 }
 
-// The length of the conversion that a text begins with, 0 when it begins with none of those allowed: "%0",
-// or "%" and the letter, up to the letter; "d" will do everywhere.
+// The length of the conversion that a text, which begins with "%", begins with; 0 when that is none of those
+// allowed: "%0", or "%" and the letter, up to the letter; "d" will do everywhere.
 size_t parse_conversion(std::string_view text, char letter, Conversion& conversion) {
-  if (text.size() < 2 || text[0] != '%' || (text[1] != '0' && text[1] != letter)) return 0;
+  if (text.size() < 2 || (text[1] != '0' && text[1] != letter)) return 0;
   size_t at = 1;
   conversion = {};
   conversion.has_zero_flag = text[1] == '0';

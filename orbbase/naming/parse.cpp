@@ -21,11 +21,12 @@ uint64_t count_tokens(std::string_view syntax) {
 void fill_tokens(std::string_view syntax, ORB_NAME_TOKEN* token) {
   SyntaxWalk walk(syntax);
   const char* text = syntax.data();
-  for (Piece piece; walk.next(piece); ++token) {
-    *token = {0, static_cast<int32_t>(piece.length), text, 0, nullptr, piece.kind};
+  Piece piece;
+  do {
+    (void)walk.next(piece);  // valid, as its tokens have been counted
+    *token++ = {0, static_cast<int32_t>(piece.length), text, 0, nullptr, piece.kind};
     text += piece.length;
-    if (piece.kind == ORB_TOKEN_END) return;
-  }
+  } while (piece.kind != ORB_TOKEN_END);
 }
 
 }  // namespace

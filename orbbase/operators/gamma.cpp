@@ -66,10 +66,11 @@ void correct_rows(const Gamma& state, void* const* rows, void (*correct)(const G
 int32_t scan_corrected(void* data, int32_t line, void* rows_out) {
   const auto* state = static_cast<const Gamma*>(data);
   if (!state) return locked_sub_image();
-  const int32_t result = scan_below(*state, line, rows_out);
+  auto*** const rows = static_cast<void***>(rows_out);
+  const int32_t result = read_below(*state, line, rows, state->channels);
   if (result < 0) return result;
   const bool is_real = state->type != ORB_C_INTEGER;
-  correct_rows(*state, *static_cast<void***>(rows_out), is_real ? correct_real : correct_bytes);
+  correct_rows(*state, *rows, is_real ? correct_real : correct_bytes);
   return ORB_OK;
 }
 

@@ -20,7 +20,7 @@ struct MinMax : Layer {
 int32_t scan_remapped(void* data, int32_t line, void* rows_out) {
   const auto* state = static_cast<const MinMax*>(data);
   if (!state) return locked_sub_image();
-  const int32_t result = scan_below(*state, line, rows_out);
+  const int32_t result = read_below(*state, line, static_cast<void***>(rows_out), state->channels);
   if (result < 0) return result;
   void** const rows = *static_cast<void***>(rows_out);
   for (int32_t i = state->channels - 1; i >= 0; --i) {

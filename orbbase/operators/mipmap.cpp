@@ -131,7 +131,7 @@ int32_t read_source(Pyramid& pyramid, const Layer& layer, bool& is_complete_out)
   int64_t row = pyramid.next_source;
   const auto line = static_cast<int32_t>(pyramid.picture.layout.window.bottom + row);
   void** samples = nullptr;
-  const int32_t result = op::scan_below(layer, line, &samples);
+  const int32_t result = op::read_below(layer, line, &samples, pyramid.picture.channel_count);
   if (result < 0) return result;
   const Source source = {line, samples};
   int32_t level = 1;

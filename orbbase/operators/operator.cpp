@@ -1,6 +1,8 @@
 // What the operators share: applicability, reading without a state, removal.
 #include "orbbase/operators/operator.h"
 
+#include <algorithm>
+
 #include "orbbase/core/drivers/row_layout.h"
 #include "orbbase/driver.h"
 
@@ -31,13 +33,26 @@ int32_t check_group(const char* name, const ORB_IMAGE& image, int32_t index, con
   return ORB_OK;
 }
 
+// As many rows will be walked, on the driver's word.
+bool counts_are_sound(const char* name, const ORB_IFD& ifd) {
+  const int32_t counts[] = {ifd.color.count, ifd.matte.count, ifd.aux.count,
+                            ifd.color.count == 0 ? ifd.index.count : 0};
+  uint64_t channels = 0;
+  for (const int32_t count : counts) {
+    if (count < 0) return refuse(ORB_MSG_CANNOT_HANDLE, name), false;
+    channels += static_cast<uint64_t>(count);
+  }
+  return orb__within_limit(ORB_LIMIT_CHANNELS, channels, name) != 0;
+}
+
 }  // namespace
 
 bool can_carry(const char* name, const ORB_IMAGE* image, uint32_t mode) {
   set_error(ORB_OK);
   if (!image || !image->scan || !driver_data(image)) return fail(ORB_E_HANDLE), false;
   if (check_image_count(name, *image, 0) != ORB_OK) return false;
-  if (image->mode == mode && windows_are_sound(image->info.images[0])) return true;
+  const ORB_IFD& ifd = image->info.images[0];
+  if (image->mode == mode && windows_are_sound(ifd)) return counts_are_sound(name, ifd);
   return refuse(ORB_MSG_CANNOT_HANDLE, name), false;
 }
 
@@ -61,6 +76,18 @@ int32_t check_matte(const char* name, const ORB_IMAGE& image, int32_t index) {
 }
 int32_t check_aux(const char* name, const ORB_IMAGE& image, int32_t index) {
   return check_group(name, image, index, kAux);
+}
+
+bool has_rows(void* const* rows, int32_t channels, int32_t line) {
+  if (rows && std::find(rows, rows + channels, nullptr) == rows + channels) return true;
+  orb__report(ORB_MSG_CANNOT_READ_LINE, line, "the driver gave out no rows");
+  return fail(ORB_E_READ), false;
+}
+
+int32_t read_below(const Layer& layer, int32_t line, void*** rows_out, int32_t channels) {
+  const int32_t result = scan_below(layer, line, rows_out);
+  if (result < 0) return result;
+  return has_rows(*rows_out, channels, line) ? ORB_OK : ORB_E_READ;
 }
 
 int32_t locked_sub_image() {

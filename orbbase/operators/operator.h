@@ -36,7 +36,7 @@ struct ActiveSpan {
 };
 
 // Whether a handle can carry an operator for a mode: it is open in this mode, has a driver with data and at
-// least one image, and the image's windows are sound. Otherwise false with orb__err -16, reported with the
+// least one image, and the image's windows and channel counts are sound. Otherwise false with orb__err -16, reported with the
 // operator's name: without an image as by check_image_count, else as ORB_MSG_CANNOT_HANDLE; but not for a handle
 // without a driver's function or data.
 [[nodiscard]] bool can_carry(const char* name, const ORB_IMAGE* image, uint32_t mode);
@@ -63,9 +63,16 @@ template <class State>
 // What a scan function does that is called without a state.
 int32_t locked_sub_image();
 
+// Whether a scan function that claims success has given out rows for so many channels. If not, reports it and
+// sets orb__err to -18.
+[[nodiscard]] bool has_rows(void* const* rows, int32_t channels, int32_t line);
+
 // Calls the scan function beneath.
 inline int32_t scan_below(const Layer& layer, int32_t line, void* rows) {
   return layer.scan ? layer.scan(layer.data, line, rows) : fail(ORB_E_HANDLE);
 }
+
+// The same for reading rows of so many channels, which are there when this returns 0.
+int32_t read_below(const Layer& layer, int32_t line, void*** rows_out, int32_t channels);
 
 }  // namespace orb::op

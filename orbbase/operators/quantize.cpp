@@ -75,7 +75,9 @@ void hand_on(Quantize& state, void* const* rows, bool converts) {
 int32_t scan_quantized(void* data, int32_t line, void* rows_out) {
   auto* state = static_cast<Quantize*>(data);
   if (!state) return locked_sub_image();
-  const int32_t result = scan_below(*state, line, rows_out);
+  int32_t channels = state->others;
+  for (const Class& group : state->classes) channels += group.channels;
+  const int32_t result = read_below(*state, line, static_cast<void***>(rows_out), channels);
   if (result < 0) return result;
   hand_on(*state, *static_cast<void***>(rows_out), true);
   *static_cast<void***>(rows_out) = state->handed_rows;

@@ -7,6 +7,7 @@
 #include "orbbase/core/internal.h"
 #include "orbbase/driver.h"
 #include "orbbase/operators.h"
+#include "orbbase/operators/operator.h"
 #include "orbbase/operators/region_rows.h"
 
 namespace orb::region {
@@ -135,6 +136,9 @@ class Rows {
  public:
   explicit Rows(const Source& source);
 
+  // How many of the row pointers are looked at.
+  [[nodiscard]] int32_t channels() const { return channels_[3] + (source_.has_alpha() ? 1 : 0); }
+
   // Converts one row's pixels.
   void convert(void* const* rows, std::span<uint8_t> out) const;
 
@@ -205,7 +209,9 @@ int32_t read_rows(ORB_IMAGE* image, const Request& request, const ORB_IFD& ifd, 
   for (int64_t i = 0; i < row_count; ++i) {
     const auto line = static_cast<int32_t>(is_upward ? part.bottom + i : part.top - i);
     void** rows = nullptr;
-    if (ORB_scan_read(image, line, &rows) != 0) return last_error();
+    if (ORB_scan_read(image, line, &rows) != 0 || !op::has_rows(rows, converted.channels(), line)) {
+      return last_error();
+    }
     if (ifd.color.width > kMostBits) return refuse(image);
     converted.convert(rows, request.pixels(line, part));
   }

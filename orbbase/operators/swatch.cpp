@@ -123,7 +123,8 @@ int32_t scan_reduced(void* data, int32_t line, void* rows_out) {
   for (bool is_complete = false; !is_complete;) {
     const int64_t source = swatch->next_source;
     void** rows = nullptr;
-    const int32_t result = op::scan_below(*swatch, line_of_source(*swatch, source), &rows);
+    const int32_t result =
+        op::read_below(*swatch, line_of_source(*swatch, source), &rows, swatch->picture.channel_count);
     if (result < 0) return swatch->next_source = -1, result;
     add_row(*swatch, source, line_of_source(*swatch, source), rows);
     is_complete = completes(*swatch, source);

@@ -15,6 +15,18 @@ namespace orb::platform {
 // what dlopen or LoadLibrary returned.
 void* module_symbol(void* module, const char* name);
 
+// What lies at an address of module_symbol, by the module's own symbol table. Unknown where the system keeps none, or
+// the table does not say.
+enum class SymbolKind : uint8_t { unknown, function, variable };
+struct SymbolForm {
+  SymbolKind kind = SymbolKind::unknown;
+  uint64_t bytes = 0;  // of a variable; 0: not told
+};
+SymbolForm form_of_symbol(const void* address);
+
+// Copies bytes from an address at which there may be nothing. False when they cannot all be read.
+[[nodiscard]] bool peek(const void* address, std::span<char> out);
+
 // A mutex that its owning thread may take again. Opaque; made with create_mutex.
 struct Mutex;
 

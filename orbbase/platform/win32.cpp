@@ -25,6 +25,15 @@ void* module_symbol(void* module, const char* name) {
   return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(module), name));
 }
 
+// An export is an address and no more.
+SymbolForm form_of_symbol(const void*) { return {}; }
+
+bool peek(const void* address, std::span<char> out) {
+  SIZE_T copied = 0;
+  return ReadProcessMemory(GetCurrentProcess(), address, out.data(), out.size(), &copied) != 0 &&
+         copied == out.size();
+}
+
 // ---- Mutexes ----
 
 namespace {

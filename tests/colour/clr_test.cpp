@@ -6,6 +6,7 @@
 #include <string>
 
 #include "orbbase/colour/clr_observer.h"
+#include "orbbase/colour/internal.h"
 #include "orbbase/core.h"
 #include "tests/support/config/configuration.h"
 #include "tests/support/fail_allocation.h"
@@ -357,6 +358,12 @@ TEST_F(ColourDefaults, survive_the_failure_of_any_allocation) {
     EXPECT_EQ(orb::clr_exit(), 0) << nth;
     EXPECT_EQ(boundaries(3), " 1 2 3 4") << nth;
   }
+}
+
+TEST_F(ColourDefaults, are_listed_to_the_last_and_no_further) {
+  orb::config::ListedSetting listed;
+  EXPECT_TRUE(orb::clr::list(orb::clr::listed_count() - 1, &listed));
+  EXPECT_FALSE(orb::clr::list(orb::clr::listed_count(), &listed));
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "orbbase/core.h"
+#include "orbbase/core/drivers/row_layout.h"
 #include "tests/support/report_recorder.h"
 
 namespace {
@@ -36,6 +36,26 @@ TEST(Limit, knows_no_others) {
     EXPECT_EQ(orb__err, -16);
   }
   EXPECT_EQ(recorder.texts(), "");
+}
+
+// Counts that the limits let through must still be laid out in 64 bits.
+TEST(Limit, raised_as_far_as_it_goes_lets_no_layout_overflow) {
+  const struct {
+    int32_t colors, mattes, right, code;
+  } rows[] = {{INT32_MAX, 0, 0, -10}, {INT32_MAX, 1, 0, ORB_E_HANDLE}, {INT32_MAX, 0, INT32_MAX - 1, -10}};
+  const uint64_t channels = ORB_limit(ORB_LIMIT_CHANNELS, UINT64_MAX);
+  for (const auto& row : rows) {
+    ReportRecorder recorder;
+    ORB_IFD ifd = {};
+    ifd.color = {nullptr, row.colors, ORB_C_DOUBLE, 32};
+    ifd.matte = {nullptr, row.mattes, ORB_C_INTEGER, 8};
+    ifd.aux.type = ifd.index.type = ORB_C_INTEGER;
+    ifd.window = ifd.active_window = {0, row.right, 0, 0};
+    orb::RowLayout layout = {};
+    EXPECT_EQ(orb::lay_out_rows(ifd, "mem", "limits", layout), row.code) << row.colors;
+    EXPECT_EQ(recorder.reports.size(), 1u);
+  }
+  ORB_limit(ORB_LIMIT_CHANNELS, channels);
 }
 
 TEST(Limit, a_need_over_it_is_reported_with_all_that_is_to_be_known) {

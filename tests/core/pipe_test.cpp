@@ -10,6 +10,7 @@
 #include "tests/core/scratch_file.h"
 #include "tests/core/whole_description.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/image_owner.h"
 #include "tests/support/report_recorder.h"
 
 namespace orb::testing {
@@ -188,6 +189,23 @@ TEST_F(Pipe, gives_back_the_whole_description_with_curve_tables_and_lookup_table
   expect_whole_description(picture);
 }
 
+TEST_F(Pipe, gives_back_a_description_of_any_length) {
+  const Picture picture("long.pipe", "pipe");
+  ORB_INFO info = picture.info();
+  std::string text(300000, 't');
+  info.text3 = text.data();
+  std::string letter = "x";
+  info.text5 = letter.data();
+  Image writer(ORB_open(&info, "w"));
+  ASSERT_NE(writer, nullptr);
+  for (int32_t line = 0; line <= 4; ++line) ASSERT_EQ(write_line(writer.get(), picture, line), 0);
+  writer.reset();
+  const Image image(ORB_open(&info, "r"));
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(image->info.text3, text);
+  EXPECT_EQ(image->info.text5, letter);
+}
+
 TEST_F(Pipe, gives_back_float_and_byte_curve_tables) {
   const ScratchFile file(".pipe");
   for (const auto& [type, depth] : {std::pair{ORB_C_FLOAT, 0}, std::pair{ORB_C_INTEGER, 8}}) {
@@ -326,6 +344,54 @@ TEST_F(Pipe, refuses_headers_that_lie_before_it_takes_memory_for_them) {
     EXPECT_EQ(read_all(Picture(file.path())), rows[i].code) << i;
     EXPECT_NE(recorder.texts().find(rows[i].report), std::string::npos) << i << ": " << recorder.texts();
     EXPECT_EQ(recorder.reports.size(), 1u) << i << ": " << recorder.texts();
+  }
+}
+
+TEST_F(Pipe, refuses_lookup_tables_that_lie) {
+  const ScratchFile file(".pipe");
+  const struct {
+    std::initializer_list<uint32_t> words;  // entries, last index, scale
+    bool has_entry;
+    std::initializer_list<uint32_t> more;
+    const char* report;
+  } rows[] = {{{1}, false, {}, "its header is cut short"},
+              {{1, 0}, false, {}, "its header is cut short"},
+              {{1, 0, 0}, false, {}, "its header is cut short"},
+              {{1, 1, 0}, true, {}, "its lookup table is damaged"},
+              {{1, 0xfffffffe, 0}, true, {}, "its lookup table is damaged"},
+              {{1, 0, 0}, true, {9}, "its header is longer than its description"}};
+  for (const auto& row : rows) {
+    ByteString header = header_by_hand();
+    header.bytes.resize(header.bytes.size() - 4);
+    header.words(row.words);
+    if (row.has_entry) header.bytes.resize(header.bytes.size() + sizeof(ORB_LUT_ENTRY));
+    header.words(row.more);
+    ByteString stream;
+    stream.text("ORBpipe\x1a").words({1, static_cast<uint32_t>(header.bytes.size())});
+    stream.bytes.insert(stream.bytes.end(), header.bytes.begin(), header.bytes.end());
+    file.write(stream.bytes);
+    ReportRecorder recorder;
+    EXPECT_EQ(read_all(Picture(file.path())), -8);
+    EXPECT_NE(recorder.texts().find(row.report), std::string::npos) << recorder.texts();
+  }
+}
+
+// Wherever the limit bites, once, and nothing is left behind; with room enough all is well.
+TEST_F(Pipe, keeps_to_every_limit) {
+  Picture picture("limits.pipe", "pipe");
+  picture.window({0, 99, 0, 4}).group(&ORB_IFD::matte, 1, ORB_C_FLOAT, 32);
+  for (const bool is_writing : {false, true}) {
+    for (const int32_t limit : {ORB_LIMIT_BUFFER, ORB_LIMIT_HANDLE}) {
+      ASSERT_EQ(write_whole(picture), 0);
+      for (uint64_t bytes = 16; bytes < 300000; bytes += bytes / 4) {
+        ReportRecorder recorder;
+        const uint64_t before = ORB_limit(limit, bytes);
+        const int32_t code = is_writing ? write_whole(picture) : read_all(picture);
+        ORB_limit(limit, before);
+        EXPECT_TRUE(code == 0 || (code == -10 && bytes < 100000)) << bytes << ": " << code;
+        EXPECT_EQ(recorder.reports.size(), code == 0 ? 0U : 1U) << bytes << recorder.texts();
+      }
+    }
   }
 }
 

@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "tests/naming/built.h"
+#include "tests/support/fail_allocation.h"
 #include "tests/support/plugins.h"
 
 namespace {
@@ -57,6 +58,7 @@ TEST(BuildWithFormatString, replaces_the_number_behind_the_separator) {
       {"%s.%04d%s", "s.0007", 12, "s.0012.mem", 12, "s"},
       {"%s.%04d%s", "plate_v002.1001.mem", -1, "plate_v002.1001.mem", 1001, "plate_v002"},
       {"%s.%04d%s", "s.7.mem", 12, "s.12.mem", 12, "s"},
+      {"%s.%04d%s", "s.7x.mem", -1, "s.7x.mem", -1, "s.7x"},
       {"%s.%04d%s", "s.07.mem", 3, "s.03.mem", 3, "s"},
       {"%s.%04d%s", "s.000007.mem", 12, "s.000012.mem", 12, "s"},
       {"%s.%04d%s", "s.123456.mem", 12, "s.0012.mem", 12, "s"},
@@ -84,12 +86,15 @@ TEST(BuildWithFormatString, takes_digits_at_the_end) {
       {"%s%04d%s", "s7.mem", 12, "s12.mem", 12, "s"},
       {"%s%04d%s", "s07.mem", -1, "s07.mem", 7, "s"},
       {"%04d", "s0007.mem", 12, "s0012.mem", 12, "s"},
+      {"%04d", "07.mem", 12, "12.mem", 12, ""},
+      {"%s%d%s", "s.mem", 12, "s.mem", 12, "s"},
   });
 }
 
 TEST(BuildWithFormatString, adds_a_number_or_leaves_it_out) {
   expect_format_paths({
       {"%s.%04d%s", "s", 12, "s.0012.mem", 12, "s"},
+      {"%s.%0d%s", "s", 12, "s.12.mem", 12, "s"},
       {"%s.%04d%s", "s", -1, "s.mem", -1, "s"},
       {"%s.%04d%s", "s", -5, "s.mem", -1, "s"},
       {"%s.%04d%s", "s.mem", 12, "s.mem", 12, "s"},
@@ -116,6 +121,7 @@ TEST(BuildWithFormatString, makes_wildcards_and_printf_patterns) {
                       1);
   expect_format_paths({{"%s.%04d%s", "d%/s%.07.mem", 12, "d%%/s%%.%02d.mem", 12, "s%"},
                        {"%s%%%04.4dx%s", "s", -1, "s%%%04.4dx.mem", -1, "s"},
+                       {"%s.%04d%s", "s.7.mem", -1, "s.%d.mem", 7, "s"},
                        {"%s.%04d%s", "s_%03f.mem", -1, "s_%03d.mem", -1, "s_"}},
                       2);
 }
@@ -155,6 +161,18 @@ TEST(BuildWithFormatString, finds_the_format_by_key_or_by_the_name) {
   }
 }
 
+TEST(BuildWithFormatString, needs_the_library_but_no_default_format) {
+  for (const char* syntax : {static_cast<const char*>(nullptr), "name.#.ext"}) {
+    const orb::testing::FailAllocation fail(1, orb::testing::FailAllocation::Mode::from_there_on);
+    Request request{syntax, "s.1.mem"};
+    if (!syntax) request.key = nullptr;
+    EXPECT_EQ(build(request).code, ORB_E_MEMORY);
+  }
+  Request request{nullptr, "s.1.mem"};
+  request.key = nullptr;
+  EXPECT_EQ(build(request).key, "mem");
+}
+
 TEST(BuildWithFormatString, refuses_what_is_not_valid) {
   const std::string wide = "%s.%0" + std::string(400, '9') + "d%s";
   const std::string longer = "%s." + std::string(2 * ORB_PATHNAME_BYTES, 'x') + "%04d%s";
@@ -163,13 +181,21 @@ TEST(BuildWithFormatString, refuses_what_is_not_valid) {
     std::string name;
     int32_t code;
   } rows[] = {
-      {"%s.%04d%s", "", ORB_E_NAME_LENGTH},      {"%s.%04d%s", std::string(260, 'n'), ORB_E_NAME_LENGTH},
-      {"%s.%04d%s", std::string(259, 'n'), 0},   {"%s.x%s", "s", ORB_E_NAME_SYNTAX},
-      {"%s.%4d%s", "s", ORB_E_NAME_SYNTAX},      {"%s.%x%s", "s", ORB_E_NAME_SYNTAX},
-      {"%s.%0n%s", "s", ORB_E_NAME_SYNTAX},      {"%s.%n%04d%s", "s", ORB_E_NAME_SYNTAX},
-      {"%s.%04d%04d%s", "s", ORB_E_NAME_SYNTAX}, {"%s.%04d%", "s", ORB_E_NAME_SYNTAX},
-      {"%s.%0", "s", ORB_E_NAME_SYNTAX},         {"%s.%%04d", "s", ORB_E_NAME_SYNTAX},
-      {wide.c_str(), "s", ORB_E_NAME_LENGTH},    {"%s.%04d%s", "s%09999d", ORB_E_NAME_LENGTH},
+      {"%s.%04d%s", "", ORB_E_NAME_LENGTH},
+      {"%s.%04d%s", std::string(260, 'n'), ORB_E_NAME_LENGTH},
+      {"%s.%04d%s", std::string(259, 'n'), 0},
+      {"%s.x%s", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%4d%s", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%x%s", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%0n%s", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%n%04d%s", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%04d%04d%s", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%04d%", "s", ORB_E_NAME_SYNTAX},
+      {"%s.x%", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%0", "s", ORB_E_NAME_SYNTAX},
+      {"%s.%%04d", "s", ORB_E_NAME_SYNTAX},
+      {wide.c_str(), "s", ORB_E_NAME_LENGTH},
+      {"%s.%04d%s", "s%09999d", ORB_E_NAME_LENGTH},
       {longer.c_str(), "s", ORB_E_NAME_LENGTH},
   };
   for (const auto& row : rows) {
@@ -178,8 +204,17 @@ TEST(BuildWithFormatString, refuses_what_is_not_valid) {
     EXPECT_EQ(built.code, row.code) << row.format_string << " " << row.name;
     EXPECT_EQ(built.path + built.key == "untouched", row.code != 0);
   }
+  for (const char* format_string : {"%s.%09999d%s", "%s.%0.9999d%s"}) {  // a pattern that no path fits
+    const Manner manner(format_string);
+    EXPECT_EQ(build({nullptr, "s", 12, 2}).code, ORB_E_NAME_LENGTH) << format_string;
+  }
   char path[ORB_PATHNAME_BYTES];
+  int32_t frame = -1;
   EXPECT_EQ(ORB_pathname_build_no_name_syntax("s", "mem", 0, 0, nullptr, path, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(orb__err, ORB_E_NO_ARGUMENT);
+  orb__err = 0;
+  EXPECT_EQ(ORB_pathname_build_no_name_syntax("s", "mem", 0, 0, &frame, nullptr, nullptr, nullptr, nullptr),
+            0);
   EXPECT_EQ(orb__err, ORB_E_NO_ARGUMENT);
   EXPECT_EQ(ORB_pathname_build_no_name_syntax(nullptr, "mem", 0, 0, nullptr, path, nullptr, nullptr, nullptr),
             0);

@@ -3,6 +3,7 @@
 
 #include <fstream>
 
+#include "orbbase/naming/internal.h"
 #include "tests/naming/built.h"
 #include "tests/support/plugins.h"
 
@@ -80,6 +81,7 @@ TEST(BuildWithSyntax, finds_the_frame_among_other_digits_and_separators) {
       {{"####name.ext", "12shot34.rla", 5}, "05shot34.rla", 12},
       {{"name####name.ext", "a1b22c.rla", 5}, "a1b05c.rla", 22},
       {{kUsual, ".0007.rla"}, ".0007.rla", 7},
+      {{kUsual, "1.2.3.4.5.6.7.8.9.rla"}, "1.2.3.4.5.6.7.8.9.rla", 9},
       {{"name-ext.####", "a-rla-rla.0007"}, "a-rla-rla.0007", 7},
       {{"ext.####", "rla.0007", 8}, "rla.0008", 7},
       {{"#", "dir/7", 8}, "dir/8", 7},
@@ -147,6 +149,7 @@ TEST(BuildWithSyntax, chooses_syntax_and_extension) {
       {{"", "s.0007.mem", 8, 0, 0, ".mem"}, "s.0008.mem", "smem"},
       {{"", "s.0007.x", 8, 0, 0, "null", "x"}, "s.0008.x", "sx"},
       {{"", "s.0007.", 8, 0, 0, "null"}, "s.0008.", "s"},
+      {{kUsual, "s.0007.R2A", 8, 0, 0, "mem", "r2a"}, "s.0008.R2A", "sR2A"},
       {{kUsual, "s.0007.rla", 8, 0, 0, "mem", ".rla"}, "s.0008.rla", "srla"},
       {{kUsual, "s.0007.mem", 8, 0, 0, "mem", ""}, "s.0008.mem", "smem"},
       {{kUsual, "s.0007.RLA", 8, 0, 0, "mem", "rla"}, "s.0008.RLA", "sRLA"},
@@ -160,6 +163,8 @@ TEST(BuildWithSyntax, chooses_syntax_and_extension) {
     EXPECT_EQ(built.path, row.path ? row.path : "untouched") << row.request.name;
     EXPECT_EQ(built.base_name, row.base_name ? row.base_name : "untouched") << row.request.name;
   }
+  ORB_find("mem")->name_syntax = "";  // as good as none
+  EXPECT_EQ(build({"", "s.0007.mem", 8}).path, "s.0008.mem");
 }
 
 TEST(BuildWithSyntax, ends_before_what_an_existing_file_lacks) {
@@ -194,6 +199,7 @@ TEST(BuildWithSyntax, names_the_first_thing_that_is_wrong) {
       {"mem", kUsual, "x", nullptr, path, ORB_E_NO_ARGUMENT},
       {"mem", kUsual, "x", &frame, nullptr, ORB_E_NO_ARGUMENT},
       {"mem", kUsual, "x", &frame, path, ORB_E_NAME_FIT},
+      {"mem", nullptr, "s.0007.mem", &frame, path, 0},
       {"mem", kUsual, longest, &frame, path, 0},
       {"mem", kUsual, "n" + longest, &frame, path, ORB_E_NAME_LENGTH},
       {"mem", "name.#####.ext", longest.substr(0, longest.size() - 9) + ".mem", &frame, path,
@@ -207,18 +213,46 @@ TEST(BuildWithSyntax, names_the_first_thing_that_is_wrong) {
     EXPECT_EQ(done, row.code == 0) << row.code;
     EXPECT_EQ(orb__err, row.code);
   }
+  EXPECT_EQ(build({kUsual, nullptr}).code, ORB_E_EMPTY_NAME);
   EXPECT_EQ(build({std::string("name.").append(5000, '#').append(".ext").c_str(), "s.mem", 1, 2}).code,
             ORB_E_NAME_LENGTH);
   EXPECT_EQ(build({kUsual, ("%" + std::string(3000, '%') + ".1.mem").c_str(), 1, 2}).code, ORB_E_NAME_LENGTH);
 }
 
-TEST(BuildWithSyntax, may_build_in_place) {
-  char path[ORB_PATHNAME_BYTES] = "d/s.7.mem";
-  int32_t frame = 8;
-  ASSERT_EQ(
-      ORB_pathname_build_from_name_syntax(kUsual, path, "mem", nullptr, 0, &frame, path, nullptr, nullptr, 1),
-      1);
-  EXPECT_STREQ(path, "d/s.0008.mem");
+TEST(BuildWithSyntax, may_build_in_place_and_give_nothing_but_the_path) {
+  for (const char* syntax : {kUsual, static_cast<const char*>(nullptr)}) {
+    char path[ORB_PATHNAME_BYTES] = "d/s.0007.mem";
+    int32_t frame = 8;
+    ASSERT_EQ(ORB_pathname_build(syntax, path, "mem", nullptr, 0, 1, &frame, path, nullptr, nullptr, nullptr),
+              1);
+    EXPECT_STREQ(path, "d/s.0008.mem");
+  }
+}
+
+// The parser makes no field counts, and no name matches a frame of -1; those who put tokens together themselves may.
+TEST(BuildWithSyntax, writes_and_matches_what_no_syntax_holds) {
+  using namespace orb::naming;
+  const struct {
+    ORB_NAME_TOKEN token;
+    int32_t frame;
+    const char* text;
+  } rows[] = {{{0, 0, "", 0, nullptr, ORB_TOKEN_FIELD_COUNT}, 5, "1"},
+              {{0, 0, "", 2, "27", ORB_TOKEN_FIELD_COUNT}, 5, "27"},
+              {{2, 1, "#", 0, nullptr, ORB_TOKEN_FRAME}, -1, "e"},
+              {{0, 0, "", 0, nullptr, ORB_TOKEN_END}, 5, ""}};
+  for (const auto& row : rows) {
+    char text[8];
+    orb::BoundedText out(text);
+    emit_token(out, row.token, {Mode::frame, "", {row.frame, 1}});
+    EXPECT_TRUE(out.finish());
+    EXPECT_STREQ(text, row.text);
+  }
+  ORB_NAME_TOKEN count{0, 0, "", 0, nullptr, ORB_TOKEN_FIELD_COUNT};
+  ORB_NAME_TOKEN* const segment[] = {&count};
+  const DigitRun run = {0, 12};
+  EXPECT_TRUE(divide_segment(segment, {"999999999999e", {&run, 1}}, 0, 12, true));  // no 32-bit number
+  EXPECT_EQ(count.match_length, 12);
+  EXPECT_FALSE(divide_segment(segment, {"999999999999e", {&run, 1}}, 0, 13, true));  // a field is a frame's
 }
 
 }  // namespace

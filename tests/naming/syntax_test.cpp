@@ -41,6 +41,7 @@ TEST(NameSyntax, is_verified_and_parsed_by_the_same_rules) {
       {"#", false, "frame1:# end0:"},
       {"name", false, "name4:name end0:"},
       {"namenameext##", true, "name8:namename ext3:ext frame2:## end0:"},
+      {"name~{#", false, "name4:name sep2:~{ frame1:# end0:"},
       {"%-._name", false, "sep4:%-._ name4:name end0:"},
       {"name.name", false, "name4:name sep1:. name4:name end0:"},
       {"extname", true, "ext3:ext name4:name end0:"},
@@ -56,6 +57,7 @@ TEST(NameSyntax, is_verified_and_parsed_by_the_same_rules) {
       {"name 1", false, ""},
       {"name1", false, ""},
       {"nam", false, ""},
+      {"name\x7f", false, ""},
       {"name\x80", false, ""},
       {"name\n", false, ""},
   };
@@ -86,7 +88,8 @@ TEST(NameSyntax, that_is_missing_has_a_code_of_its_own) {
               {ORB_name_syntax_ends_ext, nullptr, -3},
               {ORB_name_syntax_ends_ext, "xt", -3},
               {ORB_name_syntax_ends_ext, ".txt", 0},
-              {ORB_name_syntax_has_frame, nullptr, -3}};
+              {ORB_name_syntax_has_frame, nullptr, -3},
+              {ORB_name_syntax_has_frame, "name", -3}};
   for (const auto& row : rows) {
     orb__err = -3;
     EXPECT_EQ(row.ask(row.text), 0);
@@ -99,6 +102,7 @@ TEST(NameSyntax, that_is_missing_has_a_code_of_its_own) {
   EXPECT_EQ(ORB_name_syntax_ends_ext("any.eXt"), 1);
   EXPECT_EQ(orb__err, 0);
   EXPECT_EQ(ORB_name_syntax_has_frame("a#"), 1);
+  EXPECT_STREQ(ORB_name_syntax_name(), "name");
 }
 
 TEST(NameSyntax, of_any_length_is_parsed_and_released_with_one_call) {

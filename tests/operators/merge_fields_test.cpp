@@ -1,6 +1,7 @@
 // Two fields as one picture: which files are a pair, what must agree, which rows come from where.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <functional>
 
 #include "tests/operators/operator_image.h"
@@ -95,11 +96,18 @@ TEST(MergeFields, FieldsThatDifferAreNotMerged) {
        [](ORB_INFO& info) { info.images[0].color.name = const_cast<char*>("xyz"); }},
       {"Field frames have different image channel properties",
        [](ORB_INFO& info) { info.images[0].color.width = 7; }},
+      {"Field frames have different image channel properties",
+       [](ORB_INFO& info) { info.images[0].color.count = 2; }},
       {"Field frames have different matte channel properties",
        [](ORB_INFO& info) { info.images[0].matte.width = 5; }},
+      {"Field frames have different matte channel properties",
+       [](ORB_INFO& info) { info.images[0].matte.count = 1; }},
       {"Field frames have different aspect types", [](ORB_INFO& info) { info.images[0].pixel_aspect = 2; }},
       {"Field frames have different image window sizes",
        [](ORB_INFO& info) { ++info.images[0].window.right; }},
+      {"Field frames have different image window sizes",
+       [](ORB_INFO& info) { --info.images[0].window.bottom; }},
+      {"Field frames have different image window sizes", [](ORB_INFO& info) { ++info.images[0].window.top; }},
       // Rows of the one would be read past their end by the description of the other.
       {"Field frames have different image channel properties",
        [](ORB_INFO& info) { info.images[0].color.type = ORB_C_DOUBLE; }},
@@ -187,6 +195,38 @@ TEST(MergeFields, FieldsOfSequentialFilesAreSoughtEachToItsRow) {
     EXPECT_EQ(recorder.texts(), "field merge cannot handle the requested action");
     EXPECT_EQ(first_sample(image, 2), 0);
     EXPECT_EQ(ORB_close(image), 0);
+  }
+}
+
+TEST(MergeFields, AFieldThatIsGoneFailsTheSeekAndTheRowsAndNothingElse) {
+  for (const char* name : {"g.0001", "g.0002"}) ASSERT_EQ(write_whole(Picture(name, "pipe")), 0);
+  ORB_IMAGE* image = open_field(Picture("g.0001", "pipe"));
+  image->info.field_value = 1;
+  image = ORB__merge_fields(image);
+  ASSERT_EQ(ORB_seek(&image, 6), ORB_OK);
+  EXPECT_NE(first_sample(image, 7), 0);
+  ASSERT_EQ(std::remove("g.0002.pipe"), 0);
+  const ReportRecorder recorder;
+  EXPECT_NE(ORB_seek(&image, 1), ORB_OK);
+  EXPECT_EQ(recorder.texts(), "Cannot open file g.0002.pipe; No such file or directory");
+  EXPECT_EQ(first_sample(image, 1), 0);
+  EXPECT_NE(ORB_seek(&image, 3), ORB_OK);
+  ORB_close(image);
+}
+
+TEST(MergeFields, RowsBeyondTheNumbersAreRefused) {
+  for (const int32_t bottom : {(1 << 30) - 1, -(1 << 30) - 3}) {
+    for (const char* name : {"far.0001", "far.0002"}) {
+      Picture picture(name, "mem");
+      picture.window({0, 3, bottom, bottom + 3});
+      ASSERT_EQ(write_whole(picture), 0);
+    }
+    const Image image(open_field(Picture("far.0001", "mem")));
+    image->info.field_value = 1;
+    const ReportRecorder recorder;
+    EXPECT_EQ(ORB__merge_fields(image.get()), image.get());
+    EXPECT_EQ(orb__err, ORB_E_HANDLE);
+    EXPECT_EQ(recorder.texts(), "field merge cannot handle the requested action");
   }
 }
 

@@ -54,6 +54,63 @@ TEST(Swatch, EveryKindIsTheSlowOne) {
   }
 }
 
+// Merged fields have a seek of their own, which knows lines of the full picture.
+TEST(Swatch, SeeksThroughWhatIsBeneath) {
+  for (const bool is_mipmap : {false, true}) {
+    for (const char* name : {"w.0001", "w.0002"}) {
+      ASSERT_EQ(write_whole(Picture(name, "pipe").seed(static_cast<uint8_t>(name[5]))), 0);
+    }
+    ORB_INFO info = Picture("w.0001", "pipe").info();
+    ORB_IMAGE* image = ORB_open(&info, "r");
+    image->info.field_value = 1;
+    image = ORB__merge_fields(image);
+    const IMP_PROCESS process = is_mipmap ? IMP_PROCESS{"mipmap", 0, 0, 0, nullptr} : swatch_of(5);
+    ASSERT_EQ(IMP_open(image, &process, "r"), image);
+    if (is_mipmap) ORB__select(image, 1);
+    const ORB_IFD reduced = image->info.images[0];
+    std::vector<std::vector<std::vector<uint8_t>>> rows;
+    for (int32_t line = 0; line <= reduced.window.top; ++line) {
+      rows.push_back(read_line<uint8_t>(image, line, 3, window_width(reduced)));
+      ASSERT_FALSE(rows.back().empty());
+    }
+    ASSERT_GT(rows.size(), 3u);
+    for (const int32_t line : {2, 0, 3, 1}) {
+      ASSERT_EQ(ORB_seek(&image, line), ORB_OK);
+      EXPECT_EQ(read_line<uint8_t>(image, line, 3, window_width(reduced)), rows[static_cast<size_t>(line)]);
+    }
+    EXPECT_EQ(ORB_close(image), 0);
+  }
+}
+
+TEST(Swatch, WritersRefuseFilesThatAreNoneAndRowsOutOfOrder) {
+  const Picture full = Picture("full", "mem").window({0, 9, 0, 9});
+  const ReportRecorder recorder;
+  const struct {
+    int32_t pair[2];
+    int32_t images;
+  } rows[] = {{{0, 0}, 1}, {{200, 1}, 1}, {{200, 200}, 2}};
+  for (const auto& row : rows) {
+    Picture file = Picture("swatch", "mem").images(row.images);
+    for (int i = 0; i < 2; ++i) file.ifds[0].pair_a[i] = row.pair[i];
+    const Image image = open_to_write(file);
+    const IMP_PROCESS process = swatch_of(5);
+    EXPECT_EQ(IMP_open(image.get(), &process, "w"), nullptr) << row.pair[0];
+    EXPECT_EQ(image->layers, nullptr);
+  }
+  Picture file("swatch", "mem");
+  const IMP_PROCESS process = swatch_of(5, full.ifds.data());
+  ASSERT_EQ(IMP_plan(&process, full.ifds.data(), file.ifds.data(), 1), 1);
+  const Image image = open_to_write(file);
+  ASSERT_NE(IMP_open(image.get(), &process, "w"), nullptr);
+  void** const samples = filled_rows(full, 0, 0);
+  for (const int32_t line : {1, -1, 10, 99}) {
+    EXPECT_EQ(ORB_scan_write(image.get(), line, samples), ORB_E_SCANLINE) << line;
+  }
+  EXPECT_EQ(ORB_scan_write(image.get(), 0, samples), 0);
+  EXPECT_EQ(ORB_scan_write(image.get(), 0, samples), ORB_E_SCANLINE);
+  ORB_chan_free(samples);
+}
+
 // What a stack stands on that has frames: the second is the first one's negative.
 bool is_second_frame = false;
 int32_t scan_frame(void* data, int32_t line, void* rows_out) {

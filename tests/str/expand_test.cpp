@@ -25,7 +25,8 @@ TEST(Expand, replaces_variables_and_names_the_one_that_is_not_set) {
       {"", ""}, {"plain name ", "plain name "}, {" \t name", "name"}, {"$ORB_TEST_DIR/x", "/pictures/x"},
       {"${ORB_TEST_DIR}x", "/picturesx"}, {"a$ORB_TEST_2.b", "atwo.b"},
       {"$ORB_TEST_2$ORB_TEST_DIR", "two/pictures"}, {"$ORB_TEST_UNSET/x", "?ORB_TEST_UNSET"},
-      {"a${ORB_TEST_UNSET}", "?ORB_TEST_UNSET"}, {"cost: 5$", "?"}, {"$$", "?"}, {"${}", "?"}};
+      {"a${ORB_TEST_UNSET}", "?ORB_TEST_UNSET"}, {"cost: 5$", "?"}, {"$$", "?"}, {"${}", "?"},
+      {"${ORB_TEST_DIR", "/pictures"}, {"${ORB_TEST_DIR/x", "/pictures/x"}};
   // clang-format on
   for (const auto& row : rows) EXPECT_EQ(expanded(row.text), row.result) << row.text;
 }

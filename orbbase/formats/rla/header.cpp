@@ -100,6 +100,15 @@ void store_number(int64_t value, const Field& field, uint8_t* bytes) {
 
 bool is_range(int64_t low, int64_t high) { return low >= 0 && low <= high; }
 
+bool has_sound_windows(const Header& header) {
+  return is_range(header.window_left, header.window_right) &&
+         is_range(header.window_bottom, header.window_top) &&
+         is_range(header.active_left, header.active_right) &&
+         is_range(header.active_bottom, header.active_top) && header.active_left >= header.window_left &&
+         header.active_right <= header.window_right && header.active_bottom >= header.window_bottom &&
+         header.active_top <= header.window_top;
+}
+
 }  // namespace
 
 void Text::set(const char* text) {
@@ -135,12 +144,7 @@ void compose_header(const Header& header, HeaderBytes out) {
 }
 
 bool is_sound(const Header& header) {
-  return is_range(header.window_left, header.window_right) &&
-         is_range(header.window_bottom, header.window_top) &&
-         is_range(header.active_left, header.active_right) &&
-         is_range(header.active_bottom, header.active_top) && header.active_left >= header.window_left &&
-         header.active_right <= header.window_right && header.active_bottom >= header.window_bottom &&
-         header.active_top <= header.window_top &&
+  return has_sound_windows(header) &&
          (header.aspect.chars[0] != '\0' || header.aspect_ratio.chars[0] != '\0') &&
          header.color_count >= 0 && header.color_count <= 3 && header.matte_count >= 0 &&
          header.matte_type >= 0 && header.color_type >= 0;

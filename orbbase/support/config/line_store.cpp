@@ -1,6 +1,7 @@
 // The configuration file: found, read once, split into words, and handed line by line to every database.
 #include "orbbase/support/config/line_store.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -121,6 +122,8 @@ bool read_lines(std::FILE* file) {
     }
     if (!append_line(buffer)) return false;
   }
+  if (std::ferror(file))
+    ERR_printf(ERR_WARNING, "%s: cannot be read further; %s", state.path, std::strerror(errno));
   return true;
 }
 

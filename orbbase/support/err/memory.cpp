@@ -32,6 +32,8 @@ void* allocate_zeroed(uint64_t count, uint64_t record_bytes) {
 
 void* ERR_malloc(uint32_t size_bytes) { return orb::checked(std::malloc(size_bytes)); }
 
+void* ERR_zalloc(uint32_t size_bytes) { return orb::checked(std::calloc(size_bytes, 1)); }
+
 void* ERR_realloc(void* block, uint32_t size_bytes) { return orb::checked(std::realloc(block, size_bytes)); }
 
 int32_t ERR_free(void* block) {

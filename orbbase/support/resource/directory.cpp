@@ -40,7 +40,8 @@ bool read_type(File& file, Type& type) {
       !read_word(stream, &type.list_offset)) {
     return short_read(file);
   }
-  return type.code != 0 || not_whole(file, "a type has no code");
+  if (type.code == 0) return not_whole(file, "a type has no code");
+  return true;
 }
 
 bool read_types(File& file) {
@@ -73,7 +74,8 @@ bool read_resource(File& file, Resource& resource, uint64_t* left_bytes) {
   }
   resource.name[length] = '\0';
   resource.size_word = size_word & (kSizeBits | kDeletedBit);
-  return std::strlen(resource.name) == length || not_whole(file, "a name has a zero byte");
+  if (std::strlen(resource.name) != length) return not_whole(file, "a name has a zero byte");
+  return true;
 }
 
 // The bytes from the list's start to whatever begins next; false when it begins inside of something.

@@ -27,6 +27,7 @@ struct Attempt {
   Stream stream;
   owned<char> path;
   int first_error = 0;  // of the name itself
+  bool lacks_memory = false;
 };
 
 // Anything but a regular file has no size to hold its claims against.
@@ -42,7 +43,10 @@ bool try_path(const char* path, void* context) {
   auto& attempt = *static_cast<Attempt*>(context);
   attempt.stream.reset(open_regular(path, attempt.mode));
   if (!attempt.stream && attempt.first_error == 0) attempt.first_error = errno;
-  if (!attempt.stream) return false;
+  attempt.lacks_memory = !attempt.stream && errno == ENOMEM;
+  if (attempt.lacks_memory) report(kNoMemory);
+  if (!attempt.stream)
+    return attempt.lacks_memory;  // the next place would be another file, or not for update
   const uint64_t bytes = std::strlen(path) + 1;
   attempt.path.reset(static_cast<char*>(allocate(bytes)));
   if (attempt.path) std::memcpy(attempt.path.get(), path, bytes);

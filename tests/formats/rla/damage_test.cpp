@@ -1,4 +1,6 @@
 #include "orbbase/formats/rla.h"
+#include "orbbase/formats/rla/sample_coders.h"
+#include "tests/core/picture.h"
 #include "tests/formats/rla/rla_test.h"
 #include "tests/support/fail_allocation.h"
 
@@ -65,6 +67,7 @@ TEST_F(Rla, a_damaged_header_is_refused_by_the_open_and_where_it_matters_by_the_
               {"active below", 12, 0, -8, false},
               {"active above", 14, 4, -8, false},
               {"active reversed", 8, 4, -8, false},
+              {"active rows reversed", 12, 4, -8, false},
               {"4 colours", 20, 4, -8, false},
               {"negative colours", 20, -1, -8, false},
               {"negative mattes", 22, -1, -8, false},
@@ -161,8 +164,21 @@ TEST_F(Rla, a_damaged_row_fails_alone) {
     EXPECT_EQ(ORB_scan_read(image.get(), 0, &cells), 0) << row.what;
     EXPECT_EQ(ORB_scan_read(image.get(), 1, &cells), row.code) << row.what;
     EXPECT_EQ(recorder.reports.size(), row.code == 0 ? 0U : 1U) << row.what << recorder.texts();
+    if (row.code == -18) {
+      EXPECT_TRUE(recorder.texts().ends_with("the file is cut short")) << recorder.texts();
+    }
     EXPECT_EQ(ORB_scan_read(image.get(), 2, &cells), 0) << row.what;
     EXPECT_EQ(ORB_scan_read(image.get(), 0, &cells), 0) << row.what;
+  }
+}
+
+TEST_F(Rla, a_block_of_plain_samples_has_their_size) {
+  const orb::rla::SampleCoder* const coder = orb::rla::sample_coder({nullptr, 1, ORB_C_FLOAT, 32});
+  ASSERT_NE(coder, nullptr);
+  const uint8_t block[13] = {};
+  uint8_t samples[12];
+  for (const size_t bytes : {11U, 12U, 13U}) {
+    EXPECT_EQ(coder->decode({block, bytes}, samples, 3, {}), bytes == 12) << bytes;
   }
 }
 
@@ -208,6 +224,33 @@ TEST_F(Rla, a_short_file_cannot_ask_for_much_memory) {
   // A table that ends behind the file.
   EXPECT_FALSE(open_bytes(cut_at(RlaFile().window(1, 32768).bytes(), 740 + 4 * 32768 - 1)));
   EXPECT_EQ(orb__err, -8);
+}
+
+// Wherever the limit bites, once; with room enough all is well.
+TEST_F(Rla, keeps_to_every_limit) {
+  for (const uint32_t type : {ORB_C_INTEGER, ORB_C_FLOAT}) {
+    Picture picture("limits.rla", "rla");
+    picture.window({0, 299, 0, 4}).group(&ORB_IFD::color, 3, type, 32);
+    for (const bool is_writing : {false, true}) {
+      for (const int32_t limit : {ORB_LIMIT_BUFFER, ORB_LIMIT_HANDLE}) {
+        ASSERT_EQ(write_whole(picture), 0);
+        for (uint64_t bytes = 64; bytes < 3000000; bytes += bytes / 4) {
+          ReportRecorder recorder;
+          const uint64_t before = ORB_limit(limit, bytes);
+          int32_t code = 0;
+          if (is_writing) {
+            code = write_whole(picture);
+          } else {
+            const Image image = open_file("limits.rla");
+            code = image ? read_all(*image) : orb__err;
+          }
+          ORB_limit(limit, before);
+          EXPECT_TRUE(code == 0 || (code == -10 && bytes < 2000000)) << bytes << ": " << code;
+          EXPECT_EQ(recorder.reports.size(), code == 0 ? 0U : 1U) << bytes << recorder.texts();
+        }
+      }
+    }
+  }
 }
 
 TEST_F(Rla, survives_the_failure_of_any_allocation_of_a_reader) {

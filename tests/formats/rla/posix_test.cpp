@@ -1,12 +1,17 @@
 // What only such systems have: full devices, limits on files, FIFOs.
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <string>
 #include <thread>
 
 #include "orbbase/formats/rla.h"
+#include "orbbase/formats/rla/header.h"
 #include "tests/core/picture.h"
 #include "tests/formats/rla/rla_test.h"
 
@@ -29,6 +34,46 @@ class FileLimit {
  private:
   rlimit before_ = {};
 };
+
+// The program's standard output as a file for the length of a block.
+class StandardOutput {
+ public:
+  explicit StandardOutput(const char* path) {
+    std::fflush(stdout);
+    const int file = open(path, O_CREAT | O_WRONLY | O_TRUNC, 0600);
+    dup2(file, STDOUT_FILENO);
+    close(file);
+  }
+  ~StandardOutput() {
+    std::fflush(stdout);
+    dup2(before_, STDOUT_FILENO);
+    close(before_);
+  }
+  StandardOutput(const StandardOutput&) = delete;
+  StandardOutput& operator=(const StandardOutput&) = delete;
+
+ private:
+  int before_ = dup(STDOUT_FILENO);
+};
+
+TEST_F(Rla, standard_output_takes_the_rows_and_the_time_behind_them) {
+  Picture picture("/dev/stdout", "rla");
+  picture.images(2);
+  int32_t code = 0;
+  {
+    const StandardOutput standard("out.rla");
+    code = write_whole(picture);
+  }
+  ASSERT_EQ(code, 0);
+  const Bytes streamed = get_file("out.rla");
+  picture.name = "file.rla";
+  ASSERT_EQ(write_whole(picture), 0);
+  const Bytes file = get_file("file.rla");
+  ASSERT_EQ(streamed.size(), file.size() + rla::kTimeBytes);
+  constexpr size_t kRowsAt = 740 + 5 * 4;  // behind the header and the offsets, to which nobody could go back
+  EXPECT_TRUE(std::equal(streamed.begin() + kRowsAt, streamed.begin() + 900, file.begin() + kRowsAt));
+  EXPECT_EQ(std::string(streamed.end() - rla::kTimeBytes, streamed.end()).substr(0, 6), "00:00:");
+}
 
 TEST_F(Rla, a_failed_open_removes_only_a_file_that_it_made) {
   ReportRecorder recorder;

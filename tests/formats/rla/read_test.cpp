@@ -3,6 +3,7 @@
 
 #include "orbbase/core/internal.h"
 #include "orbbase/formats/rla.h"
+#include "orbbase/formats/rla/number_text.h"
 #include "tests/formats/rla/rla_test.h"
 #include "tests/support/environment.h"
 
@@ -214,6 +215,40 @@ TEST_F(Rla, an_older_file_is_8_bits_and_has_a_field_only_by_its_name) {
   }
 }
 
+TEST_F(Rla, pairs_of_numbers_are_read_as_far_as_they_go) {
+  const struct {
+    const char* text;
+    int count;
+    float first, second;
+  } rows[] = {{"0.67 0.33", 2, 0.67F, 0.33F},
+              {"\t+1.5\r\v2", 2, 1.5F, 2},
+              {"12345678.5 1", 2, 12345678.5F, 1},
+              {"1.123456789 2", 2, 1.123456789F, 2},
+              {"1.25", 1, 1.25F, 0},
+              {"1. .5", 2, 1, 0.5F},
+              {"1.5x 2", 1, 1.5F, 0},
+              {"7", 1, 7, 0},
+              {"12 45678.5 7", 2, 12, 45678.5F},
+              {"0.5e1 2", 2, 5, 2},
+              {"-1.5 -2", 2, -1.5F, -2},
+              {"1/2", 1, 1, 0},
+              {"+-1.5", 0, 0, 0},
+              {"+", 0, 0, 0},
+              {"1e39 1", 0, 0, 0},
+              {"\x0e 1", 0, 0, 0},
+              {"\x08 1", 0, 0, 0},
+              {"", 0, 0, 0},
+              {" ", 0, 0, 0},
+              {"1.5 +", 1, 1.5F, 0}};
+  for (const auto& row : rows) {
+    float first = 0;
+    float second = 0;
+    EXPECT_EQ(orb::rla::read_pair(row.text, &first, &second), row.count) << row.text;
+    EXPECT_EQ(first, row.first) << row.text;
+    EXPECT_EQ(second, row.second) << row.text;
+  }
+}
+
 TEST_F(Rla, gamma_aspect_and_date_texts_read_by_their_rules) {
   const struct {
     const char* gamma;
@@ -277,6 +312,7 @@ TEST_F(Rla, finds_textures_through_a_chain_of_variables) {
   std::filesystem::create_directory("textures");
   put_file("textures/in.rla", RlaFile().next().bytes());
   put_file("here.rla", RlaFile().bytes());
+  const std::string here = std::filesystem::absolute("here.rla");
   const struct {
     const char* folder;
     const char* link;
@@ -286,6 +322,7 @@ TEST_F(Rla, finds_textures_through_a_chain_of_variables) {
               {"ORB_TEST_LINK", "textures", "in.rla", "textures/in.rla"},
               {"ORB_TEST_LINK", "ORB_TEST_LINK", "here.rla", "here.rla"},
               {"textures", "", "here.rla", "here.rla"},
+              {"textures", "", here.c_str(), here.c_str()},
               {"textures", "", "in", nullptr},
               {"nowhere", "", "in.rla", nullptr}};
   const struct {
@@ -309,6 +346,23 @@ TEST_F(Rla, finds_textures_through_a_chain_of_variables) {
       for (int32_t k = 0; k < image->info.image_count; ++k)
         EXPECT_EQ(image->info.images[k].image_kind, kind.kind);
     }
+  }
+  put_file("text.rla", {1, 2, 3});
+  const struct {
+    ORB_OPEN_FN open;
+    const char* name;
+    int32_t code;
+  } failures[] = {{ORB_rla_texture_4_r_open, "text.rla", -8},
+                  {ORB_rla_texture_4_w_open, "gone.rla", -5},
+                  {ORB_rla_texture_8_w_open, "gone.rla", -5},
+                  {ORB_rla_texture_16_w_open, "gone.rla", -5},
+                  {ORB_rla_texture_16_w_open, "here.rla", -5}};  // without images
+  for (const auto& failure : failures) {
+    ReportRecorder recorder;
+    ImageOwner handle = new_handle(ORB_MODE_READ);
+    ASSERT_TRUE(replace_text(&handle->info.handle, failure.name));
+    EXPECT_EQ(failure.open(handle.get()), 0) << failure.name;
+    EXPECT_EQ(orb__err, failure.code) << failure.name;
   }
 }
 

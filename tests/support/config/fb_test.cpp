@@ -1,5 +1,6 @@
 #include <string>
 
+#include "orbbase/support/config/internal.h"
 #include "tests/support/config/configuration.h"
 #include "tests/support/fail_allocation.h"
 
@@ -19,13 +20,23 @@ std::string names() {
   return all;
 }
 
+TEST(FrameBuffersAlone, are_there_for_the_first_who_asks) {
+  EXPECT_NE(orb::fb::find("ntsc"), nullptr);
+  EXPECT_EQ(orb::fb::find(nullptr), nullptr);
+  orb::config::ListedSetting listed;
+  EXPECT_TRUE(orb::fb::list(orb::fb::listed_count() - 1, &listed));
+  EXPECT_FALSE(orb::fb::list(orb::fb::listed_count(), &listed));
+  EXPECT_TRUE(orb::fmt::list(orb::fmt::listed_count() - 1, &listed));
+  EXPECT_FALSE(orb::fmt::list(orb::fmt::listed_count(), &listed));
+}
+
 TEST_F(FrameBuffers, are_three_without_a_file) {
   EXPECT_EQ(names(), "full;ntsc;pal;");
   EXPECT_STREQ(orb::fb::default_name(), "full");
   const FrameBuffer* const ntsc = orb::fb::find("ntsc");
   EXPECT_EQ(ntsc->resolution[1], 486);
   EXPECT_EQ(ntsc->blue[2], 0.796f);
-  EXPECT_EQ(ntsc->depth, 24);
+  for (const char* name : {"full", "ntsc", "pal"}) EXPECT_EQ(orb::fb::find(name)->depth, 24) << name;
 }
 
 TEST_F(FrameBuffers, are_defined_by_their_difference_from_the_first_built_in_one) {

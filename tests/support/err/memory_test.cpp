@@ -19,6 +19,7 @@ TEST_F(Memory, that_runs_out_is_reported_once_by_each_way_to_ask_for_it) {
     const char* what;
     void* (*ask)(void* block);
   } rows[] = {{"malloc", [](void*) { return ERR_malloc(8); }},
+              {"zalloc", [](void*) { return ERR_zalloc(8); }},
               {"realloc", [](void* old) { return ERR_realloc(old, 1 << 20); }},
               {"new realloc", [](void*) { return ERR_realloc(nullptr, 8); }},
               {"allocate", [](void*) { return allocate(8); }},

@@ -3,6 +3,7 @@
 
 #include "orbbase/support/err.h"
 #include "orbbase/support/resource/records.h"
+#include "tests/support/fail_allocation.h"
 #include "tests/support/resource/resource_file.h"
 
 namespace orb::testing {
@@ -104,6 +105,29 @@ TEST_F(ResourceFiles, with_claims_that_cannot_be_fail_with_the_reason) {
   }
 }
 
+TEST_F(ResourceFiles, survive_the_failure_of_any_allocation_of_the_open) {
+  std::vector<TypeOfItems> types;  // records and names of several blocks
+  for (uint32_t code = 1; code <= 900; ++code) types.push_back({code, {}});
+  for (int i = 0; i < 300; ++i) types[0].items.push_back({std::string(100, 'n') + std::to_string(i), ""});
+  std::string name;
+  while (name.size() < 300) name += "./";
+  name += "r";
+  for (const std::string& bytes : {resource_bytes(types), resource_bytes({})}) {
+    put_file("r", bytes);
+    for (int64_t nth = 1;; ++nth) {
+      ASSERT_LT(nth, 100);
+      recorder.clear();
+      const FailAllocation fail(nth);
+      ORB_RSRC_FILE* const file = orb__rsrc_open(name.c_str());
+      EXPECT_EQ(file == nullptr, fail.happened()) << nth;
+      if (!fail.happened()) break;
+      EXPECT_EQ(orb__err, ORB_E_MEMORY) << nth;
+      EXPECT_EQ(recorder.reports.size(), 1u) << nth;
+    }
+    EXPECT_EQ(orb__rsrc_close(name.c_str(), 0), 1);
+  }
+}
+
 TEST_F(ResourceFiles, load_no_bytes_that_the_file_does_not_have) {
   const struct { uint32_t offset, bytes; } rows[] = {{0xFFFFFFFF, 1}, {100, 0xFFFFFF}, {36, 1}, {35, 2}};
   for (const auto& row : rows) {
@@ -137,6 +161,14 @@ TEST_F(ResourceFiles, that_cannot_be_read_any_more_say_so) {
   EXPECT_TRUE(
       recorder.reports.at(0).text.starts_with("Cannot read resource file r; "));  // and the system's reason
   EXPECT_EQ(file_bytes("r"), bytes);
+}
+
+TEST_F(ResourceFiles, may_have_an_item_of_all_their_bytes) {
+  const std::string bytes =
+      word(1) + word(1) + word(12) + "TEXT" + word(1) + word(24) + half(0) + word(0) + word(34);
+  ORB_RSRC_FILE* file = open_bytes(bytes);
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(loaded(file, kText, ""), bytes);
 }
 
 TEST_F(ResourceFiles, whose_items_share_their_bytes_load_no_more_than_the_file_has) {

@@ -38,6 +38,19 @@ TEST_F(ResourceFiles, are_dumped_line_by_line) {
       "\tupdate         : 1\tNumber of types: 1\n";
   EXPECT_EQ(dump, file_lines + type_lines + resource_lines[0] + resource_lines[1]);
 
+  dump.clear();
+  {
+    const FailAllocation fail(1);  // the long name's line, the last but what is behind it
+    EXPECT_EQ(orb__rsrc_dump(file, 0), 0);
+    EXPECT_EQ(orb__err, ORB_E_MEMORY);
+  }
+  EXPECT_TRUE(dump.ends_with(resource_lines[0] + "\t\tRESOURCE\n")) << dump;
+  ORB_RSRC_ITEM item = {};
+  EXPECT_EQ(orb__rsrc_find(file, kText, "none", &item), 0);
+  EXPECT_EQ(orb__rsrc_find(file, kText, long_name.c_str(), nullptr), 1);
+  EXPECT_EQ(orb__rsrc_find(file, kText, long_name.c_str(), &item), 1);
+  EXPECT_EQ(item.offset, 14u);
+
   ASSERT_EQ(orb__rsrc_add(file, kError, "new", "xyz", 3), 1);
   ASSERT_EQ(orb__rsrc_add(file, kText, "b", "", 0), 1);
   dump.clear();
@@ -47,7 +60,7 @@ TEST_F(ResourceFiles, are_dumped_line_by_line) {
         "\n\tnTypes         : 1\n\tnTypes(queue)  : 1\n\tTYPE\n",
         "nResources     : 2\n\t\tnResources(q)  : 1\n",
         "\tTYPE\n\t\tcode           : ERRO\n\t\tstatus         : 1\n\t\tnResources     : 0\n"
-        "\t\tnResources(q)  : 1\n"}) {
+        "\t\tnResources(q)  : 1\n\t\toffset         : 0\n"}) {
     EXPECT_NE(dump.find(part), std::string::npos) << part << "\n" << dump;
   }
 }

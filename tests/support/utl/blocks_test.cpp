@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "orbbase/support/utl.h"
+#include "orbbase/support/utl/block_index.h"
 #include "orbbase/support/utl/messages.h"
 #include "tests/support/fail_allocation.h"
 
@@ -176,5 +177,33 @@ TEST(CheckedBlocksDeathTest, AnythingButYesAborts) {
   UTL_malloc(10, 4);
 }
 #endif
+
+TEST(CheckedBlocks, of_no_bytes_are_blocks_too) {
+  void* const block = UTL_malloc(0, 4);
+  ASSERT_NE(block, nullptr);
+  void* const moved = UTL_realloc(block, 0, 4);
+  EXPECT_NE(moved, nullptr);
+  EXPECT_EQ(UTL_free(moved), 0);
+}
+
+TEST(BlockIndex, keeps_the_first_entry_of_a_base_until_it_goes) {
+  static orb::utl::BlockIndex index;  // never given back
+  const char bases[600] = {};
+  EXPECT_EQ(index.find(bases), index.kNone);
+  index.remove(bases);
+  for (uint32_t i = 0; i < 500; ++i) index.insert(bases + i, i);
+  index.insert(bases + 7, 1000);
+  index.insert(nullptr, 5);
+  EXPECT_EQ(index.find(nullptr), index.kNone);
+  for (uint32_t i = 0; i < 500; i += 2) index.remove(bases + i);
+  index.remove(bases + 550);
+  index.remove(nullptr);
+  for (uint32_t i = 0; i < 600; ++i) {
+    EXPECT_EQ(index.find(bases + i), i < 500 && i % 2 != 0 ? i : index.kNone) << i;
+  }
+  for (uint32_t i = 500; i < 600; ++i) index.insert(bases + i, i);  // in larger room, without those that went
+  EXPECT_EQ(index.find(bases + 599), 599u);
+  EXPECT_EQ(index.find(bases + 499), 499u);
+}
 
 }  // namespace
