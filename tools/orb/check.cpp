@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "at_work.h"
 #include "input.h"
 #include "json.h"
 #include "printable.h"
@@ -51,9 +52,10 @@ void check_image(Image& reader, int32_t index, const std::string& file, Checked&
     const auto line =
         static_cast<int32_t>(is_bottom_up(image) ? image.window.bottom + i : image.window.top - i);
     void** rows = nullptr;
+    note_call(Doing::reading);
     const int32_t code = index == 0 ? ORB_scan_read(reader.get(), line, &rows)
                                     : reader->scan(reader->driver[index].data, line, &rows);
-    if (code != 0) {
+    if (code != 0 || !has_rows(rows, image)) {
       fail_with(checked, code,
                 file + ": cannot read row " + std::to_string(line) + " of image " + std::to_string(index));
     }
@@ -172,32 +174,35 @@ Json as_json(const std::string& file, const char* result, const Checked& checked
 }
 
 int run(const CheckOptions& options) {
-  Json files = Json::array();
-  Results results(options.common);
+  FileResults found;
   Checked checked;
-  const auto check = [&](const std::string& file) {
+  const auto check = [&](const std::string& file, FileResults& results) {
     checked = {};
     check_file(options, file, checked);
     if (!options.common.is_quiet) results.text += as_text(file, checked);
-    files.push_back(as_json(file, "ok", checked));
+    results.list.push_back(as_json(file, "ok", checked));
   };
-  const auto note_failure = [&](const std::string& file, const Failure& failure) {
+  const auto note_failure = [&](const std::string& file, const Failure& failure, FileResults& results) {
     if (failure.code() == kNoInput) checked = {};  // of another file
     if (checked.code == 0) checked.code = code_of(failure);
     results.text += failure_text(file, checked);
     Json outcome = as_json(file, "failed", checked);
     outcome["code"] = checked.code;
     outcome["error"] = error_of(checked);
-    files.push_back(outcome);
+    results.list.push_back(outcome);
   };
   Json sequences = Json::array();
-  const auto note_sequence = [&](const std::string& typed, const FrameSummary& summary) {
+  const auto note_sequence = [&](const std::string& typed, const FrameSummary& summary,
+                                 FileResults& results) {
     if (!options.common.is_quiet) results.text += printable(typed) + ": " + summary.text() + "\n";
     sequences.push_back({{"sequence", typed}, {"summary", summary.json()}});
   };
-  const int status = for_each_file(options.files, options.sequence, {check, note_failure, note_sequence});
+  const int status =
+      for_each_file(options.files, options.sequence, {check, note_failure, note_sequence}, found);
+  Results results(options.common);
+  results.text = found.text;
   if (options.common.json) {
-    Json all = {{"files", files}};
+    Json all = {{"files", found.list}};
     if (!sequences.empty()) all["sequences"] = sequences;
     results.text = to_text(all);
   }

@@ -5,6 +5,7 @@
 #include "exit_codes.h"
 #include "format_choice.h"
 #include "interrupt.h"
+#include "isolation.h"
 #include "results.h"
 #include "verbs.h"
 
@@ -40,21 +41,27 @@ void tell(const CommonOptions& common, const std::string& text) {
   results.deliver();
 }
 
+bool tells_in_json(const CommonOptions& common) {
+  return common.json && (common.is_dry_run || output_name(common.output) != "/dev/stdout");
+}
+
+void tell_failure(const CommonOptions& common, const Conversion& conversion, const Failure& failure) {
+  if (!tells_in_json(common) || failure.code() == kUsage) return;
+  Json outcome = conversion.summary(failure.code() == kLossRefused ? "refused" : "failed");
+  outcome["error"] = *failure.what() != '\0' ? failure.what() : last_error_text();
+  tell(common, to_text(outcome));
+}
+
 int convert_one(const ConversionOptions& options) {
   const CommonOptions& common = options.common;
-  const bool tells = common.json && (common.is_dry_run || output_name(common.output) != "/dev/stdout");
   Conversion conversion(options);
   try {
     conversion.run();
   } catch (const Failure& failure) {
-    if (tells && failure.code() != kUsage) {
-      Json outcome = conversion.summary(failure.code() == kLossRefused ? "refused" : "failed");
-      outcome["error"] = *failure.what() != '\0' ? failure.what() : last_error_text();
-      tell(common, to_text(outcome));
-    }
+    tell_failure(common, conversion, failure);
     throw;
   }
-  if (tells) {
+  if (tells_in_json(common)) {
     tell(common, to_text(conversion.summary(common.is_dry_run ? "would be written" : "written")));
   } else if (common.is_dry_run) {
     tell(common, conversion.plan_text());
@@ -62,16 +69,30 @@ int convert_one(const ConversionOptions& options) {
   return kDone;
 }
 
+int convert_one_apart(const ConversionOptions& options) {
+  try {
+    static_cast<void>(contain([&] { return convert_one(options), std::string(); }, options.common.output));
+  } catch (const Death& death) {
+    tell_failure(options.common, Conversion(options), death);
+    throw;
+  }
+  return kDone;
+}
+
 void add_frame_options(CLI::App& verb, ConvertOptions& options) {
   add_sequence_options(verb, options.sequence);
-  verb.add_option("--missing", options.missing,
-                  "what becomes of missing frames: error, skip, hold, nearest or black")
+  verb.add_option(
+          "--missing", options.missing,
+          "what becomes of frames that are missing: error, skip, hold, nearest or black; default: error")
       ->type_name("HOW")
       ->check(CLI::IsMember({"error", "skip", "hold", "nearest", "black"}));
-  verb.add_flag("--only-missing", options.only_missing, "pass over frames whose outputs exist");
-  verb.add_option("--results", options.results, "one line of JSON a frame; - is standard output")
+  verb.add_flag("--only-missing", options.only_missing, "make only the frames whose outputs do not exist");
+  verb.add_option("--results", options.results,
+                  "write one line of JSON a frame to this file; - is standard output")
       ->type_name("FILE");
-  verb.add_option("-j,--jobs", options.jobs, "frames at once; 0: as many as there are processors; default: 1")
+  verb.add_option("-j,--jobs", options.jobs,
+                  "frames to convert at once, up to " + std::to_string(kMostWorkers) +
+                      "; 0: as many as there are processors; default: 1")
       ->type_name("N")
       ->check(CLI::Range(0, kMostWorkers));
 }
@@ -84,20 +105,22 @@ int convert(const ConvertOptions& options) {
   ConversionOptions one = options.one;
   one.input = options.inputs.front();
   one.most_spool_bytes = most_spool_bytes(options.memory);
-  return convert_one(one);
+  return isolation() == nullptr ? convert_one(one) : convert_one_apart(one);
 }
 
 void add_convert_options(CLI::App& verb, ConvertOptions& options) {
-  add_common_options(verb, options.one.common, "the image to write, or a pattern; - is standard output");
+  add_common_options(verb, options.one.common,
+                     "the image to write, or a pattern for a sequence; - is standard output");
   verb.get_option("--output")->required();
-  verb.add_option("IN", options.inputs, "the image to read, or a pattern, or several; - is standard input")
+  verb.add_option("IN", options.inputs,
+                  "the image to read; or a pattern, or several files, for a sequence; - is standard input")
       ->required();
   add_input_options(verb, options.one.reading);
   add_step_options(verb, options.one.steps);
   add_region_options(verb, options.one.region);
   add_output_options(verb, options.one.writing);
   verb.add_flag("--mipmap", options.one.writing.makes_mipmap,
-                "write the image and its halves down to one pixel, each an image of the file");
+                "write the image and its halves down to one pixel as the images of one file");
   add_frame_options(verb, options);
   add_memory_option(verb, options.memory);
 }

@@ -17,6 +17,7 @@
 #include "frame_plan.h"
 #include "frame_summary.h"
 #include "interrupt.h"
+#include "isolation.h"
 #include "results.h"
 #include "target.h"
 #include "workers.h"
@@ -149,7 +150,8 @@ FrameConversion::FrameConversion(const ConvertOptions& options)
     : options_(options),
       policy_(policy_of(options.missing)),
       limits_(limits_of(options)),
-      plan_(options.inputs, options.one.common.output, {options.sequence, policy_, options.only_missing, options.one.steps.merges_fields}),
+      plan_(options.inputs, options.one.common.output,
+            {options.sequence, policy_, options.only_missing, options.one.steps.merges_fields}),
       lines_(options.results, options.one.common) {
   if (lines_.is_standard_output() && options.one.common.json) {
     throw Failure(kUsage, "--json and --results - both write to standard output");
@@ -219,9 +221,9 @@ Outcome FrameConversion::outcome_of(const FrameJob& job, const JobEnd& end) cons
   const std::string output = plan_.output(job);
   if (end.worker != 0) remove_leftovers(output, end.worker);
   Outcome outcome;
-  outcome.exit_code = end.worker == 0 ? kRetry : kIoError;
+  outcome.exit_code = end.is_worth_retry ? kRetry : kIoError;
   outcome.code = ORB_E_HANDLE;
-  outcome.text = plan_.input(job) + ": " + end.death;
+  outcome.text = isolation() != nullptr && end.worker != 0 ? end.death : plan_.input(job) + ": " + end.death;
   say(ERR_ERROR, outcome.text);
   return outcome;
 }

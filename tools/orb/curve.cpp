@@ -141,22 +141,24 @@ int run(const CurveOptions& options) {
 Verb add_curve(CLI::App& app) {
   CLI::App* verb = app.add_subcommand("curve", "print or draw response curves");
   const auto options = std::make_shared<CurveOptions>();
-  verb->add_option("--gamma", options->gammas, "a curve: light is the stored value to this power")
+  verb->add_option("--gamma", options->gammas, "a curve to print: light is the stored value to this power")
       ->required()
       ->take_all()
       ->allow_extra_args(false)
       ->type_name("G");
-  CLI::Option* composed =
-      verb->add_option(
-              "--compose", options->composed,
-              "and what becomes of the samples of a file with such a curve when this one is asked for")
-          ->type_name("G");
-  verb->add_option("--entries", options->entries, "values a curve")
+  CLI::Option* composed = verb->add_option("--compose", options->composed,
+                                           "also print what becomes of the samples of a file with this gamma "
+                                           "when that of --gamma is asked for")
+                              ->type_name("G");
+  verb->add_option("--entries", options->entries,
+                   "the number of values of a curve, 2 to " + std::to_string(kMostEntries))
+      ->type_name("N")
       ->check(CLI::Range(2, kMostEntries))
       ->capture_default_str();
-  CLI::Option* plot = verb->add_flag("--plot", options->plots, "draw them in the terminal");
-  verb->add_flag("--svg", options->draws_svg, "draw them as SVG, to -o or standard output")->excludes(plot);
-  add_common_options(*verb, options->common, "write the result to a file");
+  CLI::Option* plot =
+      verb->add_flag("--plot", options->plots, "draw the curves in the terminal; not with --svg");
+  verb->add_flag("--svg", options->draws_svg, "draw the curves as SVG; not with --plot")->excludes(plot);
+  add_common_options(*verb, options->common, "write the results to a file");
   Verb added = {verb, &options->common, [options, composed] {
                   options->is_composed = composed->count() > 0;
                   return run(*options);

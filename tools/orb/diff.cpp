@@ -13,21 +13,21 @@ namespace orb::tool {
 namespace {
 
 constexpr const char* kFooter =
-    "\nExit status: 0 match, 1 warning, 2 failure, 3 different sizes, 4 a file cannot be read or written;\n"
-    "2 also for a command line that makes no sense, 5 a loss was refused, 75 worth another try,\n"
-    "130 interrupted. The manual says more: man orb";
+    "\nExit status: 0 match, 1 warning, 2 failure, 3 different sizes, 4 a file cannot\n"
+    "be read or written; 2 also for a command line that makes no sense, 5 a loss was\n"
+    "refused, 75 worth another try, 130 interrupted. The manual says more:\n"
+    "man orb-diff.";
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 int compare_one(const DiffOptions& options) {
-  FileDiff diff(options);
-  const PairEnd end = diff.end();
+  const PairResult result = compare_pair(options);
   if (options.common.json) {
-    deliver(options, to_text(diff.summary(end)));
-  } else if (is_told(options, end.verdict)) {
-    deliver(options, diff.text(end.verdict));
+    deliver(options, to_text(result.summary));
+  } else if (is_told(options, result.end.verdict)) {
+    deliver(options, result.text);
   }
-  return end.status;
+  return result.end.status;
 }
 
 int run(const DiffOptions& options) {
@@ -53,16 +53,23 @@ void add_number(CLI::App& verb, const char* name, double& value, const char* hel
 
 void add_thresholds(CLI::App& verb, DiffOptions& options) {
   constexpr double kMostPercent = 100;
-  add_number(verb, "--fail", options.fail.each, "a difference above this fails; default 1e-06", kInfinity);
+  add_number(verb, "--fail", options.fail.each,
+             "a sample that differs by more than this fails; integers count as parts of their range, 0 to 1; "
+             "default: 0.000001",
+             kInfinity);
   add_number(verb, "--fail-percent", options.fail.percent,
-             "... in more than this part of the pixels; default 0", kMostPercent);
-  add_number(verb, "--hard-fail", options.fail.hard, "one difference above this fails", kInfinity);
-  add_number(verb, "--warn", options.warn.each, "a difference above this warns; default 1e-06", kInfinity);
+             "fail when more than this percentage of the pixels does, 0 to 100; default: 0", kMostPercent);
+  add_number(verb, "--hard-fail", options.fail.hard,
+             "fail when one sample differs by more than this; default: no limit", kInfinity);
+  add_number(verb, "--warn", options.warn.each,
+             "a sample that differs by more than this is worth a warning; default: 0.000001", kInfinity);
   add_number(verb, "--warn-percent", options.warn.percent,
-             "... in more than this part of the pixels; default 0", kMostPercent);
-  add_number(verb, "--hard-warn", options.warn.hard, "one difference above this warns", kInfinity);
+             "warn when more than this percentage of the pixels is worth it, 0 to 100; default: 0",
+             kMostPercent);
+  add_number(verb, "--hard-warn", options.warn.hard,
+             "warn when one sample differs by more than this; default: no limit", kInfinity);
   add_number(verb, "--scale", options.scale,
-             "what the difference image's samples are multiplied by; default 1",
+             "multiply the samples of the difference image by this; default: 1",
              std::numeric_limits<float>::max());
 }
 
@@ -88,9 +95,10 @@ Verb add_diff(CLI::App& app) {
   CLI::App* verb = app.add_subcommand("diff", "compare the samples of two images or sequences");
   const auto options = std::make_shared<DiffOptions>();
   verb->footer(kFooter);
-  add_common_options(*verb, options->common, "the image of the differences to write");
-  verb->add_option("A", options->a, "an image, or a sequence; - is standard input")->required();
-  verb->add_option("B", options->b, "what to compare it with")->required();
+  add_common_options(*verb, options->common, "write the differences as an image; - is standard output");
+  verb->add_option("A", options->a, "an image, or a pattern for a sequence; - is standard input")->required();
+  verb->add_option("B", options->b, "the image or the pattern to compare it with; - is standard input")
+      ->required();
   add_thresholds(*verb, *options);
   add_input_options(*verb, options->reading);
   add_sequence_options(*verb, options->sequence);

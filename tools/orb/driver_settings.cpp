@@ -5,7 +5,9 @@
 #include <cstring>
 #include <optional>
 
+#include "at_work.h"
 #include "exit_codes.h"
+#include "reports.h"
 
 namespace orb::tool {
 namespace {
@@ -111,6 +113,7 @@ DriverSettings::DriverSettings(const ORB_FORMAT& format, const std::vector<std::
 // A handle owns its settings; those of an open that failed are still ours.
 ORB_IMAGE* DriverSettings::open(ORB_INFO& record, const char* mode) const {
   record.settings = list();
+  note_file(*mode == 'w' ? Doing::writing : Doing::reading, shown_name(record.handle), record.key);
   ORB_IMAGE* const image = ORB_open(&record, mode);
   if (image != nullptr || record.settings == nullptr) return image;
   for (ORB_CAP_SETTING** setting = record.settings; *setting != nullptr; ++setting) ERR_free(*setting);

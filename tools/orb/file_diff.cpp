@@ -7,6 +7,7 @@
 #include "diff_text.h"
 #include "exit_codes.h"
 #include "format_choice.h"
+#include "isolation.h"
 #include "printable.h"
 #include "reports.h"
 
@@ -163,6 +164,41 @@ PairEnd FileDiff::end() {
     if (failure.code() == kUsage) throw;
     if (*failure.what() != '\0') say(ERR_ERROR, failure.what());
     return {kFileError, exit_code_of(failure), last_error_text()};
+  }
+}
+
+namespace {
+
+PairResult compare_here(const DiffOptions& options) {
+  FileDiff diff(options);
+  const PairEnd end = diff.end();
+  return {end, end.verdict == kFileError ? "" : diff.text(end.verdict), diff.summary(end)};
+}
+
+PairResult compare_apart(const DiffOptions& options) {
+  const auto compare = [&] {
+    const PairResult result = compare_here(options);
+    return packed({{"verdict", static_cast<int>(result.end.verdict)},
+                   {"status", result.end.status},
+                   {"error", result.end.error},
+                   {"text", result.text},
+                   {"summary", result.summary}});
+  };
+  const Json result = unpacked(contain(compare, options.common.output));
+  const PairEnd end = {static_cast<Verdict>(result["verdict"].get<int>()), result["status"], result["error"]};
+  return {end, result["text"], result["summary"]};
+}
+
+}  // namespace
+
+PairResult compare_pair(const DiffOptions& options) {
+  if (isolation() == nullptr) return compare_here(options);
+  try {
+    return compare_apart(options);
+  } catch (const Death& death) {
+    say(ERR_ERROR, death.what());
+    const PairEnd end = {kFileError, kFileError, death.what()};
+    return {end, "", FileDiff(options).summary(end)};
   }
 }
 

@@ -47,4 +47,13 @@ class FileDiff {
   std::vector<ImageResult> results_;  // the first, and those that are worth a look
 };
 
+struct PairResult {
+  PairEnd end;
+  std::string text;  // "" without a verdict
+  Json summary;
+};
+
+// The comparison of two files; with --isolate in another process. Throws Failure(kUsage) only.
+PairResult compare_pair(const DiffOptions& options);
+
 }  // namespace orb::tool

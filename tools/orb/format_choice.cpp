@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "at_work.h"
 #include "exit_codes.h"
 #include "orbbase/host.h"
 #include "reports.h"
@@ -39,6 +40,7 @@ bool is_regular_file(const std::string& file) {
 
 const ORB_FORMAT* by_content(const std::string& file) {
   if (!is_regular_file(file)) return nullptr;
+  note_file(Doing::reading, file, "");
   const char* key = ORB_get_file_type(file.c_str(), nullptr, nullptr);
   return key == nullptr ? nullptr : ORB_find(key);  // none for the word that no format knows the file
 }
@@ -47,6 +49,7 @@ const ORB_FORMAT* by_content(const std::string& file) {
 // which says what it is not.
 void compare_with_content(const std::string& file, const ORB_FORMAT& named) {
   if (!is_regular_file(file)) return;
+  note_file(Doing::reading, file, named.key);
   int32_t was_asked = 0;
   const char* agreed = ORB_is_file_type(file.c_str(), nullptr, named.key, &was_asked);
   const ORB_FORMAT* actual = agreed == nullptr && was_asked != 0 ? by_content(file) : nullptr;

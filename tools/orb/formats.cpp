@@ -60,8 +60,9 @@ std::string access_text(int32_t access) {
   return text + ((access & ORB_ACCESS_ANY_LINE) != 0 ? "*" : "-");
 }
 
-constexpr const char* kStates[] = {"taken",         "cannot be loaded", "missing library", "missing symbol",
-                                   "wrong version", "declined",         "replaced",        "failed check"};
+constexpr const char* kStates[] = {"taken",          "cannot be loaded", "missing library",
+                                   "missing symbol", "wrong version",    "declined",
+                                   "replaced",       "failed check",     "left out"};
 
 const char* state_text(int32_t state) {
   return state >= 0 && state < static_cast<int32_t>(std::size(kStates)) ? kStates[state] : "unknown";

@@ -35,7 +35,8 @@ struct PlanOptions {
   SequenceOptions sequence;
   MissingPolicy missing = MissingPolicy::error;
   bool only_missing = false;  // outputs that exist are passed over
-  bool merges_fields = false;  // an even frame is its odd partner's second field, and no job where that is there
+  bool merges_fields =
+      false;  // an even frame is its odd partner's second field, and no job where that is there
 };
 
 class FramePlan {

@@ -133,16 +133,18 @@ int run_frames(const FramesOptions& options) {
 
 Verb add_frames(CLI::App& app) {
   auto options = std::make_shared<FramesOptions>();
-  CLI::App* verb = app.add_subcommand("frames", "the frames of a sequence, in chunks");
-  add_common_options(*verb, options->common, "a file for the chunks; default: standard output");
-  verb->add_option("--chunk", options->chunk, "frames in a chunk; default: all in one")
+  CLI::App* verb = app.add_subcommand("frames", "print the frames of a sequence, in chunks");
+  add_common_options(*verb, options->common, "write the chunks to a file");
+  verb->add_option("--chunk", options->chunk, "the number of frames in a chunk; default: all in one")
       ->type_name("N")
       ->check(CLI::Range(uint64_t{1}, frames::kMostFrames));
-  verb->add_option("--frames", options->range, "only these, in this order, such as 1001-1096x2")
+  verb->add_option("--frames", options->range, "only these frames, in this order, such as 1001-1096x2")
       ->type_name("RANGE");
-  verb->add_flag("--missing", options->is_missing_wanted, "the frames that are not there");
+  verb->add_flag("--missing", options->is_missing_wanted, "print the frames that are not there instead");
   add_name_options(*verb, options->names);
-  verb->add_option("pattern", options->pattern, "a sequence, such as shot.####.png")->type_name("PATTERN");
+  verb->add_option(
+      "PATTERN", options->pattern,
+      "a sequence on disk, such as shot.####.png; default: no folder is read, all frames of --frames");
   return {verb, &options->common, [options] { return run_frames(*options); }, false};
 }
 

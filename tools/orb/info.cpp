@@ -221,18 +221,19 @@ Json as_json(const std::string& file, const Image& image) {
 // ---- The verb ----
 
 int run(const InfoOptions& options) {
-  Json files = Json::array();
-  Results results(options.common);
-  const auto look = [&](const std::string& file) {
+  FileResults found;
+  const auto look = [&](const std::string& file, FileResults& results) {
     const Image image = open_input(file, options.input);
-    results.text += (results.text.empty() ? "" : "\n") + as_text(file, image, options.common.verbosity > 0);
-    if (options.common.json) files.push_back(as_json(file, image));
+    results.text += as_text(file, image, options.common.verbosity > 0) + "\n";
+    if (options.common.json) results.list.push_back(as_json(file, image));
   };
-  const auto note_failure = [&](const std::string& file, const Failure&) {
-    files.push_back({{"file", file}, {"result", "failed"}, {"error", last_error_text()}});
+  const auto note_failure = [&](const std::string& file, const Failure&, FileResults& results) {
+    results.list.push_back({{"file", file}, {"result", "failed"}, {"error", last_error_text()}});
   };
-  const int status = for_each_file(options.files, options.sequence, {look, note_failure, nullptr});
-  if (options.common.json) results.text = to_text({{"files", files}});
+  const int status = for_each_file(options.files, options.sequence, {look, note_failure, nullptr}, found);
+  if (!found.text.empty()) found.text.pop_back();  // the empty line is between files
+  Results results(options.common);
+  results.text = options.common.json ? to_text({{"files", found.list}}) : found.text;
   results.deliver();
   return status;
 }

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "format_choice.h"
+#include "isolation.h"
 #include "options.h"
 #include "printable.h"
 #include "reports.h"
@@ -20,17 +21,21 @@ constexpr FrameEnd kEnds[] = {{"ok", false}, {"missing", true}, {"failed", true}
 
 class Walk {
  public:
-  Walk(const SequenceOptions& options, const FileCalls& calls) : options_(options), calls_(calls) {}
+  Walk(const SequenceOptions& options, const FileCalls& calls, FileResults& results)
+      : options_(options), calls_(calls), results_(results) {}
   void visit(const std::string& typed);
   [[nodiscard]] int status() const;
 
  private:
   End look(const std::string& file);
+  End look_here(const std::string& file);
+  End look_apart(const std::string& file);
   End fail(const std::string& file, const Failure& failure);
   void visit_frames(const FrameInput& input);
 
   const SequenceOptions& options_;
   const FileCalls& calls_;
+  FileResults& results_;
   size_t counts_[std::size(kEnds)] = {};
   ExitCode worst_ = kIoError;
 };
@@ -38,7 +43,7 @@ class Walk {
 End Walk::fail(const std::string& file, const Failure& failure) {
   if (failure.code() == kUsage) throw failure;
   if (*failure.what() != '\0') say(ERR_ERROR, failure.what());
-  calls_.note_failure(file, failure);
+  calls_.note_failure(file, failure, results_);
   if (failure.code() == kRetry) worst_ = kRetry;
   const End end = failure.code() == kNoInput ? kMissing : kFailed;
   ++counts_[end];
@@ -46,8 +51,38 @@ End Walk::fail(const std::string& file, const Failure& failure) {
 }
 
 End Walk::look(const std::string& file) {
+  if (isolation() == nullptr) return look_here(file);
   try {
-    calls_.look(file);
+    return look_apart(file);
+  } catch (const Death& death) {
+    return fail(file, death);
+  }
+}
+
+End Walk::look_apart(const std::string& file) {
+  const std::string bytes = contain(
+      [&] {
+        FileResults results;
+        Walk walk(options_, calls_, results);
+        const End end = walk.look_here(file);
+        return packed({{"end", static_cast<size_t>(end)},
+                       {"worst", static_cast<int>(walk.worst_)},
+                       {"text", results.text},
+                       {"list", results.list}});
+      },
+      "");
+  const Json found = unpacked(bytes);
+  results_.text += found["text"].get<std::string>();
+  for (const Json& result : found["list"]) results_.list.push_back(result);
+  const End end = static_cast<End>(found["end"].get<size_t>());
+  if (end != kOk && found["worst"] == kRetry) worst_ = kRetry;
+  ++counts_[end];
+  return end;
+}
+
+End Walk::look_here(const std::string& file) {
+  try {
+    calls_.look(file, results_);
   } catch (const Failure& failure) {
     return fail(file, failure);
   }
@@ -71,7 +106,7 @@ void Walk::visit_frames(const FrameInput& input) {
                        name + ": " + counted(static_cast<long long>(missing.count()), "frame") + " missing"));
     summary.add(kMissing, missing);
   }
-  if (calls_.note_sequence) calls_.note_sequence(input.typed(), summary);
+  if (calls_.note_sequence) calls_.note_sequence(input.typed(), summary, results_);
 }
 
 void Walk::visit(const std::string& typed) {
@@ -98,9 +133,11 @@ int Walk::status() const {
 }  // namespace
 
 void add_input_options(CLI::App& verb, InputOptions& options) {
-  verb.add_option("--from", options.from, "the input's format; default: by its name, or its content")
+  verb.add_option("--from", options.from,
+                  "the format of the input, a key of orb formats; default: by its name, or else its content")
       ->type_name("KEY");
-  add_repeated(verb, "--read-set", options.read_settings, "a setting of the input's driver")
+  add_repeated(verb, "--read-set", options.read_settings,
+               "a setting of the input's driver; orb formats -v lists them")
       ->type_name("NAME=VALUE");
 }
 
@@ -127,8 +164,8 @@ bool can_open_again(const std::string& file) {
 }
 
 int for_each_file(const std::vector<std::string>& typed, const SequenceOptions& options,
-                  const FileCalls& calls) {
-  Walk walk(options, calls);
+                  const FileCalls& calls, FileResults& results) {
+  Walk walk(options, calls, results);
   for (const std::string& name : typed) static_cast<void>(is_sequence(name, options));  // before any work
   for (const std::string& name : typed) walk.visit(name);
   return walk.status();

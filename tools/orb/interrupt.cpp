@@ -9,8 +9,12 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <iterator>
+#include <new>
 
 #include "exit_codes.h"
 
@@ -27,7 +31,7 @@ struct State {
 } state;
 
 // Only calls that are safe in a handler. Workers are waited for, so that nothing of theirs is left either.
-void end_at_once(int) {
+[[noreturn]] void end_at_once(int status) {
   for (const pid_t worker : state.workers) {
     if (worker != 0) kill(worker, SIGTERM);
   }
@@ -39,7 +43,25 @@ void end_at_once(int) {
     static_cast<void>(!write(STDOUT_FILENO, state.farewell, std::strlen(state.farewell)));
   }
   if (state.temporary[0] != '\0') unlink(state.temporary);
-  _exit(kInterrupted);
+  _exit(status);
+}
+
+void end_on_interrupt(int) { end_at_once(kInterrupted); }
+
+// Destructors of the JSON library, and the run-time library as it looks into folders, take memory where nothing may be
+// thrown: this is all that is left to do when they get none.
+[[noreturn]] void end_without_memory() {
+  bool was_memory = errno == ENOMEM;
+  try {
+    if (const std::exception_ptr problem = std::current_exception()) std::rethrow_exception(problem);
+  } catch (const std::bad_alloc&) {
+    was_memory = true;
+  } catch (...) {
+    was_memory = false;  // an error of the tool
+  }
+  if (!was_memory) std::abort();
+  std::fputs("orb: error: out of memory\n", stderr);
+  end_at_once(kRetry);
 }
 
 sigset_t interrupt_set() {
@@ -51,7 +73,7 @@ sigset_t interrupt_set() {
 
 void end_on(int number) {
   struct sigaction action = {};
-  action.sa_handler = end_at_once;
+  action.sa_handler = end_on_interrupt;
   action.sa_mask = interrupt_set();
   sigaction(number, &action, nullptr);
 }
@@ -64,6 +86,7 @@ void watch_interrupts() {
     sigaction(number, nullptr, &before);
     if (before.sa_handler != SIG_IGN) end_on(number);  // else started so, as under nohup
   }
+  std::set_terminate(end_without_memory);
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
 }

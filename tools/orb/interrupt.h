@@ -9,7 +9,7 @@
 namespace orb::tool {
 
 // Installs the handlers, and turns a closed reader of our output and a limit on the size of files into errors
-// rather than deaths.
+// rather than deaths. Memory that is not even there for cleaning up ends the tool in the same way, with 75.
 void watch_interrupts();
 
 // While it lives, interrupts wait.

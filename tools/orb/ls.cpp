@@ -3,6 +3,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "exit_codes.h"
 #include "json.h"
@@ -67,9 +69,17 @@ class Lister {
   }
 
  private:
+  [[noreturn]] static void fail_open(const std::string& place, int error_number) {
+    throw Failure(is_worth_retry(error_number) ? kRetry : kIoError,
+                  "Cannot open file " + place + "; " + std::strerror(error_number));
+  }
+
   void list_place(const std::string& place) {
     struct stat status = {};
-    if (place.empty() || (stat(place.c_str(), &status) == 0 && S_ISDIR(status.st_mode))) {
+    const bool is_there = place.empty() || stat(place.c_str(), &status) == 0;
+    // What says nothing about the name.
+    if (!is_there && (errno == EIO || errno == ENOMEM)) fail_open(place, errno);
+    if (place.empty() || (is_there && S_ISDIR(status.st_mode))) {
       if (list_tree(place) == 0) throw Failure(kNoInput, (place.empty() ? "." : place) + ": nothing to list");
     } else if (lstat(place.c_str(), &status) == 0) {
       add({Kind::file, place, nullptr, {}});
@@ -188,12 +198,13 @@ class Lister {
 Verb add_ls(CLI::App& app) {
   auto options = std::make_shared<LsOptions>();
   CLI::App* verb = app.add_subcommand("ls", "list folders as sequences of frames");
-  add_common_options(*verb, options->common, "a file for the list; default: standard output");
-  verb->add_flag("-R,--recursive", options->is_recursive, "folders within folders, too");
-  verb->add_flag("--missing", options->with_missing, "the frames that are missing of each sequence");
+  add_common_options(*verb, options->common, "write the list to a file");
+  verb->add_flag("-R,--recursive", options->is_recursive, "list folders within folders, too");
+  verb->add_flag("--missing", options->with_missing,
+                 "also list the frames that are missing of each sequence");
   add_name_options(*verb, options->names);
-  verb->add_option("place", options->places, "folders, patterns such as shot.####.png, or files")
-      ->type_name("DIR|PATTERN");
+  verb->add_option("PLACE", options->places,
+                   "folders, patterns such as shot.####.png, or files; default: the working folder");
   return {verb, &options->common, [options] { return Lister(*options).run(); }, false};
 }
 

@@ -10,7 +10,9 @@
 #include <new>
 
 #include "exit_codes.h"
+#include "help.h"
 #include "interrupt.h"
+#include "isolation.h"
 #include "options.h"
 #include "orbbase/host.h"
 #include "orbbase/support/err.h"
@@ -21,9 +23,9 @@ namespace orb::tool {
 namespace {
 
 constexpr const char* kFooter =
-    "\nExit status: 0 done, 1 some inputs failed, 2 usage, 3 no input, 4 input or output error, 5 a loss "
-    "was\n"
-    "refused, 75 worth another try, 130 interrupted. The manual says more: man orb";
+    "\nExit status: 0 done, 1 some inputs failed, 2 usage, 3 no input, 4 input or\n"
+    "output error, 5 a loss was refused, 75 worth another try, 130 interrupted.\n"
+    "The manual says more: man orb, and man orb-VERB.";
 
 // A file that got the number of a closed standard stream would be mixed with messages. What stands in fails on
 // use, as the closed one would.
@@ -65,10 +67,7 @@ const Verb* parse(CLI::App& app, const std::vector<Verb>& verbs, int argc, const
   return nullptr;
 }
 
-int run(const Verb& verb) {
-  start_reports(*verb.options);
-  apply_limits(verb.options->limits);
-  if (!verb.needs_library) return verb.run();
+int run_with_library(const Verb& verb) {
   if (HOST_start(nullptr) != 0) {
     // The library's code is the same for a configuration that it cannot use and for want of memory; what was
     // reported tells them apart. Trying again would not mend the former.
@@ -80,6 +79,28 @@ int run(const Verb& verb) {
   return status;
 }
 
+// The exit status, and what there is to say about it.
+int run_caught(const std::function<int()>& work) {
+  try {
+    return work();
+  } catch (const Failure& failure) {
+    if (*failure.what() != '\0') say(ERR_ERROR, failure.what());
+    return failure.code();
+  } catch (const std::bad_alloc&) {
+    say(ERR_ERROR, "out of memory");
+    return kRetry;
+  }
+}
+
+int run(const Verb& verb) {
+  start_reports(*verb.options);
+  apply_limits(verb.options->limits);
+  choose_isolation(verb.options->isolate);
+  if (!verb.needs_library) return verb.run();
+  if (isolation() == nullptr) return run_with_library(verb);
+  return guard([&] { return run_caught([&] { return run_with_library(verb); }); });
+}
+
 int main_of_tool(int argc, const char* const* argv) {
   hold_standard_streams();
   watch_interrupts();
@@ -88,22 +109,17 @@ int main_of_tool(int argc, const char* const* argv) {
   app.set_version_flag("-V,--version", "orb " ORB_TOOL_VERSION, "print the version and exit");
   app.require_subcommand(1);
   app.footer(kFooter);
-  const std::vector<Verb> verbs = {add_formats(app), add_info(app),   add_convert(app), add_merge_fields(app),
-                                   add_check(app),   add_diff(app),   add_view(app),    add_play(app),
-                                   add_ls(app),      add_frames(app), add_curve(app),   add_config(app),
-                                   add_rsrc(app)};
+  app.formatter_fn([](const CLI::App* parser, const std::string& path, CLI::AppFormatMode) {
+    return help_text(option_table(*parser, path));
+  });
+  const std::vector<Verb> verbs = {
+      add_formats(app), add_info(app),   add_convert(app), add_merge_fields(app), add_check(app),
+      add_diff(app),    add_view(app),   add_play(app),    add_ls(app),           add_frames(app),
+      add_curve(app),   add_config(app), add_rsrc(app),    add_completion(app),   add_plugin_check(app)};
   int status = kUsage;
   const Verb* verb = parse(app, verbs, argc, argv, &status);
   if (verb == nullptr) return status;
-  try {
-    return run(*verb);
-  } catch (const Failure& failure) {
-    if (*failure.what() != '\0') say(ERR_ERROR, failure.what());
-    return failure.code();
-  } catch (const std::bad_alloc&) {
-    say(ERR_ERROR, "out of memory");
-    return kRetry;
-  }
+  return run_caught([&] { return run(*verb); });
 }
 
 }  // namespace

@@ -43,9 +43,13 @@ int run(ConvertOptions options) {
 
 Verb add_merge_fields(CLI::App& app) {
   CLI::App* verb = app.add_subcommand(
-      "merge-fields", "merge the two fields of an interlaced frame, or a sequence of fields in pairs");
+      "merge-fields", "merge the two fields of an interlaced frame, or the fields of a sequence in pairs");
   const auto options = std::make_shared<ConvertOptions>();
   add_convert_options(*verb, *options);
+  verb->remove_option(verb->get_option("--merge-fields"));
+  verb->get_option("IN")->description("a field, or both, numbered 1 and 2, 3 and 4, and so on; or a pattern");
+  verb->get_option("--output")
+      ->description("the frame to write, or a pattern for a sequence; - is standard output");
   return {verb, &options->one.common, [options] { return run(*options); }};
 }
 

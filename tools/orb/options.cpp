@@ -5,6 +5,7 @@
 #include <charconv>
 
 #include "exit_codes.h"
+#include "option_table.h"
 #include "orbbase/core.h"
 
 namespace orb::tool {
@@ -26,25 +27,38 @@ CLI::Option* add_repeated(CLI::App& verb, const std::string& names, std::vector<
   return verb.add_option(names, values, help)->allow_extra_args(false);
 }
 
+std::string as_choices(const std::string& names) { return "{" + names + "}"; }
+
 void add_common_options(CLI::App& verb, CommonOptions& options, const std::string& output_help) {
+  verb.add_option("-o,--output", options.output, output_help)->type_name("FILE");
+  const std::string own_group = verb.option_defaults()->get_group();
+  verb.option_defaults()->group(kCommonGroup);
   verb.set_help_flag("-h,--help", "print this help and exit");
   verb.set_version_flag("-V,--version", "orb " ORB_TOOL_VERSION, "print the version and exit");
-  verb.add_flag("-v,--verbose", options.verbosity, "say what is done; twice: debugging, too");
-  verb.add_flag("-q,--quiet", options.is_quiet, "errors only");
-  verb.add_flag("-n,--dry-run", options.is_dry_run, "change nothing; say what would be done");
-  verb.add_option("-o,--output", options.output, output_help)->type_name("FILE");
-  verb.add_flag("-f,--force", options.force, "replace a target that exists");
-  verb.add_flag("--json", options.json, "results as JSON");
-  verb.add_option("--color", options.color, "colours in messages: auto, always or never")
+  verb.add_flag("-v,--verbose", options.verbosity, "say what is done; given twice, debugging messages too");
+  verb.add_flag("-q,--quiet", options.is_quiet, "say errors only");
+  verb.add_flag("-n,--dry-run", options.is_dry_run, "write nothing; say what would be done");
+  verb.add_flag("-f,--force", options.force, "replace a file that exists");
+  verb.add_flag("--json", options.json, "print the results as JSON");
+  verb.add_option("--color", options.color,
+                  "colours in messages and pictures: auto, always or never; default: auto, on terminals")
       ->type_name("WHEN")
       ->check(CLI::IsMember({"auto", "always", "never"}));
-  verb.add_option("--progress", options.progress,
-                  "progress on standard error: auto, bar, plain, json or none")
+  verb.add_option(
+          "--progress", options.progress,
+          "progress on standard error: auto, bar, plain, json or none; default: auto, a bar on terminals")
       ->type_name("HOW")
       ->check(CLI::IsMember({"auto", "bar", "plain", "json", "none"}));
   add_repeated(verb, "--limit", options.limits,
-               "raise or lower a limit: buffer, handle (bytes; K, M, G, T), images, channels")
+               "raise or lower a limit on what files claim: buffer or handle, in bytes or with K, M, G or T, "
+               "images or channels")
       ->type_name("NAME=SIZE");
+  verb.add_flag("--isolate", options.isolate,
+                "run format code in processes of their own, within limits: memory=SIZE (default: 2G), "
+                "time=SECONDS of one call (default: 60) and file=SIZE (default: 8G), with commas between; "
+                "0: no limit")
+      ->type_name("LIMITS");
+  verb.option_defaults()->group(own_group);
 }
 
 unsigned long long size_from_text(const std::string& text) {
@@ -81,8 +95,10 @@ void apply_limits(const std::vector<std::string>& limits) {
 }
 
 void add_memory_option(CLI::App& verb, std::string& memory) {
-  verb.add_option("--mem", memory,
-                  "the most memory for turning rows round; default: the limit of one handle's buffers")
+  verb.add_option(
+          "--mem", memory,
+          "the most memory for turning rows round, in bytes or with K, M, G or T; default: the limit of one "
+          "handle's buffers")
       ->type_name("SIZE");
 }
 
@@ -95,7 +111,11 @@ std::vector<std::string> guarded_arguments(int argc, const char* const* argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string argument = argv[i];
     const bool is_bracketed = argument.size() > 1 && argument.front() == '[' && argument.back() == ']';
-    arguments.push_back(is_bracketed ? "./" + argument : argument);
+    // To the parser an empty value is none at all, and nothing would be isolated.
+    const bool is_empty_isolation = argument == "--isolate=";
+    arguments.push_back(is_bracketed         ? "./" + argument
+                        : is_empty_isolation ? argument + "nothing"
+                                             : argument);
   }
   return arguments;
 }

@@ -18,6 +18,7 @@ struct CommonOptions {
   std::string color = "auto";
   std::string progress = "auto";
   std::vector<std::string> limits;  // NAME=SIZE
+  std::string isolate;              // "": format code runs in this process
 };
 
 // Adds them to a verb. output_help says what -o means there.
@@ -26,6 +27,9 @@ void add_common_options(CLI::App& verb, CommonOptions& options, const std::strin
 // An option that may be given several times, one value each time, taken as it stands.
 CLI::Option* add_repeated(CLI::App& verb, const std::string& names, std::vector<std::string>& values,
                           const std::string& help);
+
+// The names of a list such as "a, b" as the parser describes choices: for help and completion to find.
+[[nodiscard]] std::string as_choices(const std::string& names);
 
 // Gives the limits that were asked for to the library. Throws Failure(kUsage) for one that makes no sense.
 void apply_limits(const std::vector<std::string>& limits);

@@ -19,11 +19,16 @@ constexpr IMP_PROCESS kMipmap = {"mipmap", 0, 0, 0, nullptr};
 }  // namespace
 
 void add_output_options(CLI::App& verb, OutputOptions& options) {
-  verb.add_option("--to", options.to, "the output's format; default: by its name; pipe for standard output")
+  verb.add_option(
+          "--to", options.to,
+          "the format of the output, a key of orb formats; default: by its name, pipe for standard output")
       ->type_name("KEY");
-  add_repeated(verb, "--drop", options.dropped, "leave out what the output cannot keep: " + drop_names())
+  add_repeated(verb, "--drop", options.dropped,
+               "leave something out, so that its loss is none; several with commas between: " + drop_names())
       ->type_name("NAME")
-      ->delimiter(',');
+      ->delimiter(',')
+      // Whoever drops judges the names; this is for completion.
+      ->check([](const std::string&) { return std::string(); }, as_choices(drop_names()));
   verb.add_flag("--allow-lossy", options.allow_lossy,
                 "write although something is lost; each loss is a warning");
   add_repeated(verb, "--set", options.settings, "a setting of the output's driver; orb formats -v lists them")

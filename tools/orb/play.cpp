@@ -9,6 +9,7 @@
 #include <thread>
 #include <utility>
 
+#include "at_work.h"
 #include "exit_codes.h"
 #include "film.h"
 #include "frame_summary.h"
@@ -169,6 +170,7 @@ void Player::wait(double seconds) {
   next_ = std::max(next_, Clock::now() - std::chrono::seconds(1));
   next_ += std::chrono::duration_cast<Clock::duration>(
       std::chrono::duration<double>(std::min(seconds, kMostSeconds)));
+  const Waiting waiting;
   std::this_thread::sleep_until(next_);
 }
 
@@ -221,14 +223,17 @@ int run(const PlayOptions& options) {
 Verb add_play(CLI::App& app) {
   CLI::App* verb = app.add_subcommand("play", "show a sequence or an animation in the terminal");
   const auto options = std::make_shared<PlayOptions>();
-  add_common_options(*verb, options->common, "not for play");
-  verb->add_option("FILE", options->input, "a sequence such as name.####.png, or a file with frames")
+  add_common_options(*verb, options->common, "refused: play shows on standard output alone");
+  verb->get_option("--json")->description("refused: play shows pictures; orb check --json tells of frames");
+  verb->add_option("FILE", options->input,
+                   "a pattern such as name.####.png, or a file with frames; - is standard input")
       ->required();
   add_size_option(*verb, options->size);
-  verb->add_option("--rate", options->rate, "frames a second; default: as the files say, else 24")
+  verb->add_option("--rate", options->rate,
+                   "frames a second, 0.001 to 1000; default: as the files declare, else 24")
       ->type_name("NUMBER")
       ->check(CLI::Range(0.001, kMostRate));
-  verb->add_flag("--loop", options->loops, "over and over, until interrupted");
+  verb->add_flag("--loop", options->loops, "play over and over, until interrupted");
   add_input_options(*verb, options->reading);
   add_sequence_options(*verb, options->sequence);
   return {verb, &options->common, [options] { return run(*options); }};

@@ -8,6 +8,7 @@
 
 #include "exit_codes.h"
 #include "image.h"
+#include "options.h"
 #include "orbbase/operators.h"
 #include "region_bands.h"
 
@@ -110,16 +111,21 @@ void require_limit(const ORB_IFD& form, const PixelLayout& layout, const std::st
 
 void add_region_options(CLI::App& verb, RegionOptions& options) {
   verb.add_option("--region", options.rectangle,
-                  "this rectangle alone, both corners included, rows counted upward; default: the window")
+                  "this rectangle alone: first and last column and row, all included, rows counted upward; "
+                  "default: the whole window")
       ->type_name("X0,Y0,X1,Y1")
       ->check(require_rectangle);
   verb.add_option("--layout", options.layout,
-                  "pixels as " + layout_names() + "; default with --region: what holds the image")
+                  "the pixels of the output: " + layout_names() +
+                      "; default with --region: the smallest that hold the image")
       ->type_name("NAME")
-      ->check([](const std::string& name) {
-        return layout_by_name(name) != nullptr ? ""
-                                               : "no layout \"" + name + "\"; there are " + layout_names();
-      });
+      ->check(
+          [](const std::string& name) {
+            return layout_by_name(name) != nullptr
+                       ? ""
+                       : "no layout \"" + name + "\"; there are " + layout_names();
+          },
+          as_choices(layout_names()));
 }
 
 Region::Region(const RegionOptions& options, const ORB_IFD& image, const std::string& file)

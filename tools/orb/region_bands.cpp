@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "at_work.h"
 #include "orbbase/operators.h"
 #include "reports.h"
 #include "rows.h"
@@ -49,6 +50,7 @@ void RegionBands::fetch(int64_t line) {
   std::fill(pixels_.begin(), pixels_.end(), uint8_t{0});
   forget_errors();
   orb__err = 0;
+  note_call(Doing::reading);
   const int32_t code =
       ORB_get_region(reader_.slot(), rectangle_.left, rectangle_.right, static_cast<int32_t>(first_),
                      static_cast<int32_t>(last_), pixels_.data(), ORB_REGION_PACKED, layout_);

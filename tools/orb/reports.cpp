@@ -125,6 +125,11 @@ void before_each_message(std::function<void()> wipe) { state.wipe = std::move(wi
 
 const std::string& last_error_text() { return state.last_error; }
 void forget_errors() { state.last_error.clear(); }
+std::string shown_name(const std::string& path) {
+  return !state.hidden_path.empty() && path == state.hidden_path ? state.shown_path : path;
+}
+
+void note_error(const std::string& text) { state.last_error = text; }
 
 bool is_worth_retry(int error_number) {
   return std::find(std::begin(kPassing), std::end(kPassing), error_number) != std::end(kPassing);

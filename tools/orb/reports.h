@@ -26,6 +26,11 @@ void before_each_message(std::function<void()> wipe);
 // The text of the latest error, "" when there was none since the last call of forget_errors.
 [[nodiscard]] const std::string& last_error_text();
 void forget_errors();
+// Takes a text for the latest error, without a word: it was shown elsewhere.
+void note_error(const std::string& text);
+
+// What messages call a file: the target rather than the temporary beside it.
+[[nodiscard]] std::string shown_name(const std::string& path);
 
 // Whether something that failed with the system's error number may work later.
 [[nodiscard]] bool is_worth_retry(int error_number);

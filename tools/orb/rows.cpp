@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "at_work.h"
 #include "exit_codes.h"
 #include "reports.h"
 #include "samples.h"
@@ -125,6 +126,12 @@ void** RowSelection::operator()(void** rows) {
   return rows_.data();
 }
 
+bool has_rows(void* const* rows, const ORB_IFD& ifd) {
+  const int32_t others = ifd.color.count > 0 ? ifd.color.count : ifd.index.count;
+  const int64_t count = int64_t{others} + ifd.matte.count + ifd.aux.count;
+  return rows != nullptr && std::find(rows, rows + count, nullptr) == rows + count;
+}
+
 RowReader::RowReader(Image& reader, std::string name, bool bottom_up, RowWay way)
     : reader_(reader), name_(std::move(name)) {
   const bool is_own_order = bottom_up == is_bottom_up(reader.first());
@@ -134,9 +141,11 @@ RowReader::RowReader(Image& reader, std::string name, bool bottom_up, RowWay way
 void** RowReader::read(int64_t above_bottom) {
   const int32_t line = line_at(reader_.first().window, above_bottom);
   forget_errors();
+  note_call(Doing::reading);
   if (must_seek_ && (ORB_seek(reader_.slot(), line) != 0 || !reader_)) fail_row(name_, "find", line);
   void** rows = nullptr;
-  if (ORB_scan_read(reader_.get(), line, &rows) != 0 || rows == nullptr) fail_row(name_, "read", line);
+  if (ORB_scan_read(reader_.get(), line, &rows) != 0 || !has_rows(rows, reader_.first()))
+    fail_row(name_, "read", line);
   return rows;
 }
 
@@ -144,8 +153,9 @@ void** SubImageRows::read(int64_t above_bottom) {
   const int32_t line = line_at(form().window, above_bottom);
   void** rows = nullptr;
   forget_errors();
+  note_call(Doing::reading);
   if (must_seek_) reader_->seek(reader_->driver[index_].data, line);
-  if (reader_->scan(reader_->driver[index_].data, line, &rows) != 0 || rows == nullptr) {
+  if (reader_->scan(reader_->driver[index_].data, line, &rows) != 0 || !has_rows(rows, form())) {
     fail_row(name_ + ": image " + std::to_string(index_ + 1), "read", line);
   }
   return rows;
@@ -153,6 +163,7 @@ void** SubImageRows::read(int64_t above_bottom) {
 
 void write_row(Image& writer, const std::string& name, int64_t above_bottom, void** rows) {
   const int32_t line = line_at(writer.first().window, above_bottom);
+  note_call(Doing::writing);
   if (ORB_scan_write(writer.get(), line, rows) != 0) fail_row(name, "write", line);
 }
 

@@ -38,6 +38,9 @@ enum class RowWay {
 [[nodiscard]] RowWay way_into_order(const Image& reader, const ORB_IFD& image, bool bottom_up,
                                     uint64_t need_bytes, uint64_t most_spool_bytes, bool can_reopen);
 
+// Whether a reader that claims success has given out a row for every channel.
+[[nodiscard]] bool has_rows(void* const* rows, const ORB_IFD& ifd);
+
 // Rows of one form, one after the other: as an image has them, or as a step on their way has made them.
 class RowSource {
  public:

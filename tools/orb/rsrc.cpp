@@ -363,20 +363,25 @@ struct Action {
 constexpr Action kActions[] = {
     {"ls", "list the items of a resource file", "write the list to a file", 0, list_items},
     {"cat", "put an item's data on standard output", "write the data to a file", 2, show_data},
-    {"add", "add an item, with -f also in place of another", "write the changed file there instead", 3,
-     add_item},
-    {"rm", "remove an item", "write the changed file there instead", 2, remove_item},
-    {"dump", "print all that the directory says; with -v more", "write the dump to a file", 0, dump_file}};
+    {"add", "add an item; with -f also in place of one that is there",
+     "write the changed file there, and keep FILE as it is", 3, add_item},
+    {"rm", "remove an item", "write the changed file there, and keep FILE as it is", 2, remove_item},
+    {"dump", "print all that the directory says; with -v also what the library keeps of it",
+     "write the dump to a file", 0, dump_file}};
 
 void add_arguments(CLI::App& parser, const Action& action, RsrcOptions& options) {
   add_common_options(parser, options.common, action.output_help);
   parser.add_option("FILE", options.file, "the resource file")->required();
   if (action.arguments < 2) return;
-  parser.add_option("TYPE", options.type, "the item's type: four characters, or 0x and eight digits")
-      ->required();
-  parser.add_option("NAME", options.name, "the item's name")->required();
+  parser
+      .add_option("TYPE", options.type,
+                  "the item's type: four characters, or 0x and eight hexadecimal digits")
+      ->required()
+      ->type_name("TYPE");
+  parser.add_option("NAME", options.name, "the item's name")->required()->type_name("NAME");
   if (action.arguments < 3) return;
-  parser.add_option("DATA", options.data, "the file with the item's data; - or nothing: standard input");
+  parser.add_option("DATA", options.data,
+                    "the file with the item's data; - is standard input; default: standard input");
 }
 
 }  // namespace

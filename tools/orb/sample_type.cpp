@@ -188,6 +188,12 @@ void describe(ORB_CHANNELS& group, const Change::Group& plan, const SampleType& 
 
 }  // namespace
 
+std::string sample_type_names() {
+  std::string names;
+  for (int32_t width = 1; width <= 32; ++width) names += "uint" + std::to_string(width) + ", ";
+  return names + "float, double";
+}
+
 std::optional<SampleType> sample_type_named(const std::string& name) {
   if (name == "float") return SampleType{ORB_C_FLOAT, 32};
   if (name == "double") return SampleType{ORB_C_DOUBLE, 64};

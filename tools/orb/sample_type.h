@@ -14,6 +14,7 @@ struct SampleType {
 };
 
 // uint1 to uint32, float, double.
+[[nodiscard]] std::string sample_type_names();
 [[nodiscard]] std::optional<SampleType> sample_type_named(const std::string& name);
 
 // Puts the change on a reader. An integer of all bits and a real 1.0 are the same; integers become others, and real

@@ -15,9 +15,9 @@ namespace orb::tool {
 using frames::Frame;
 
 void add_sequence_options(CLI::App& verb, SequenceOptions& options) {
-  verb.add_option(
-          "--frames", options.frames,
-          "the frames of a pattern such as name.####.png: 1001-1049,1051-1096x2; default: all there are")
+  verb.add_option("--frames", options.frames,
+                  "the frames of a pattern such as name.####.png, for example 1001-1049,1051-1096x2; "
+                  "default: those that the pattern names, or all from the first to the last")
       ->type_name("RANGE");
   add_name_options(verb, options.names);
 }

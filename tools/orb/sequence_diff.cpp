@@ -109,14 +109,14 @@ void SequenceDiff::compare(frames::Frame frame) {
   one.a = a_.name(frame);
   one.b = b_.name(frame);
   if (output_) one.common.output = output_->name(frame);
-  FileDiff diff(one);
-  const PairEnd end = diff.end();
+  PairResult result = compare_pair(one);
+  const PairEnd& end = result.end;
   summary_.add(end.verdict, frame);
   const bool is_short = end.verdict == kMatch && options_.common.verbosity == 0;
   if (is_told(options_, end.verdict)) {
-    text_ += is_short ? printable(one.a) + " and " + printable(one.b) + ": match\n" : diff.text(end.verdict);
+    text_ += is_short ? printable(one.a) + " and " + printable(one.b) + ": match\n" : result.text;
   }
-  add(frame, end, diff.summary(end));
+  add(frame, end, std::move(result.summary));
 }
 
 int SequenceDiff::run() {

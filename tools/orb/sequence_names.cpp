@@ -10,7 +10,9 @@ namespace orb::tool {
 
 void add_name_options(CLI::App& verb, frames::PatternOptions& options) {
   verb.add_flag("--literal", options.is_literal, "take names as they stand, \"#\" and all");
-  verb.add_option("--pad", options.pad, "the width of frame numbers, whatever the pattern says")
+  verb.add_option("--pad", options.pad,
+                  "the least number of characters of a frame number, 1 to " +
+                      std::to_string(frames::kMostWidth) + "; default: as the pattern says")
       ->type_name("N")
       ->check(CLI::Range(size_t{1}, frames::kMostWidth));
 }

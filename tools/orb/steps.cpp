@@ -122,29 +122,37 @@ void put_type(Image& reader, const std::string& value, const std::string& file) 
   change_sample_type(reader, *sample_type_named(value), file);
 }
 
+std::string any_value() { return ""; }
+
 struct StepKind {
   const char* names;
   const char* value_name;
   const char* help;
   const char* expected;
   bool (*is_valid)(const std::string& value);
+  std::string (*choices)();  // as the parser describes them
   void (*put)(Image& reader, const std::string& value, const std::string& file);
 };
 
 constexpr StepKind kStepKinds[] = {
-    {"--gamma", "G", "correct to a response curve of this gamma", "a number above 0",
-     [](const std::string& value) { return gamma_of(value).has_value(); }, put_gamma},
-    {"--quantize", "BITS", "real samples to integers of so many bits; what is outside 0 to 1 wraps",
+    {"--gamma", "G", "correct to a response curve of this gamma, a number above 0", "a number above 0",
+     [](const std::string& value) { return gamma_of(value).has_value(); }, any_value, put_gamma},
+    {"--quantize", "BITS",
+     "turn real samples into integers of so many bits, 1 to 32; what is outside 0 to 1 wraps",
      "a number of 1 to 32", [](const std::string& value) { return whole_number(value, 1, 32).has_value(); },
-     put_quantize},
-    {"--minmax", "MIN,MAX", "map the full range of 8-bit samples to this part of it", "two numbers, MIN,MAX",
-     [](const std::string& value) { return interval_of(value).has_value(); }, put_minmax},
-    {"--swatch", "SIZE", "reduce to fit a square of so many pixels; 0: the configured size",
+     any_value, put_quantize},
+    {"--minmax", "MIN,MAX", "map samples of up to 8 bits to this part of their range, which is 0,1",
+     "two numbers, MIN,MAX", [](const std::string& value) { return interval_of(value).has_value(); },
+     any_value, put_minmax},
+    {"--swatch", "SIZE",
+     "reduce to fit a square of so many pixels a side; 0: the size that orb config shows, else 128",
      "a number from 0",
-     [](const std::string& value) { return whole_number(value, 0, INT32_MAX).has_value(); }, put_swatch},
-    {"-d,--type", "TYPE", "another sample type for colour and matte: uint1 to uint32, float, double",
+     [](const std::string& value) { return whole_number(value, 0, INT32_MAX).has_value(); }, any_value,
+     put_swatch},
+    {"-d,--type", "TYPE", "turn colour and matte samples into another type: uint1 to uint32, float or double",
      "one of uint1 to uint32, float and double",
-     [](const std::string& value) { return sample_type_named(value).has_value(); }, put_type},
+     [](const std::string& value) { return sample_type_named(value).has_value(); },
+     [] { return as_choices(sample_type_names()); }, put_type},
 };
 
 void merge_fields(Image& reader, const std::string& file) {
@@ -189,10 +197,12 @@ void add_step_options(CLI::App& verb, StepOptions& options) {
         ->type_name(kind.value_name)
         ->take_all()
         ->allow_extra_args(false)
-        ->check([&kind](const std::string& value) {
-          return kind.is_valid(value) ? std::string()
-                                      : "expects " + std::string(kind.expected) + ", not " + value;
-        });
+        ->check(
+            [&kind](const std::string& value) {
+              return kind.is_valid(value) ? std::string()
+                                          : "expects " + std::string(kind.expected) + ", not " + value;
+            },
+            kind.choices());
   }
   verb.parse_complete_callback([&verb, &options] {
     std::map<const CLI::Option*, size_t> met;

@@ -127,7 +127,9 @@ std::string ascii_line(const Picture& picture, int32_t row) {
 int32_t Screen::most_height(int32_t text_rows) const { return 2 * std::max(rows - text_rows, 1); }
 
 void add_size_option(CLI::App& verb, std::string& size) {
-  verb.add_option("--size", size, "the terminal's size in characters; default: what it says itself, or 80x24")
+  verb.add_option("--size", size,
+                  "the room for a picture and the text below it, in characters; default: the terminal's "
+                  "size, or 80x24")
       ->type_name("COLUMNSxROWS")
       ->check([](const std::string& text) {
         if (size_from_words(text)) return std::string();

@@ -29,5 +29,7 @@ Verb add_frames(CLI::App& app);
 Verb add_curve(CLI::App& app);
 Verb add_config(CLI::App& app);
 Verb add_rsrc(CLI::App& app);
+Verb add_plugin_check(CLI::App& app);
+Verb add_completion(CLI::App& app);
 
 }  // namespace orb::tool

@@ -37,8 +37,8 @@ std::string view_of(const std::string& file, const ViewOptions& options, const S
 int run(const ViewOptions& options) {
   if (options.common.json) throw Failure(kUsage, "--json: view shows pictures; orb info has --json");
   const Screen screen = screen_for(options.common, options.size);
-  Results results(options.common);
-  const auto look = [&](const std::string& file) {
+  FileResults found;
+  const auto look = [&](const std::string& file, FileResults& results) {
     const std::string text = view_of(file, options, screen);
     if (options.common.output.empty()) {
       show(text);
@@ -46,7 +46,10 @@ int run(const ViewOptions& options) {
       results.text += text;
     }
   };
-  const int status = for_each_file(options.files, options.sequence, {look, [](auto&, auto&) {}, {}});
+  const int status =
+      for_each_file(options.files, options.sequence, {look, [](auto&, auto&, auto&) {}, {}}, found);
+  Results results(options.common);
+  results.text = found.text;
   if (!options.common.output.empty()) results.deliver();
   return status;
 }
@@ -56,7 +59,8 @@ int run(const ViewOptions& options) {
 Verb add_view(CLI::App& app) {
   CLI::App* verb = app.add_subcommand("view", "show pictures in the terminal");
   const auto options = std::make_shared<ViewOptions>();
-  add_common_options(*verb, options->common, "write the text to a file");
+  add_common_options(*verb, options->common, "write the pictures to a file, as text");
+  verb->get_option("--json")->description("refused: view shows pictures; orb info has --json");
   verb->add_option("FILE", options->files, "images and sequences to show; - is standard input")->required();
   add_size_option(*verb, options->size);
   add_input_options(*verb, options->reading);

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,15 +14,19 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
+#include "exit_codes.h"
 #include "interrupt.h"
+#include "isolation.h"
 
 namespace orb::tool {
 namespace {
 
 constexpr size_t kNoJob = ~size_t{0};
+constexpr int kWatchMilliseconds = 100;
 
 // What goes through the pipes; an answer's text follows it.
 struct Task {
@@ -32,7 +37,7 @@ struct AnswerHead {
   uint64_t grown_bytes;  // 0: not typical
   uint64_t text_bytes;
 };
-constexpr uint64_t kMostTextBytes = 1 << 20;
+constexpr uint64_t kMostTextBytes = 1 << 28;
 
 // One end of a pipe.
 class End {
@@ -111,8 +116,9 @@ uint64_t peak_bytes() {
   return static_cast<uint64_t>(usage.ru_maxrss) * kUnit;
 }
 
-// A worker's life: until there are no more tasks, or nobody to answer.
-[[noreturn]] void serve(const JobCalls& calls, int tasks, int answers) {
+// A worker's life: until there are no more tasks, or nobody to answer. What a job throws ends the process here, before
+// its pipes close: a worker without memory says so and asks for another try.
+[[noreturn]] void serve(const JobCalls& calls, int tasks, int answers) noexcept {
   const uint64_t before = peak_bytes();
   Task task = {};
   while (read_all(tasks, &task, sizeof task)) {
@@ -128,17 +134,25 @@ uint64_t peak_bytes() {
   _exit(0);  // what this process has in common with the other is finished there
 }
 
-std::string death_text(int status) {
+std::string death_of_worker(int status) {
   if (WIFSIGNALED(status)) {
     const int number = WTERMSIG(status);
     return "the worker process was killed by signal " + std::to_string(number) + " (" + strsignal(number) +
            ")";
   }
+  if (WEXITSTATUS(status) == kRetry) return "out of memory";
   return "the worker process ended with status " + std::to_string(WEXITSTATUS(status));
 }
 
+struct PageReleased {
+  void operator()(WorkPage* page) const { release_work_page(page); }
+};
+
 struct Worker {
   pid_t process = -1;
+  std::unique_ptr<WorkPage, PageReleased> page;  // null when it is not isolated
+  std::optional<Watch> watch;
+  bool is_overdue = false;
   End tasks;
   End answers;
   End errors;
@@ -167,6 +181,7 @@ class Pool {
   [[nodiscard]] Worker* idle_worker();
   [[nodiscard]] Worker* start_worker();
   void hear();
+  void stop_overdue();
   void pass_on_messages(Worker& worker) const;
   [[nodiscard]] bool take_answers(Worker& worker);
   void bury(Worker& worker);
@@ -223,16 +238,17 @@ void Pool::hand_out() {
     if (worker == nullptr && in_flight_ > 0) return;  // those that there are go on
     const size_t job = next_++;
     if (worker == nullptr) {
-      end_job({job, "", std::string("no worker process can be started; ") + std::strerror(errno), 0});
+      end_job({job, "", std::string("no worker process can be started; ") + std::strerror(errno), 0, true});
       continue;
     }
     worker->job = job;
     worker->share = share == kAnyBytes ? 0 : share;
     ++in_flight_;
     bytes_in_flight_ += worker->share;
+    if (worker->watch) worker->watch->restart();
     const Task task = {job, share};
-    // One that has died shows at its other pipes.
-    static_cast<void>(write_all(worker->tasks.get(), &task, sizeof task));
+    // One that has died shows at its other pipes; one that cannot be reached is made to.
+    if (!write_all(worker->tasks.get(), &task, sizeof task)) kill(worker->process, SIGKILL);
   }
 }
 
@@ -243,12 +259,22 @@ Worker* Pool::start_worker() {
   if (!tasks.open() || !answers.open() || !errors.open()) return nullptr;
   auto worker = std::make_unique<Worker>();
   workers_.reserve(workers_.size() + 1);
+  if (isolation() != nullptr) {
+    worker->page.reset(make_work_page());
+    if (!worker->page) return nullptr;
+    worker->watch.emplace(*worker->page);
+  }
   std::fflush(nullptr);
   worker->process = fork_worker();
   if (worker->process < 0) return nullptr;
   if (worker->process == 0) {
     // An end of another's pipe held here would hide from that one that this side is closed.
     workers_.clear();
+    if (worker->page) {
+      prctl(PR_SET_PDEATHSIG, SIGTERM);
+      note_work_in(worker->page.get());
+      enter_limits();
+    }
     dup2(errors.in.get(), STDERR_FILENO);
     for (End* end : {&tasks.in, &answers.out, &errors.out, &errors.in}) end->close();
     serve(calls_, tasks.out.get(), answers.in.get());
@@ -297,13 +323,25 @@ void Pool::bury(Worker& worker) {
   const pid_t process = worker.process;
   const size_t job = worker.job;
   const uint64_t share = worker.share;
+  const std::unique_ptr<WorkPage, PageReleased> page = std::move(worker.page);
+  const bool was_overdue = worker.is_overdue;
   const int status = reap_worker(process);
   pass_on_messages(worker);
   std::erase_if(workers_, [&](const WorkerRef& other) { return other.get() == &worker; });
   if (job == kNoJob) return;
   --in_flight_;
   bytes_in_flight_ -= share;
-  end_job({job, "", death_text(status), process});
+  end_job({job, "", page ? death_text(*page, status, was_overdue) : death_of_worker(status), process,
+           WIFEXITED(status) && WEXITSTATUS(status) == kRetry});
+}
+
+// A stopped one shows at its pipes.
+void Pool::stop_overdue() {
+  for (const WorkerRef& worker : workers_) {
+    if (worker->job == kNoJob || !worker->watch || !worker->watch->is_overdue()) continue;
+    worker->is_overdue = true;
+    kill(worker->process, SIGKILL);
+  }
 }
 
 // Waits until workers say something.
@@ -313,7 +351,10 @@ void Pool::hear() {
     ends.push_back({worker->answers.get(), POLLIN, 0});
     ends.push_back({worker->errors.get(), POLLIN, 0});
   }
-  if (poll(ends.data(), ends.size(), -1) < 0) return;  // interrupted: asked again
+  const int most_milliseconds = isolation() != nullptr ? kWatchMilliseconds : -1;
+  if (poll(ends.data(), ends.size(), most_milliseconds) < 0) return;  // interrupted: asked again
+  note_call(Doing::nothing);                                          // for who watches this process in turn
+  stop_overdue();
   std::vector<Worker*> dead;
   for (size_t i = 0; i < workers_.size(); ++i) {
     Worker& worker = *workers_[i];

@@ -1,5 +1,6 @@
 // Jobs done by worker processes, so that one that crashes takes its own job with it and no other. This process
 // hands the jobs out one by one and collects the answers. It should hold nothing open that workers must not share.
+// With --isolate each worker has its limits and shows signs of life, or is stopped.
 #pragma once
 
 #include <sys/types.h>
@@ -29,8 +30,9 @@ struct Answer {
 struct JobEnd {
   size_t job;
   std::string text;   // the worker's
-  std::string death;  // why there is none; else ""
+  std::string death;  // why there is none; else "". A sentence that names the file when it is isolated
   pid_t worker;       // the one that died; 0: none could be started
+  bool is_worth_retry = false;  // there was no memory, or no process, for it
 };
 
 struct JobCalls {

@@ -23,6 +23,8 @@ TEST(Pattern, builds_names_in_every_style_with_the_width_as_a_minimum) {
               {"a_@@@.exr", 7, "a_007.exr", "a_[1-3]###.exr"},
               {"a.@.exr", 7, "a.0007.exr", "a.[1-3]#.exr"},
               {"user@host.exr", 7, "user@host.exr", "user@host.exr"},
+              {"user@.exr", 7, "user@.exr", "user@.exr"},
+              {"user.@host", 7, "user.@host", "user.@host"},
               {"a%03d.exr", 7, "a007.exr", "a[1-3]###.exr"},
               {"a%d.exr", -7, "a-7.exr", "a[1-3]#.exr"},
               {"50%%/a%%.%02d.exr", 7, "50%/a%.07.exr", "50%/a%.[1-3]##.exr"},
