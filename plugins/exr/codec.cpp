@@ -1,5 +1,6 @@
 #include "codec.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -144,6 +145,7 @@ exr_result_t end_codec(Codec& codec) {
 }
 
 void forget_errors(Codec& codec) {
+  errno = 0;
   state.message[0] = '\0';
   codec.file.is_cut = false;
   codec.file.io_error = 0;
@@ -156,10 +158,8 @@ exr_result_t checked(exr_result_t result) {
 
 int32_t report_failure(const Codec& codec, exr_result_t result, int64_t line) {
   if (state.is_memory_refused) return fail(ORB_E_MEMORY);
-  if (result == EXR_ERR_OUT_OF_MEMORY) {
-    orb__report(ORB_MSG_NO_MEMORY);
-    return fail(ORB_E_MEMORY);
-  }
+  if (result == EXR_ERR_OUT_OF_MEMORY || (codec.file.io_error == 0 && plugin::codec_lacked_memory()))
+    return plugin::fail_for_memory();
   char placed[320];
   place_remark(codec, failure_text(codec, result), placed);
   plugin::report_transfer(codec.file.stream.path,

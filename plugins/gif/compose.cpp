@@ -35,12 +35,10 @@ int32_t fail_frame(Screen& screen, int32_t number, int32_t code, const char* rea
 }
 
 int32_t fail_codec(Screen& screen, int32_t number, int system_error) {
-  if (screen.codec->Error == D_GIF_ERR_NOT_ENOUGH_MEM) {
-    orb__report(ORB_MSG_NO_MEMORY);
-    return plugin::fail(ORB_E_MEMORY);
-  }
+  if (screen.codec->Error == D_GIF_ERR_NOT_ENOUGH_MEM || (!screen.is_cut && plugin::codec_lacked_memory()))
+    return plugin::fail_for_memory();
   if (!screen.is_cut) return fail_frame(screen, number, ORB_E_DECODE, "its data are damaged");
-  const bool is_error = std::ferror(screen.file) != 0;
+  const bool is_error = std::ferror(screen.file) != 0 || system_error != 0;
   const char* reason =
       is_error ? std::strerror(system_error ? system_error : EIO) : "the file ends too early";
   return fail_frame(screen, number, ORB_E_READ, reason);
@@ -49,10 +47,10 @@ int32_t fail_codec(Screen& screen, int32_t number, int system_error) {
 // The codec stands before the first row of the frame.
 bool find_frame(Screen& screen, const Frame& frame) {
   std::clearerr(screen.file);
-  screen.is_cut = false;
   screen.codec->Error = 0;
   GifRecordType kind = UNDEFINED_RECORD_TYPE;
-  return fseeko(screen.file, frame.at, SEEK_SET) == 0 && DGifGetRecordType(screen.codec, &kind) == GIF_OK &&
+  screen.is_cut = fseeko(screen.file, frame.at, SEEK_SET) != 0;
+  return !screen.is_cut && DGifGetRecordType(screen.codec, &kind) == GIF_OK &&
          kind == IMAGE_DESC_RECORD_TYPE && DGifGetImageHeader(screen.codec) == GIF_OK;
 }
 
@@ -116,11 +114,25 @@ int32_t draw_rows(Screen& screen, const Brush& brush, const Frame& frame, int32_
   return 0;
 }
 
+// A code of the compression takes 2 bits or more and stands for no more than 4096 pixels.
+bool can_be_there(const Frame& frame, const Rect& on_screen) {
+  constexpr uint64_t kMostPixelsOfByte = 4 * 4096;
+  const uint64_t pixels = static_cast<uint64_t>(frame.width) * static_cast<uint64_t>(on_screen.height);
+  return pixels / kMostPixelsOfByte <= static_cast<uint64_t>(frame.data_bytes);
+}
+
+int32_t fail_short(Screen& screen, int32_t number) {
+  const bool is_cut = number == screen.contents.frame_count && !screen.contents.has_end;
+  return is_cut ? fail_frame(screen, number, ORB_E_READ, "the file ends too early")
+                : fail_frame(screen, number, ORB_E_DECODE, "its data are damaged");
+}
+
 int32_t draw_frame(Screen& screen, int32_t number) {
   const Frame& frame = screen.contents.frames[number - 1];
   Brush brush = {.colours = {}, .colour_count = 0, .transparent = frame.transparent, .rect = {}};
   brush.rect = on_screen(screen.contents, frame);
   if (brush.rect.area() == 0) return 0;
+  if (!can_be_there(frame, brush.rect)) return fail_short(screen, number);
   errno = 0;
   if (!find_frame(screen, frame)) return fail_codec(screen, number, errno);
   const GifImageDesc& found = screen.codec->Image;
@@ -162,8 +174,10 @@ void dispose(Screen& screen, const Frame& frame) {
   if (frame.disposal == kRestore) copy(screen, rect, Copy::restore);
 }
 
-// An empty screen, for a key frame that lets it be seen.
+// An empty screen, for a key frame that lets it be seen. Memory as it came is one, and costs nothing until it is
+// looked at.
 void begin(Screen& screen, const Frame& frame) {
+  if (!screen.is_used && screen.layout.bare == 0) return;
   if (hides_all(screen.contents, frame) && frame.disposal != kRestore) return;
   clear(screen, {0, 0, screen.contents.width, screen.contents.height});
 }
@@ -203,11 +217,11 @@ uint64_t widest_frame(const Contents& contents) {
 bool start_codec(Screen& screen) {
   std::rewind(screen.file);
   int error = 0;
+  errno = 0;
   screen.codec = DGifOpen(&screen, read_bytes, &error);
   if (screen.codec) return true;
-  if (error == D_GIF_ERR_NOT_ENOUGH_MEM) {
-    orb__report(ORB_MSG_NO_MEMORY);
-    plugin::fail(ORB_E_MEMORY);
+  if (error == D_GIF_ERR_NOT_ENOUGH_MEM || plugin::codec_lacked_memory()) {
+    plugin::fail_for_memory();
     return false;
   }
   orb__report(ORB_MSG_NOT_OF_FORMAT, screen.path, "GIF", "its header is damaged");
@@ -226,7 +240,7 @@ bool make_screen(Screen& screen, uint64_t other_bytes) {
       orb__within_limit(ORB_LIMIT_HANDLE, whole + saved + row + index + other_bytes, kCall) == 0) {
     return false;
   }
-  screen.pixels = static_cast<uint8_t*>(plugin::allocate(whole));
+  screen.pixels = plugin::make_zeroed<uint8_t>(whole).release();
   screen.row = static_cast<uint8_t*>(plugin::allocate(row));
   if (saved > 0) screen.saved = static_cast<uint8_t*>(plugin::allocate(saved));
   return screen.pixels && screen.row && (saved == 0 || screen.saved) && start_codec(screen);
@@ -245,6 +259,7 @@ int32_t compose(Screen& screen, int32_t frame) {
     begin(screen, screen.contents.frames[key - 1]);
   }
   screen.composed = 0;  // until it is whole
+  screen.is_used = true;
   for (; number <= frame; ++number) {
     const int32_t code = show_next(screen, number);
     if (code != 0) return note_failure(screen, number, code);

@@ -24,6 +24,7 @@ struct Screen {
   int32_t composed;  // the frame, from 1, that pixels shows; 0: none
   int32_t failed;    // the frame that cannot be drawn, from 1; 0: none is known
   int32_t failure;   // its code
+  bool is_used;      // something was drawn since the memory of pixels was taken
   bool is_cut;       // the codec asked for bytes that the file does not have
 
   [[nodiscard]] uint64_t row_bytes() const {

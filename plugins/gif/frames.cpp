@@ -218,14 +218,16 @@ bool take_frame(Walk& walk) {
   const Control control = walk.control;
   walk.control = {};
   const auto half = [&bytes](int i) { return static_cast<uint16_t>(word(bytes + i)); };
-  const Frame frame = {at,      0,       control.transparent, half(0),         half(2),
-                       half(4), half(6), control.delay,       control.disposal};
+  const Frame frame = {at,      0,       0,       control.transparent, half(0),
+                       half(2), half(4), half(6), control.delay,       control.disposal};
   if (!add_frame(walk, frame)) {
     walk.code = fail(ORB_E_MEMORY);
     return false;
   }
   uint8_t code_bits = 0;
-  return walk.take(&code_bits, 1) && skip_parts(walk);
+  const bool is_whole = walk.take(&code_bits, 1) && skip_parts(walk);
+  walk.contents.frames[walk.contents.frame_count - 1].data_bytes = walk.at - at;
+  return is_whole;
 }
 
 // ---- The file ----
@@ -299,6 +301,8 @@ bool read_contents(std::FILE* file, plugin::Stream& stream, Contents& contents) 
   if (!take_screen(walk)) return false;
   take_blocks(walk);
   if (walk.code != 0) return false;
+  // What can be had of a cut file is shown; of one that cannot be read nobody knows what there is.
+  if (!contents.has_end && std::ferror(file) != 0) return refuse_cut(walk);
   if (contents.frame_count > 0) return true;
   return contents.has_end ? refuse(walk, "it holds no picture") : refuse_cut(walk);
 }

@@ -31,6 +31,7 @@ enum Disposal : uint8_t { kLeave = 0, kClear = 2, kRestore = 3 };
 
 struct Frame {
   int64_t at;           // place of its descriptor in the file
+  int64_t data_bytes;   // of its pixels, as far as the file has them
   int32_t key;          // the frame, counted from 0, from which this one can be composed on an empty screen
   int16_t transparent;  // index of the pixels that are not drawn; -1: all are
   uint16_t left;

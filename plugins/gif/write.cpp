@@ -87,9 +87,16 @@ void undo(Writer& writer) {
 }
 using WriterOwner = plugin::RecordOwner<Writer, undo>;
 
-// The system's reason, or that the codec had no memory.
-const char* reason_of(const Writer& writer) {
-  return writer.system_error != 0 ? std::strerror(writer.system_error) : "the codec failed";
+// Reports the system's reason, or that the codec had no memory, under the scanline or for the file as a whole.
+int32_t report_failure(const Writer& writer, int64_t line) {
+  if (writer.system_error == 0 && plugin::codec_lacked_memory()) return plugin::fail_for_memory();
+  const char* reason = writer.system_error != 0 ? std::strerror(writer.system_error) : "the codec failed";
+  if (line == plugin::kNoLine) {
+    orb__report(ORB_MSG_CANNOT_WRITE, writer.stream.path, reason);
+  } else {
+    orb__report(ORB_MSG_CANNOT_WRITE_LINE, static_cast<int32_t>(line), reason);
+  }
+  return plugin::fail(ORB_E_WRITE);
 }
 
 // ---- What can be stored ----
@@ -252,19 +259,16 @@ bool put_frame(Writer& writer) {
 bool start(ORB_IMAGE& image, Writer& writer) {
   if (!plugin::open_for_writing(image, kExtension, writer.stream)) return false;
   int error = 0;
+  errno = 0;
   writer.codec = EGifOpen(&writer, write_bytes, &error);
   if (writer.codec && put_header(writer, image.info.text3) && writer.system_error == 0) return true;
-  orb__report(ORB_MSG_CANNOT_WRITE, writer.stream.path, reason_of(writer));
-  plugin::fail(ORB_E_WRITE);
+  report_failure(writer, plugin::kNoLine);
   return false;
 }
 
 // ---- Rows and frames ----
 
-int32_t fail_line(Writer& writer, int32_t line) {
-  orb__report(ORB_MSG_CANNOT_WRITE_LINE, line, reason_of(writer));
-  return writer.failure = plugin::fail(ORB_E_WRITE);
-}
+int32_t fail_line(Writer& writer, int32_t line) { return writer.failure = report_failure(writer, line); }
 
 template <class T>
 uint32_t take_row(const void* from, size_t pixels, uint8_t* out) {
@@ -292,6 +296,7 @@ int32_t write_scan(void* data, int32_t line, void* rows) {
     orb__report(ORB_MSG_CANNOT_WRITE_LINE, line, "a sample has no entry in the palette");
     return plugin::fail(ORB_E_HANDLE);  // the row may be given again; the file stays as it is
   }
+  errno = 0;
   if ((writer.next_row == 0 && !put_frame(writer)) ||
       EGifPutLine(writer.codec, writer.row, plan.width) != GIF_OK || writer.system_error != 0) {
     return fail_line(writer, line);
@@ -343,8 +348,7 @@ int32_t finish(Writer& writer) {
   const int error = plugin::finish_writing(writer.stream);
   if (writer.system_error == 0) writer.system_error = error;
   if (writer.system_error == 0) return 0;
-  orb__report(ORB_MSG_CANNOT_WRITE, writer.stream.path, reason_of(writer));
-  return ORB_E_WRITE;
+  return report_failure(writer, plugin::kNoLine);
 }
 
 void attach(ORB_IMAGE& image, WriterOwner& writer, owned<ORB_DRIVER_BLOCK>& block) {

@@ -167,10 +167,7 @@ void give_up(Codec& codec, const char* message) {
 }
 
 int32_t report_failure(const Codec& codec, int64_t line) {
-  if (codec.is_out_of_memory) {
-    orb__report(ORB_MSG_NO_MEMORY);
-    return plugin::fail(ORB_E_MEMORY);
-  }
+  if (codec.is_out_of_memory) return plugin::fail_for_memory();
   plugin::report_transfer(codec.stream.path,
                           codec.is_writer ? plugin::Transfer::writing : plugin::Transfer::reading, line,
                           failure_text(codec));

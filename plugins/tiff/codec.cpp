@@ -1,8 +1,12 @@
 #include "codec.h"
 
+#include <fcntl.h>
+
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "orbbase/driver.h"
 
@@ -34,13 +38,25 @@ void remark(Codec& codec, const char* text, void (*report)(plugin::Stream&, cons
   report(codec.file.stream, placed);
 }
 
+bool is_about_tags(const char* text) {
+  return std::strstr(text, "fields array") || std::strstr(text, "list of custom values");
+}
+
+void lose_tags(Codec& codec) {
+  codec.has_lost_tags = true;
+  if (std::exchange(codec.is_guarded, false)) std::longjmp(codec.recovery, 1);
+}
+
 __attribute__((format(printf, 4, 0))) int on_error(TIFF*, void* user_data, const char*, const char* format,
                                                    va_list arguments) {
   Codec& codec = *static_cast<Codec*>(user_data);
+  char text[sizeof codec.message];
+  std::vsnprintf(text, sizeof text, format, arguments);
+  if (plugin::codec_lacked_memory() && is_about_tags(text)) lose_tags(codec);
   if (codec.message[0] != '\0') return kHandled;
   codec.is_over_limit = std::strstr(format, "limit defined in open options") != nullptr;
-  std::vsnprintf(codec.message, sizeof codec.message, format, arguments);
-  mask_controls(codec.message);
+  mask_controls(text);
+  std::memcpy(codec.message, text, sizeof text);
   return kHandled;
 }
 
@@ -98,7 +114,7 @@ bool start(Codec& codec, const char* mode) {
   codec.tiff = TIFFClientOpenExt(codec.file.stream.path, mode, &codec, on_read, on_write, on_seek, on_close,
                                  on_size, nullptr, nullptr, options);
   TIFFOpenOptionsFree(options);
-  return codec.tiff != nullptr;
+  return codec.tiff && !codec.has_lost_tags;
 }
 
 int32_t failure_code(const Codec& codec) {
@@ -123,11 +139,16 @@ bool start_writing(Codec& codec, bool is_big) {
 }
 
 void end_codec(Codec& codec) {
-  if (codec.tiff) TIFFCleanup(codec.tiff);
-  codec.tiff = nullptr;
+  TIFF* const tiff = std::exchange(codec.tiff, nullptr);
+  // Without its tags the codec library cannot even release what it holds: that is lost, rather than the process.
+  if (!tiff || codec.has_lost_tags) return;
+  // A writer would flush, and does not always have what it needs for that after a failure.
+  TIFFSetMode(tiff, O_RDONLY);
+  TIFFCleanup(tiff);
 }
 
 void forget_errors(Codec& codec) {
+  errno = 0;
   codec.message[0] = '\0';
   codec.is_over_limit = codec.is_out_of_memory = false;
   codec.file.is_cut = false;
@@ -135,11 +156,15 @@ void forget_errors(Codec& codec) {
 }
 
 bool has_error(const Codec& codec) {
-  return codec.message[0] != '\0' || codec.is_out_of_memory || codec.file.is_cut || codec.file.io_error != 0;
+  // Texts and tables that it had no memory for the codec library leaves out without a word.
+  return codec.message[0] != '\0' || codec.is_out_of_memory || codec.file.is_cut ||
+         codec.file.io_error != 0 || plugin::codec_lacked_memory();
 }
 
 int32_t report_failure(const Codec& codec, int64_t line) {
   if (codec.is_out_of_memory) return fail(ORB_E_MEMORY);
+  if (codec.has_lost_tags || (codec.file.io_error == 0 && plugin::codec_lacked_memory()))
+    return plugin::fail_for_memory();
   char placed[320];
   place_remark(codec, failure_text(codec), placed);
   plugin::report_transfer(codec.file.stream.path,

@@ -4,7 +4,9 @@
 
 #include <tiffio.h>
 
+#include <csetjmp>
 #include <cstdint>
+#include <type_traits>
 
 #include "file.h"
 #include "orbbase/core.h"
@@ -31,8 +33,11 @@ struct Codec {
   bool is_muted;          // a page is read once more: its warnings were given
   bool is_over_limit;     // the codec library asked for a block above ORB_LIMIT_BUFFER
   bool is_out_of_memory;  // reported by the allocator
-  char message[256];      // its first error since forget_errors
-  int32_t page;           // named in remarks, from 1; 0: the file is not known to have several
+  bool has_lost_tags;     // the codec library had no memory for its tags, and nothing more can be asked of it
+  bool is_guarded;        // by recovery
+  std::jmp_buf recovery;
+  char message[256];  // its first error since forget_errors
+  int32_t page;       // named in remarks, from 1; 0: the file is not known to have several
 };
 
 // Starts reading or writing codec.file. False on failure, to be passed to report_failure.
@@ -41,6 +46,19 @@ struct Codec {
 
 // Ends the codec library's work without another byte written; the file stays open.
 void end_codec(Codec& codec);
+
+// Runs a step that may add tags: without memory for them the codec library would go on through a null pointer, and is
+// left by a jump instead. The step holds nothing that has a destructor.
+template <class Step>
+[[nodiscard]] bool guarded(Codec& codec, Step step) {
+  static_assert(std::is_trivially_destructible_v<Step>);
+  if (codec.has_lost_tags) return false;
+  codec.is_guarded = true;
+  if (setjmp(codec.recovery) != 0) return false;
+  const bool is_done = step();
+  codec.is_guarded = false;
+  return is_done && !codec.has_lost_tags;
+}
 
 // Before a step whose failure is to be reported by its own words.
 void forget_errors(Codec& codec);

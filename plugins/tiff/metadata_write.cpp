@@ -121,13 +121,12 @@ void settle_numbers(ORB_INFO& info) {
 // ---- Tags ----
 
 bool put_texts(TIFF* tiff, const ORB_INFO& info) {
-  bool is_put = true;
   for (const TextTag& row : kTextTags) {
     const char* text = info.*row.field;
     if (!plugin::is_given(text) || (row.tag == TIFFTAG_DATETIME && !is_tag_date(text))) continue;
-    is_put = TIFFSetField(tiff, row.tag, text) == 1 && is_put;
+    if (TIFFSetField(tiff, row.tag, text) != 1) return false;
   }
-  return is_put;
+  return true;
 }
 
 bool put_primaries(TIFF* tiff, const ORB_INFO& info) {

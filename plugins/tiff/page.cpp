@@ -279,8 +279,10 @@ bool take_page(Codec& codec, const Settings& settings, Page* out) {
 bool go_to(Codec& codec, const Page& page) {
   forget_errors(codec);
   codec.is_muted = true;
-  const bool is_there = TIFFCurrentDirOffset(codec.tiff) == page.directory ||
-                        TIFFSetSubDirectory(codec.tiff, page.directory) == 1;
+  const bool is_there = guarded(codec, [&codec, &page] {
+    return TIFFCurrentDirOffset(codec.tiff) == page.directory ||
+           TIFFSetSubDirectory(codec.tiff, page.directory) == 1;
+  });
   codec.is_muted = false;
   if (!is_there || has_error(codec)) {
     report_failure(codec, kNoLine);
@@ -296,6 +298,8 @@ bool take_palette(Codec& codec, const Page& page, Palette16* out) {
   if (TIFFGetField(codec.tiff, TIFFTAG_COLORMAP, &stored[0], &stored[1], &stored[2]) == 0) {
     return refuse_page(codec, "the palette is missing");
   }
+  // The codec library says nothing of tables that it had no memory for.
+  if (!stored[0] || !stored[1] || !stored[2]) return plugin::fail_for_memory() == 0;
   owned<uint16_t> entries = make_zeroed<uint16_t>(uint64_t{3} * count);
   if (!entries) return false;
   uint16_t largest = 0;

@@ -52,7 +52,8 @@ ReadPage* add_page(PageList& list) {
 
 bool next_directory(Codec& codec) {
   forget_errors(codec);
-  if (TIFFReadDirectory(codec.tiff) == 1 && !has_error(codec)) return true;
+  const auto read = [&codec] { return TIFFReadDirectory(codec.tiff) == 1; };
+  if (guarded(codec, read) && !has_error(codec)) return true;
   report_failure(codec, kNoLine);
   return false;
 }

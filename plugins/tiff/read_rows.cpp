@@ -82,6 +82,25 @@ void take_stretch(const Current& current, const Channels& channels, int32_t samp
   take_samples(stretch.place, stretch.packed, stretch.pixels, is_palette, row);
 }
 
+// Every channel's pass over the packed pixels finds them in the nearest cache, however many channels there are.
+constexpr uint64_t kTakenBits = uint64_t{8} * (16U << 10);
+
+// All channels of a stretch, in pieces that begin on whole bytes.
+void take_pixels(const Current& current, const Page& page, uint32_t first_sample, const Stretch& all) {
+  const size_t unit = page.band.unit;
+  const uint64_t pixel_bits = unit * static_cast<uint64_t>(page.shape.bits);
+  const size_t most = std::max<size_t>(kTakenBits / pixel_bits / 8, 8) * 8;
+  for (size_t first = 0; first < all.pixels; first += most) {
+    const size_t pixels = std::min(most, all.pixels - first);
+    const uint8_t* packed = all.packed + first / 8 * pixel_bits;
+    for (size_t c = 0; c < unit; ++c) {
+      const Place place = {page.channels.form, page.shape.bits, unit, c};
+      take_stretch(current, page.channels, static_cast<int32_t>(first_sample + c),
+                   {packed, place, all.column + first, pixels});
+    }
+  }
+}
+
 void take_row(const Reader& reader, const Page& page, uint32_t row) {
   const Band& band = page.band;
   const uint64_t in_block = (row - reader.current.first_row) * band.row_bytes;
@@ -91,11 +110,7 @@ void take_row(const Reader& reader, const Page& page, uint32_t row) {
           reader.current.band + (uint64_t{plane} * band.across + i) * band.block_bytes + in_block;
       const size_t column = size_t{i} * page.shape.block_width;
       const size_t pixels = std::min<size_t>(page.shape.block_width, page.shape.width - column);
-      for (uint32_t c = 0; c < band.unit; ++c) {
-        const Place place = {page.channels.form, page.shape.bits, band.unit, c};
-        take_stretch(reader.current, page.channels, static_cast<int32_t>(plane + c),
-                     {packed, place, column, pixels});
-      }
+      take_pixels(reader.current, page, plane, {packed, {}, column, pixels});
     }
   }
 }

@@ -53,14 +53,51 @@ void take_halves(const Place& place, const uint8_t* packed, size_t pixels, void*
     row[i] = plugin::float_from_half(load<uint16_t>(at));
 }
 
+// Samples that no byte cuts, 8 / kBits of them in each.
+template <size_t kBits>
+constexpr uint8_t nth_of_byte(uint8_t byte, size_t i) {
+  return static_cast<uint8_t>(byte >> (8 - kBits * (i + 1)) & ((1U << kBits) - 1));
+}
+
+template <size_t kBits, class Out>
+void take_parts_of_bytes(const Place& place, const uint8_t* packed, size_t pixels, Out* row) {
+  constexpr size_t kInByte = 8 / kBits;
+  if (place.unit > 1) {
+    size_t at = place.channel;
+    for (size_t i = 0; i < pixels; ++i, at += place.unit) {
+      row[i] = nth_of_byte<kBits>(packed[at / kInByte], at % kInByte);
+    }
+    return;
+  }
+  const size_t whole = pixels / kInByte;
+  for (size_t i = 0; i < whole; ++i, row += kInByte) {
+    for (size_t k = 0; k < kInByte; ++k) row[k] = nth_of_byte<kBits>(packed[i], k);
+  }
+  for (size_t k = 0; k < pixels % kInByte; ++k) row[k] = nth_of_byte<kBits>(packed[whole], k);
+}
+
 template <class Out>
-void take_bits(const Place& place, const uint8_t* packed, size_t pixels, void* out) {
-  Out* row = static_cast<Out*>(out);
+void take_any_bits(const Place& place, const uint8_t* packed, size_t pixels, Out* row) {
   const auto bits = static_cast<size_t>(place.bits);
   size_t at = place.channel * bits;
   for (size_t i = 0; i < pixels; ++i, at += place.unit * bits) {
     const uint64_t window = first_bit_highest(load<uint64_t>(packed + at / 8)) << (at % 8);
     row[i] = static_cast<Out>(window >> (64 - bits));
+  }
+}
+
+template <class Out>
+void take_bits(const Place& place, const uint8_t* packed, size_t pixels, void* out) {
+  Out* row = static_cast<Out*>(out);
+  switch (place.bits) {
+    case 1:
+      return take_parts_of_bytes<1>(place, packed, pixels, row);
+    case 2:
+      return take_parts_of_bytes<2>(place, packed, pixels, row);
+    case 4:
+      return take_parts_of_bytes<4>(place, packed, pixels, row);
+    default:
+      return take_any_bits(place, packed, pixels, row);
   }
 }
 

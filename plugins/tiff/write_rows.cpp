@@ -147,7 +147,8 @@ int32_t enter_page(Writer& writer, const WritePage& page) {
 
 bool begin_page(Writer& writer, const WritePage& page) {
   forget_errors(writer.codec);
-  return put_shape(writer, page) && put_extra_samples(writer.codec, page.layout) &&
+  return !writer.codec.has_lost_tags && put_shape(writer, page) &&
+         put_extra_samples(writer.codec, page.layout) &&
          put_compression(writer.codec.tiff, writer.settings, page.layout) && put_page_number(writer) &&
          put_metadata(writer.codec, *writer.image, page.index) && !has_error(writer.codec);
 }

@@ -76,6 +76,20 @@ TEST_F(TiffTest, every_width_and_layout_comes_through_as_stored) {
   }
 }
 
+// Rows that are spread in several pieces, none of which may begin within a byte.
+TEST_F(TiffTest, rows_of_any_length_and_number_of_samples_come_through_as_stored) {
+  std::vector<Stored> pages;
+  for (const int bits : {1, 2, 4, 7, 12, 16}) {
+    pages.push_back({.width = 60'013, .height = 1, .bits = bits, .samples = 3});
+    pages.push_back({.width = 131, .height = 1, .bits = bits, .samples = 5'001});
+  }
+  for (Stored& page : pages) page.photometric = page.samples == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_SEPARATED;
+  save("in.tif", pages);
+  const Image image = open_read("in.tif");
+  ASSERT_TRUE(image) << reports.texts();
+  for (size_t i = 0; i < pages.size(); ++i) expect_page(*image, static_cast<int32_t>(i), pages[i]);
+}
+
 TEST_F(TiffTest, any_line_of_any_page_is_read_in_any_order) {
   // A single strip of each; of the first two the bands do not hold it at once.
   std::vector<Stored> pages(16, {.width = 300, .height = 200, .strip_rows = 2000});

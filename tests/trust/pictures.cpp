@@ -1,0 +1,224 @@
+// The pictures of the scenarios, and the library with the real plug-ins.
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <memory>
+
+#include "orbbase/core.h"
+#include "tests/trust/scenarios.h"
+
+namespace orb::testing {
+namespace {
+
+constexpr ORB_CHANNELS ORB_IFD::*kGroups[] = {&ORB_IFD::color, &ORB_IFD::matte, &ORB_IFD::aux,
+                                              &ORB_IFD::index};
+
+struct Library {
+  size_t next = 0;  // module to hand over
+} library;
+
+struct LoadedModule {
+  std::string path;
+  void* handle;
+};
+
+// The modules that the build names, one path behind the other.
+const std::vector<LoadedModule>& modules() {
+  static const std::vector<LoadedModule> loaded = [] {
+    std::vector<LoadedModule> all;
+    for (const char* path : {ORB_PLUGIN_FILES}) all.push_back({path, dlopen(path, RTLD_NOW | RTLD_LOCAL)});
+    return all;
+  }();
+  return loaded;
+}
+
+int32_t give_module(void** module_out, const char** name_out) {
+  if (library.next == modules().size()) return 0;
+  const LoadedModule& module = modules()[library.next++];
+  if (!module.handle) std::abort();
+  *module_out = module.handle;
+  *name_out = module.path.c_str();
+  return 1;
+}
+
+size_t width_of(const ORB_IFD& ifd) { return static_cast<size_t>(ifd.window.right - ifd.window.left + 1); }
+
+// Bytes of a row of each channel.
+std::vector<size_t> row_bytes(const ORB_IFD& ifd) {
+  std::vector<size_t> bytes;
+  for (const auto group : kGroups) {
+    const bool is_index = group == &ORB_IFD::index;
+    if (is_index && ifd.color.count > 0) break;
+    bytes.insert(bytes.end(), static_cast<size_t>((ifd.*group).count),
+                 width_of(ifd) * sample_bytes(ifd.*group, is_index));
+  }
+  return bytes;
+}
+
+std::vector<int32_t> lines_of(const ORB_IFD& ifd) {
+  std::vector<int32_t> lines;
+  for (int32_t i = 0; i <= ifd.window.top - ifd.window.bottom; ++i)
+    lines.push_back((ifd.orientation & ORB_BOTTOM_UP) != 0 ? ifd.window.bottom + i : ifd.window.top - i);
+  return lines;
+}
+
+// Samples that a format can store: floats are numbers, indices lie within the table.
+void fill_row(const Picture& picture, const ORB_IFD& ifd, int32_t image, int32_t channel, int32_t line,
+              std::vector<uint8_t>& row) {
+  const bool is_real = ifd.color.type != ORB_C_INTEGER;
+  for (size_t i = 0; i < row.size(); ++i) {
+    row[i] = picture.sample_byte(image, channel, line, static_cast<int64_t>(i));
+    if (is_real && i % 4 == 3) row[i] = 0x3E;
+    if (ifd.color.count == 0 && ifd.index.count > 0) row[i] = i % 2 == 0 ? row[i] & 3 : 0;
+  }
+}
+
+struct Freed {
+  void operator()(ORB_LUT* lut) const { ORB_lut_free(lut); }
+};
+
+}  // namespace
+
+int32_t start_library() {
+  library.next = 0;
+  return ORB_init(nullptr, give_module) == 0 ? 0 : failure();
+}
+
+void end_library() {
+  ORB_multiframe_set(0, 0);
+  ORB_exit();
+  for (int i = 0; i < 2; ++i) dlerror();  // whose last text the C library would keep
+}
+
+int32_t failure() { return orb__err != 0 ? orb__err : -999; }
+
+std::vector<Picture> pictures_of(const std::string& key) {
+  constexpr uint32_t kInt = ORB_C_INTEGER;
+  constexpr uint32_t kFloat = ORB_C_FLOAT;
+  const struct {
+    const char* keys;  // who takes it
+    const char* name;
+    ORB_CHANNELS groups[4];  // colour, matte, auxiliary, index
+    bool is_cut = false;     // an active window within the window
+    int32_t images = 1;
+  } kinds[] = {
+      {" mem pipe rla png jpeg tiff pnm ", "bytes", {{{}, 3, kInt, 8}}},
+      {" mem pipe rla rlb tiff png ", "matte", {{{}, 3, kInt, 8}, {{}, 1, kInt, 8}}},
+      {" mem pipe rla tiff png pnm ", "words", {{{}, 3, kInt, 16}}},
+      {" mem pipe rla ", "bits", {{{}, 3, kInt, 12}, {{}, 1, kInt, 12}}},
+      {" mem pipe ", "longs", {{{}, 1, kInt, 32}}},
+      {" mem pipe ", "doubles", {{{}, 1, ORB_C_DOUBLE, 64}}},
+      {" mem pipe rla exr tiff ", "floats", {{{}, 3, kFloat, 32}}},
+      {" mem pipe rla exr ", "depth", {{{}, 3, kFloat, 32}, {{}, 1, kFloat, 32}, {{}, 1, kFloat, 32}}},
+      {" mem pipe rla ", "cut", {{{}, 3, kInt, 8}}, true},
+      {" exr ", "cut", {{{}, 3, kFloat, 32}}, true},
+      {" mem rla ", "images", {{{}, 3, kInt, 8}}, false, 3},
+      {" mem pipe png tiff gif ", "index", {{}, {}, {}, {{}, 1, kInt, 8}}},
+      {" png jpeg tiff pnm gif ", "grey", {{{}, 1, kInt, 8}}},
+  };
+  std::vector<Picture> pictures;
+  for (const auto& kind : kinds) {
+    if (!std::strstr(kind.keys, (" " + key + " ").c_str())) continue;
+    Picture picture(kind.name + ("." + key), key.c_str());
+    for (size_t i = 0; i < std::size(kGroups); ++i) {
+      const ORB_CHANNELS& group = kind.groups[i];
+      picture.group(kGroups[i], group.count, group.count > 0 ? group.type : kInt,
+                    group.count > 0 ? group.width : 8);
+    }
+    if (kind.is_cut) picture.active({2, 5, 1, 3});
+    pictures.push_back(picture.images(kind.images));
+  }
+  return pictures;
+}
+
+ORB_IMAGE* open_picture(const std::string& name, const std::string& key, const char* mode) {
+  ORB_INFO info;
+  ORB_info_init(&info);
+  info.key = const_cast<char*>(key.c_str());
+  info.handle = const_cast<char*>(name.c_str());
+  info.open_option = 1;
+  return ORB_open(&info, mode);
+}
+
+int32_t close_picture(ORB_IMAGE* handle, int32_t code) {
+  const int32_t closed = ORB_close(handle);
+  return code != 0 ? code : closed;
+}
+
+int32_t write_rows(ORB_IMAGE* handle, const Picture& picture, int32_t image) {
+  const ORB_IFD& ifd = handle->info.images[image];
+  std::vector<std::vector<uint8_t>> samples;
+  std::vector<void*> rows;
+  for (const size_t bytes : row_bytes(ifd)) samples.emplace_back(bytes);
+  for (auto& row : samples) rows.push_back(row.data());
+  for (const int32_t line : lines_of(ifd)) {
+    for (size_t i = 0; i < samples.size(); ++i)
+      fill_row(picture, ifd, image, static_cast<int32_t>(i), line, samples[i]);
+    const int32_t code = image == 0 ? ORB_scan_write(handle, line, rows.data())
+                                    : handle->scan(handle->driver[image].data, line, rows.data());
+    if (code != 0) return code;
+  }
+  return 0;
+}
+
+int32_t write_picture(const Picture& picture, int32_t frames) {
+  ORB_INFO info = picture.info();
+  std::string date = "{0}";
+  std::string title = "title";
+  info.text7 = date.data();
+  info.text1 = info.text3 = title.data();
+  info.open_option = 1;
+  info.frame_count = frames;
+  std::unique_ptr<ORB_LUT, Freed> table;
+  if (picture.ifds[0].color.count == 0) {
+    table.reset(ORB_lut_alloc(4));
+    if (!table) return failure();
+    for (uint16_t i = 0; i < 4; ++i)
+      table->entries[i] = {{static_cast<uint16_t>(i * 0x5555), 0xFFFF, 0, 0xFFFF}};
+    info.write_option = reinterpret_cast<uintptr_t>(table.get());
+  }
+  ORB_IMAGE* const handle = ORB_open(&info, "w");
+  if (!handle) return failure();
+  int32_t code = 0;
+  for (int32_t i = 0; i < info.image_count && code == 0; ++i) code = write_rows(handle, picture, i);
+  for (int32_t frame = 2; frame <= frames && code == 0; ++frame) {
+    code = ORB_set_frame(handle, frame, 0, 0);
+    if (code == 0) code = write_rows(handle, picture, 0);
+  }
+  return close_picture(handle, code);
+}
+
+int32_t see_rows(ORB_IMAGE* handle, int32_t image, Seen& seen) {
+  const ORB_IFD& ifd = handle->info.images[image];
+  see(seen, ifd.window);
+  const std::vector<size_t> bytes = row_bytes(ifd);
+  for (const int32_t line : lines_of(ifd)) {
+    void** rows = nullptr;
+    const int32_t code = image == 0 ? ORB_scan_read(handle, line, &rows)
+                                    : handle->scan(handle->driver[image].data, line, &rows);
+    if (code != 0) return code;
+    for (size_t i = 0; i < bytes.size(); ++i) seen.append(static_cast<const char*>(rows[i]), bytes[i]);
+  }
+  return 0;
+}
+
+int32_t see_picture(const std::string& name, const std::string& key, Seen& seen) {
+  ORB_IMAGE* const handle = open_picture(name, key);
+  if (!handle) return failure();
+  see(seen, handle->info.image_count);
+  int32_t code = 0;
+  for (int32_t i = 0; i < handle->info.image_count && code == 0; ++i) code = see_rows(handle, i, seen);
+  const ORB_IFD& first = handle->info.images[0];
+  if (code == 0 && first.color.count == 0 && first.index.count > 0) {
+    ORB_LUT* table = nullptr;
+    code = ORB_lut_read(handle, &table) == 0 ? 0 : failure();
+    if (table)
+      seen.append(reinterpret_cast<const char*>(table->entries), sizeof(ORB_LUT_ENTRY) * table->entry_count);
+    ORB_lut_free(table);
+  }
+  return close_picture(handle, code);
+}
+
+}  // namespace orb::testing

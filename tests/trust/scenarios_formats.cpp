@@ -1,0 +1,196 @@
+// Reading and writing, each format by itself, and what a handle of any of them can be asked for.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "orbbase/core.h"
+#include "orbbase/imp.h"
+#include "orbbase/operators.h"
+#include "tests/tools/animation.h"
+#include "tests/trust/scenarios.h"
+
+namespace orb::testing {
+namespace {
+
+int32_t write_all(const std::string& key) {
+  for (const Picture& picture : pictures_of(key)) {
+    if (const int32_t code = write_picture(picture)) return code;
+  }
+  return 0;
+}
+
+int32_t see_all(const std::string& key, Seen& seen) {
+  for (const Picture& picture : pictures_of(key)) {
+    if (const int32_t code = see_picture(picture.name, key, seen)) return code;
+  }
+  return 0;
+}
+
+void forget(const std::string& key) {
+  for (const Picture& picture : pictures_of(key)) {
+    if (key == "mem") ORB_mem_remove(picture.name.c_str());
+    std::remove(picture.name.c_str());
+  }
+}
+
+Scenario writes(const char* name, const std::string& key, uint32_t traits = 0) {
+  return {name, [key](Seen&) { return write_all(key); },          traits,
+          {},   [key](Seen& seen) { return see_all(key, seen); }, [key] { forget(key); }};
+}
+
+Scenario reads(const char* name, const std::string& key, uint32_t traits = 0) {
+  return {name, [key](Seen& seen) { return see_all(key, seen); }, traits, [key] { write_all(key); }};
+}
+
+// Backwards, so that a format without positions is opened anew.
+int32_t seek_back(const std::string& key, Seen& seen) {
+  ORB_IMAGE* handle = open_picture("bytes." + key, key);
+  if (!handle) return failure();
+  const ORB_WINDOW window = handle->info.images[0].window;
+  int32_t code = 0;
+  for (int32_t line = window.top; line >= window.bottom && code == 0; line -= 2) {
+    code = ORB_seek(&handle, line);
+    void** rows = nullptr;
+    if (code == 0) code = ORB_scan_read(handle, line, &rows);
+    if (code == 0) seen.append(static_cast<const char*>(rows[0]), 7);
+  }
+  return handle ? close_picture(handle, code) : code;
+}
+
+int32_t cut_regions(const std::string& key, Seen& seen) {
+  ORB_IMAGE* handle = open_picture("bytes." + key, key);
+  if (!handle) return failure();
+  char pixels[16 * 16 * 8];
+  int32_t code = 0;
+  for (const uint32_t layout : {ORB_REGION_GREY16, ORB_REGION_RGBA16, ORB_REGION_RGBA8, ORB_REGION_RGB8}) {
+    std::memset(pixels, 0, sizeof pixels);
+    if (code == 0) code = ORB_get_region(&handle, -1, 5, 1, 3, pixels, ORB_REGION_PACKED, layout);
+    if (code == 0) seen.append(pixels, sizeof pixels);
+  }
+  return handle ? close_picture(handle, code) : code;
+}
+
+// ---- Files of many frames
+
+int32_t count_frame(void* seen, ORB_IMAGE* image, int32_t frame, double) {
+  see(*static_cast<Seen*>(seen), frame);
+  return see_rows(image, 0, *static_cast<Seen*>(seen));
+}
+
+int32_t play(Seen& seen) {
+  ORB_IMAGE* const handle = open_picture("film.gif", "gif");
+  if (!handle) return failure();
+  int32_t code = ORB_playback_bind(handle, reinterpret_cast<intptr_t>(&count_frame),
+                                   reinterpret_cast<intptr_t>(&seen), 0);
+  if (code != 0) return close_picture(handle, code);
+  code = ORB_playback_params(handle, 0, 0, 0, 1, 3, 0, 0, 0);
+  if (code == 0) code = ORB_playback_play(handle, 0, 0, 0, 0, 0);
+  if (code == 0) code = ORB_set_frame(handle, 2, 0, 0);
+  if (code == 0) code = see_rows(handle, 0, seen);
+  ORB_playback_bind(handle, 0, 0, 0);
+  return close_picture(handle, code);
+}
+
+// More files than the cache keeps, in turns, each opened again while it is idle.
+int32_t keep_open(Seen& seen) {
+  ORB_multiframe_set(1, 3);
+  for (const char* name : {"film.gif", "film2.gif", "film.gif", "film3.gif", "film4.gif", "film.gif"}) {
+    if (const int32_t code = see_picture(name, "gif", seen)) return code;
+  }
+  return 0;
+}
+
+void make_films() {
+  for (const char* name : {"film.gif", "film2.gif", "film3.gif", "film4.gif"}) {
+    const std::string bytes = gif("0123");
+    std::FILE* file = std::fopen(name, "wb");
+    std::fwrite(bytes.data(), 1, bytes.size(), file);
+    std::fclose(file);
+  }
+}
+
+int32_t write_film(Seen&) {
+  Picture picture = pictures_of("gif").front();
+  picture.name = "made.gif";
+  return write_picture(picture, 3);
+}
+
+// ---- Which format
+
+int32_t detect(Seen& seen) {
+  for (const char* name :
+       {"bytes.png", "bytes.rla", "bytes.tiff", "film.gif", "bytes.pipe", "bytes.jpeg", "bytes.pnm"}) {
+    int32_t known = 0;
+    see_text(seen, ORB_get_file_type(name, nullptr, &known));
+    see_text(seen, ORB_is_file_type(name, nullptr, "rla", &known));
+  }
+  return 0;
+}
+
+int32_t list_formats(Seen& seen) {
+  char* names[32] = {};
+  const int32_t count = ORB_getPluginNames(names);
+  bool is_whole = true;
+  for (int32_t i = 0; i < count; ++i) {
+    is_whole = is_whole && names[i];
+    see_text(seen, names[i]);
+    std::free(names[i]);
+  }
+  return is_whole ? 0 : failure();
+}
+
+// A texture is found through a variable that names a variable.
+int32_t see_texture(Seen& seen) {
+  ORB_INFO info;
+  ORB_info_init(&info);
+  char key[] = "rla";
+  char name[] = "bytes.rla";
+  info.key = key;
+  info.handle = name;
+  ORB_IMAGE* const handle = ORB_open(&info, "r");
+  if (!handle) return failure();
+  const int32_t code = see_rows(handle, 0, seen);
+  return close_picture(handle, code);
+}
+
+}  // namespace
+
+const std::vector<Scenario>& format_scenarios() {
+  static const std::vector<Scenario> all = {
+      writes("MemWrite", "mem", kNoFiles),
+      reads("MemRead", "mem", kNoFiles),
+      writes("PipeWrite", "pipe"),
+      reads("PipeRead", "pipe"),
+      writes("RlaWrite", "rla"),
+      reads("RlaRead", "rla"),
+      writes("PngWrite", "png"),
+      reads("PngRead", "png"),
+      writes("JpegWrite", "jpeg"),
+      reads("JpegRead", "jpeg"),
+      writes("TiffWrite", "tiff"),
+      reads("TiffRead", "tiff"),
+      writes("GifWrite", "gif"),
+      reads("GifRead", "gif"),
+      writes("PnmWrite", "pnm"),
+      reads("PnmRead", "pnm"),
+      writes("ExrWrite", "exr"),
+      reads("ExrRead", "exr"),
+      {"SeekRla", [](Seen& seen) { return seek_back("rla", seen); }, 0, [] { write_all("rla"); }},
+      {"SeekPipe", [](Seen& seen) { return seek_back("pipe", seen); }, 0, [] { write_all("pipe"); }},
+      {"Region", [](Seen& seen) { return cut_regions("pipe", seen); }, 0, [] { write_all("pipe"); }},
+      {"Playback", play, 0, make_films},
+      {"FilmWrite", write_film, 0, {}, [](Seen& seen) { return see_picture("made.gif", "gif", seen); }},
+      {"MultiFrameCache", keep_open, 0, make_films},
+      {"Detect", detect, kUnreported | kGoesWithout,
+       [] {
+         for (const char* key : {"png", "rla", "tiff", "pipe", "jpeg", "pnm"}) write_all(key);
+         make_films();
+       }},
+      {"Catalogue", list_formats, kNoFiles},
+      {"NamedRead", see_texture, 0, [] { write_all("rla"); }},
+  };
+  return all;
+}
+
+}  // namespace orb::testing
