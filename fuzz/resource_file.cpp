@@ -1,46 +1,18 @@
 // A resource file from a stranger: opened, every item loaded, dumped, one item replaced, saved, and opened again.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
 
-#include "orbbase/support/err.h"
+#include "input_file.h"
 #include "orbbase/support/resource.h"
 
 namespace {
 
+using orb::fuzz::require;
+using orb::fuzz::swallow;
+
 constexpr uint32_t kError = 0x4552524F;  // "ERRO"
 
-void require(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "resource_file: %s\n", what);
-  std::abort();
-}
-
-// Reports and dumps are made in full, and shown to nobody.
-int32_t swallow(const void*, uint8_t, const char*, ERR_RECORD*, void*) { return 0; }
+// Dumps are made in full, and shown to nobody.
 void drop(const char*, void*) {}
-
-// A file without a disk.
-class InputFile {
- public:
-  InputFile() : descriptor_(memfd_create("input", 0)), path_("/proc/self/fd/" + std::to_string(descriptor_)) {
-    require(descriptor_ >= 0, "no memory file");
-  }
-  void hold(const uint8_t* data, size_t size) const {
-    require(
-        ftruncate(descriptor_, 0) == 0 && pwrite(descriptor_, data, size, 0) == static_cast<ssize_t>(size),
-        "the memory file cannot be written");
-  }
-  [[nodiscard]] const char* path() const { return path_.c_str(); }
-
- private:
-  int descriptor_;
-  std::string path_;
-};
 
 struct Items {
   ORB_RSRC_FILE* file;
@@ -66,14 +38,14 @@ Items load_all(ORB_RSRC_FILE* file) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const InputFile input;
+  static const orb::fuzz::InputFile input;
   static const bool is_started = [] {
     ERR_dcl_handler(nullptr, swallow, nullptr);
     return orb__rsrc_init(drop, nullptr) != 0;
   }();
   require(is_started, "the module does not start");
   input.hold(data, size);
-  ORB_RSRC_FILE* file = orb__rsrc_open(input.path());
+  ORB_RSRC_FILE* file = orb__rsrc_open(input.path().c_str());
   if (!file) return 0;
   uint64_t live = load_all(file).live;
   orb__rsrc_dump(file, 1);
@@ -83,11 +55,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     require(orb__rsrc_add(file, kError, "n", "new", 3) != 0, "an item is not added");
     ++live;
   }
-  if (!orb__rsrc_close(input.path(), 1)) return 0;  // an item that claims more than there is
-  file = orb__rsrc_open(input.path());
+  if (!orb__rsrc_close(input.path().c_str(), 1)) return 0;  // an item that claims more than there is
+  file = orb__rsrc_open(input.path().c_str());
   require(file != nullptr, "what was saved cannot be opened");
   const Items saved = load_all(file);
   require(saved.live == live && saved.lost == 0, "what was saved is not all there");
-  orb__rsrc_close(input.path(), 0);
+  orb__rsrc_close(input.path().c_str(), 0);
   return 0;
 }

@@ -6,6 +6,7 @@
 #include "tests/naming/built.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/plugins.h"
+#include "tests/support/report_recorder.h"
 
 namespace {
 
@@ -162,6 +163,7 @@ TEST(BuildWithFormatString, finds_the_format_by_key_or_by_the_name) {
 }
 
 TEST(BuildWithFormatString, needs_the_library_but_no_default_format) {
+  const orb::testing::ReportRecorder recorder;  // its lock is made at the first use, where the system does so
   for (const char* syntax : {static_cast<const char*>(nullptr), "name.#.ext"}) {
     const orb::testing::FailAllocation fail(1, orb::testing::FailAllocation::Mode::from_there_on);
     Request request{syntax, "s.1.mem"};

@@ -1,8 +1,9 @@
-// Runs a program's tests under the locale of the environment, as an application would, and inside a folder of its
-// own, so that two test processes never share a file by name.
+// Runs a program's tests inside a folder of its own, so that two test processes never share a file by name. With
+// ORB_TEST_UNDER_LOCALE set they run under the locale of the environment, as applications do.
 #include <gmock/gmock.h>
 
 #include <clocale>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -27,7 +28,7 @@ fs::path make_scratch_folder() {
 
 int main(int argc, char** argv) {
   testing::InitGoogleMock(&argc, argv);
-  std::setlocale(LC_ALL, "");  // the tests hold under any
+  if (std::getenv("ORB_TEST_UNDER_LOCALE")) std::setlocale(LC_ALL, "");
   const fs::path start = fs::current_path();
   const fs::path scratch = make_scratch_folder();
   fs::current_path(scratch);

@@ -312,7 +312,7 @@ TEST_F(Rla, finds_textures_through_a_chain_of_variables) {
   std::filesystem::create_directory("textures");
   put_file("textures/in.rla", RlaFile().next().bytes());
   put_file("here.rla", RlaFile().bytes());
-  const std::string here = std::filesystem::absolute("here.rla");
+  const std::string here = std::filesystem::absolute("here.rla").string();
   const struct {
     const char* folder;
     const char* link;

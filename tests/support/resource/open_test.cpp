@@ -114,6 +114,8 @@ TEST_F(ResourceFiles, survive_the_failure_of_any_allocation_of_the_open) {
   name += "r";
   for (const std::string& bytes : {resource_bytes(types), resource_bytes({})}) {
     put_file("r", bytes);
+    if (!orb__rsrc_open(name.c_str())) GTEST_SKIP() << "no path may be that long";
+    ASSERT_EQ(orb__rsrc_close(name.c_str(), 0), 1);
     for (int64_t nth = 1;; ++nth) {
       ASSERT_LT(nth, 100);
       recorder.clear();
