@@ -60,7 +60,8 @@ TEST(Swatch, SeeksThroughWhatIsBeneath) {
     for (const char* name : {"w.0001", "w.0002"}) {
       ASSERT_EQ(write_whole(Picture(name, "pipe").seed(static_cast<uint8_t>(name[5]))), 0);
     }
-    ORB_INFO info = Picture("w.0001", "pipe").info();
+    const Picture field("w.0001", "pipe");
+    ORB_INFO info = field.info();
     ORB_IMAGE* image = ORB_open(&info, "r");
     image->info.field_value = 1;
     image = ORB__merge_fields(image);

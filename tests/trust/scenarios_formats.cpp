@@ -4,7 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "orbbase/core.h"
+#include "orbbase/core/internal.h"
+#include "orbbase/formats/rla.h"
 #include "orbbase/imp.h"
 #include "orbbase/operators.h"
 #include "tests/tools/animation.h"
@@ -140,8 +141,8 @@ int32_t list_formats(Seen& seen) {
   return is_whole ? 0 : failure();
 }
 
-// A texture is found through a variable that names a variable.
-int32_t see_texture(Seen& seen) {
+// By the ending of its name.
+int32_t see_named(Seen& seen) {
   ORB_INFO info;
   ORB_info_init(&info);
   char key[] = "rla";
@@ -152,6 +153,23 @@ int32_t see_texture(Seen& seen) {
   if (!handle) return failure();
   const int32_t code = see_rows(handle, 0, seen);
   return close_picture(handle, code);
+}
+
+// A texture is found through a variable that names a variable.
+int32_t see_texture(Seen& seen) {
+  ImageOwner handle = new_handle(ORB_MODE_READ);
+  if (!handle) return failure();
+  handle->info.handle = strdup("bytes.rla");
+  if (!ORB_rla_texture_8_r_open(handle.get())) return failure();
+  const int32_t code = see_rows(handle.get(), 0, seen);
+  return close_picture(handle.release(), code);
+}
+
+// A row that is longer than what is read of a file at a time.
+Picture wide_picture() {
+  Picture picture("wide.rla", "rla");
+  picture.window({0, 30000, 0, 1}).group(&ORB_IFD::color, 3, ORB_C_INTEGER, 16);
+  return picture;
 }
 
 }  // namespace
@@ -188,7 +206,15 @@ const std::vector<Scenario>& format_scenarios() {
          make_films();
        }},
       {"Catalogue", list_formats, kNoFiles},
-      {"NamedRead", see_texture, 0, [] { write_all("rla"); }},
+      {"NamedRead", see_named, 0, [] { write_all("rla"); }},
+      {"Texture", see_texture, 0,
+       [] {
+         write_all("rla");
+         setenv("QV_TEX_DIR", "ORB_TEST_LINK", 1);
+         setenv("ORB_TEST_LINK", ".", 1);
+       }},
+      {"WideRla", [](Seen& seen) { return see_picture("wide.rla", "rla", seen); }, 0,
+       [] { write_picture(wide_picture()); }},
   };
   return all;
 }

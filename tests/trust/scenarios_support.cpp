@@ -13,6 +13,7 @@
 #include "orbbase/support/fmt.h"
 #include "orbbase/support/resource.h"
 #include "orbbase/support/utl.h"
+#include "orbbase/support/utl/block_index.h"
 #include "orbbase/support/utl/messages.h"
 #include "tests/trust/scenarios.h"
 
@@ -160,6 +161,7 @@ int32_t tabulate_gamma(Seen& seen) {
 
 constexpr uint32_t kText = 0x54455854;
 constexpr uint32_t kError = 0x4552524F;
+const std::string kLongName(600, 'n');  // more than a block of memory, or a line, has at first
 
 // Lines hold addresses.
 void count_line(const char*, void* seen) { *static_cast<Seen*>(seen) += '\n'; }
@@ -171,6 +173,7 @@ int32_t make_resources(Seen& seen) {
   ORB_RSRC_FILE* const file = orb__rsrc_open("made.rsrc");
   const bool is_done = file && orb__rsrc_add(file, kText, "greeting", "hello", 5) &&
                        orb__rsrc_add(file, kText, "another", "text", 4) &&
+                       orb__rsrc_add(file, kText, kLongName.c_str(), "x", 1) &&
                        orb__rsrc_add(file, kError, "broken", "%s is broken", 12) &&
                        orb__rsrc_delete(file, kText, "another") && orb__rsrc_save(file);
   const int32_t code = is_done ? 0 : failure();
@@ -212,6 +215,20 @@ void keep_resources() {
   std::rename("made.rsrc", "rsrc.kept");
 }
 
+// ---- Handlers
+
+// Records that are given back are used again: each run declares more of them than all before it.
+int32_t declare_handlers(Seen&) {
+  static int count = 1;
+  ERR_RECORD record = {};
+  const ERR_HANDLER pass_on = [](const void*, uint8_t, const char*, ERR_RECORD*, void*) { return 1; };
+  int declared = 0;
+  while (declared < count && ERR_dcl_handler(&record, pass_on, nullptr)) ++declared;
+  for (int i = 0; i < declared; ++i) ERR_can_handler(&record);
+  const bool is_done = declared == count++;
+  return is_done ? 0 : ORB_E_MEMORY;
+}
+
 // ---- Names and texts
 
 int32_t take_names_apart(Seen& seen) {
@@ -247,7 +264,11 @@ int32_t edit_texts(Seen& seen) {
   }
   if (!text) return ORB_E_MEMORY;
   see_text(seen, text);
-  char** const words = STR_parse(text);
+  char* expanded = nullptr;
+  const bool is_expanded = STR_expand_filename("  a/${ORB_TEST_FOLDER}/b", &expanded) != 0;
+  see_text(seen, expanded);
+  std::free(expanded);
+  char** const words = is_expanded ? STR_parse(text) : nullptr;
   char* const shared = words ? STR_define("shared") : nullptr;
   char* const piece = shared ? STR_n_save("piece", 3) : nullptr;
   for (char** word = words; word && *word; ++word) see_text(seen, *word);
@@ -293,6 +314,20 @@ int32_t account(Seen& seen) {
   return moved ? 0 : ORB_E_MEMORY;
 }
 
+int32_t index_blocks(Seen& seen) {
+  utl::BlockIndex index;
+  for (uintptr_t i = 1; i <= 300; ++i)
+    index.insert(reinterpret_cast<void*>(i * 16), static_cast<uint32_t>(i));
+  see(seen, index.find(reinterpret_cast<void*>(uintptr_t{4800})));
+  return index.is_usable() ? 0 : ORB_E_MEMORY;
+}
+
+// The tool is one that does nothing.
+int32_t report_trace(Seen&) {
+  UTL_trace_report();
+  return 0;
+}
+
 // Through the hooks, with a trace and without.
 int32_t trace_blocks(Seen& seen, bool is_traced) {
   if (is_traced) UTL_trace_on();
@@ -320,8 +355,12 @@ const std::vector<Scenario>& support_scenarios() {
       {"ResourcesMade", make_resources, kStartsItself, empty_resources, see_resources, empty_resources},
       {"ResourcesUsed", use_resources, kStartsItself, keep_resources},
       {"Names", take_names_apart, kGoesWithout, [] { put_file("shot.mem", "a name that is there"); }},
-      {"Texts", edit_texts, kUnreported | kNoFiles},
+      {"Texts", edit_texts, kUnreported | kNoFiles, [] { setenv("ORB_TEST_FOLDER", "somewhere", 1); }},
       {"AccountedMemory", account, kUnreported | kNoFiles | kKeepsBlocks, [] { user(); }},
+      {"BlockIndex", index_blocks, kUnreported | kNoFiles | kKeepsBlocks},
+      {"TraceReport", report_trace, kUnreported | kNoFiles | kGoesWithout,
+       [] { setenv("QV_BIN_DIR", "true ", 1); }},
+      {"Handlers", declare_handlers, kNoFiles | kKeepsBlocks},
       {"Hooks", [](Seen& seen) { return trace_blocks(seen, false); }, kNoFiles},
       {"Trace", [](Seen& seen) { return trace_blocks(seen, true); }, kGoesWithout},
   };

@@ -37,19 +37,19 @@ constexpr size_t kMostLeftOut = 100;
 
 // ---- What was asked for ----
 
-struct LimitName {
+struct IsolationLimitName {
   const char* name;
   uint64_t IsolationLimits::*value;
 };
-constexpr LimitName kLimits[] = {{"memory", &IsolationLimits::memory_bytes},
-                                 {"time", &IsolationLimits::seconds},
-                                 {"file", &IsolationLimits::file_bytes}};
+constexpr IsolationLimitName kIsolationLimits[] = {{"memory", &IsolationLimits::memory_bytes},
+                                                   {"time", &IsolationLimits::seconds},
+                                                   {"file", &IsolationLimits::file_bytes}};
 
 void set_limit(IsolationLimits& limits, const std::string& text) {
   const size_t equals = text.find('=');
   const std::string name = text.substr(0, equals);
   const std::string value = equals == std::string::npos ? "" : text.substr(equals + 1);
-  for (const LimitName& limit : kLimits) {
+  for (const IsolationLimitName& limit : kIsolationLimits) {
     if (name != limit.name) continue;
     limits.*limit.value = value == "0" ? 0 : size_from_text(value);
     return;

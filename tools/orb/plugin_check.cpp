@@ -41,7 +41,7 @@ constexpr Check kChecks[] = {{"load", nullptr},
                              {"cut-files", plugin_check::check_cut_files},
                              {"samples", plugin_check::check_samples},
                              {"manners", plugin_check::check_manners}};
-constexpr const char* kLimits = "memory=2G,time=30,file=1G";
+constexpr const char* kCheckLimits = "memory=2G,time=30,file=1G";
 constexpr size_t kMostFindings = 8;  // of a check that are told
 
 constexpr struct {
@@ -138,7 +138,7 @@ int run(const PluginCheckOptions& options) {
   if (!fs::exists(options.module)) {
     throw Failure(kNoInput, "Cannot open file " + options.module + "; No such file or directory");
   }
-  if (isolation() == nullptr) choose_isolation(kLimits);
+  if (isolation() == nullptr) choose_isolation(kCheckLimits);
   const ScratchFolder folder;
   Results results(options.common);
   Json checks = Json::array();
