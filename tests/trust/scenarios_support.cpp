@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 
 #include "orbbase/clr.h"
 #include "orbbase/core.h"
@@ -315,7 +316,8 @@ int32_t account(Seen& seen) {
 }
 
 int32_t index_blocks(Seen& seen) {
-  utl::BlockIndex index;
+  static std::deque<utl::BlockIndex> all;  // what they take lives as long as the process
+  utl::BlockIndex& index = all.emplace_back();
   for (uintptr_t i = 1; i <= 300; ++i)
     index.insert(reinterpret_cast<void*>(i * 16), static_cast<uint32_t>(i));
   see(seen, index.find(reinterpret_cast<void*>(uintptr_t{4800})));
