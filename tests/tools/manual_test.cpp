@@ -208,7 +208,7 @@ void put_example_files(const Folder& folder) {
                         "scene.tif -d float\n"
                         "\"$ORB\" convert photo.png -o shot.0001.rla\n"
                         "for frame in 2 3 4 5; do cp shot.0001.rla shot.000$frame.rla; done\n"
-                        "mkdir build; cp \"$(find \"$(dirname \"$ORB\")/../lib\" -name png.so)\" "
+                        "mkdir build; cp \"$(find \"$(dirname \"$ORB\")/../lib\" -name png.so -print -quit)\" "
                         "build/slate.so; cp photo.png picture.slate\n");
   ASSERT_EQ(made.status, 0) << made.err;
 }

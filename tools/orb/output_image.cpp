@@ -76,7 +76,14 @@ Image OutputImage::open(const std::string& name) const {
     record.images = images.data();
     record.image_count = static_cast<int32_t>(images.size());
   }
-  return Image(settings_->open(record, "w"));
+  const uint32_t errors_before = ERR_stats(ERR_ERROR);
+  Image image(settings_->open(record, "w"));
+  // The library opens even without the texts that it had no memory for. That would be a loss without a name.
+  if (image && ERR_stats(ERR_ERROR) != errors_before) {
+    image.abandon();
+    throw Failure(kRetry);
+  }
+  return image;
 }
 
 void OutputImage::add_losses(const std::vector<Loss>& losses) {
