@@ -316,7 +316,7 @@ int32_t account(Seen& seen) {
 }
 
 int32_t index_blocks(Seen& seen) {
-  static std::deque<utl::BlockIndex> all;  // what they take lives as long as the process
+  static auto& all = *new std::deque<utl::BlockIndex>;  // what they take lives as long as the process
   utl::BlockIndex& index = all.emplace_back();
   for (uintptr_t i = 1; i <= 300; ++i)
     index.insert(reinterpret_cast<void*>(i * 16), static_cast<uint32_t>(i));
