@@ -200,16 +200,16 @@ void put_example_files(const Folder& folder) {
   render.change = [](ORB_INFO&, ORB_IFD& image) { image.aux = {image.aux.name, 1, ORB_C_FLOAT, 32}; };
   render.write(folder.path("render.pipe"));
   const Outcome made =
-      shell(folder, "set -e; mkdir files; cd files; mv ../render.pipe .; \"$ORB\" convert " +
-                        sample("chelsea.png") +
-                        " -o photo.png --region 0,0,47,31\n"
-                        "for name in copy a field.000{1..4}; do cp photo.png $name.png; done\n"
-                        "\"$ORB\" convert photo.png -o b.png --minmax 0,0.5\n\"$ORB\" convert photo.png -o "
-                        "scene.tif -d float\n"
-                        "\"$ORB\" convert photo.png -o shot.0001.rla\n"
-                        "for frame in 2 3 4 5; do cp shot.0001.rla shot.000$frame.rla; done\n"
-                        "mkdir build; cp \"$(find \"$(dirname \"$ORB\")/../lib\" -name png.so -print -quit)\" "
-                        "build/slate.so; cp photo.png picture.slate\n");
+      shell(folder,
+            "set -e; mkdir files; cd files; mv ../render.pipe .; \"$ORB\" convert " + sample("chelsea.png") +
+                " -o photo.png --region 0,0,47,31\n"
+                "for name in copy a field.000{1..4}; do cp photo.png $name.png; done\n"
+                "\"$ORB\" convert photo.png -o b.png --minmax 0,0.5\n\"$ORB\" convert photo.png -o "
+                "scene.tif -d float\n"
+                "\"$ORB\" convert photo.png -o shot.0001.rla\n"
+                "for frame in 2 3 4 5; do cp shot.0001.rla shot.000$frame.rla; done\n"
+                "mkdir build; cp \"$(find \"$(dirname \"$ORB\")/../lib\" -name png.so -print -quit)\" "
+                "build/slate.so; cp photo.png picture.slate\n");
   ASSERT_EQ(made.status, 0) << made.err;
 }
 
