@@ -216,7 +216,8 @@ enum {
   ORB_LIMIT_BUFFER = 1,  /* bytes of the largest single buffer; 1 GiB */
   ORB_LIMIT_HANDLE = 2,  /* bytes of one handle's buffers together; 2 GiB */
   ORB_LIMIT_IMAGES = 3,  /* sub-images of a file being opened, for writing too; 65,536 */
-  ORB_LIMIT_CHANNELS = 4 /* channels of an image of a file being opened; 65,536 */
+  ORB_LIMIT_CHANNELS = 4, /* channels of an image of a file being opened; 65,536 */
+  ORB_LIMIT_PIXELS = 5 /* pixels of an image of a file being opened for reading, pads too; 2^36 */
 };
 
 /* Reads and sets a limit. Limits are checked before memory is taken for what a file or a caller asks for;
@@ -232,7 +233,7 @@ ORB_API uint64_t ORB_limit(int32_t which, uint64_t value);
 /* Holds a need against a limit: for drivers, before they allocate what a file's header asks for.
  *
  * which  one of ORB_LIMIT_.
- * need   bytes, sub-images or channels that would be used; the limit itself is still allowed.
+ * need   bytes, sub-images, channels or pixels that would be used; the limit itself is still allowed.
  * call   names the caller in the report, for example "ORB_chan_alloc". Null counts as "".
  *
  * Returns 1 when it is within the limit. Otherwise reports ORB_MSG_OVER_LIMIT with the call, the limit, the
@@ -803,7 +804,8 @@ struct ORB_IMAGE {
  *   -5   88  info, or for writing info->handle, is NULL
  *   -4   51  no driver for the key or name; always names "rla"
  *  -16   87  the driver cannot read, or cannot write; an image's response curve cannot be copied (no 87 then)
- *  -10   94  out of memory; 1007 more images than ORB_LIMIT_IMAGES
+ *  -10   94  out of memory; 1007 more images than ORB_LIMIT_IMAGES, or more pixels
+ *            than ORB_LIMIT_PIXELS
  *  -16  1014 the driver counts images and describes none; what it opened is closed
  * or what the driver reported and set; -16 where it set nothing, with 87 where it reported nothing either.
  *
@@ -1169,7 +1171,7 @@ typedef struct ORB_SETTING {
  * - the environment variables HOME, QV_ROOT, QV_ORB_MULTIFRAME_OPEN, QV_JOB_NUM, QV_IMG_DIR and QV_TEX_DIR.
  *   One that is not set has the value that the library then uses, and the origin "built-in": no text for
  *   HOME, QV_IMG_DIR and QV_TEX_DIR, the root "/usr/zt/", 15 open multi-frame files, the job number -1;
- * - the four limits of ORB_limit, as "ORB_LIMIT_BUFFER" and so on.
+ * - the five limits of ORB_limit, as "ORB_LIMIT_BUFFER" and so on.
  *
  * A line of the configuration file that did not take effect (wrong number of words, a number that does not
  * parse, an aspect that does not exist) is no origin. Numbers outlive a shut-down of the library, and keep

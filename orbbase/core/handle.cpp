@@ -21,13 +21,20 @@ bool duplicate_info(const ORB_INFO& from, ORB_INFO& to) {
   // A list of its own: each of two handles releases the one it holds.
   to.settings = ORB_cap_setting_copy(from.settings);
   if (!is_whole_copy(from.settings, to.settings)) return false;
+  copy_numbers(from, to);
   to.reserved_a = from.reserved_a;
-  to.write_option = from.write_option;
-  to.open_option = from.open_option;
   to.job_number = from.job_number;
+  to.read_option = from.read_option;
+  return true;
+}
+
+}  // namespace
+
+void copy_numbers(const ORB_INFO& from, ORB_INFO& to) {
+  to.open_option = from.open_option;
+  to.write_option = from.write_option;
   to.frame_number = from.frame_number;
   to.field_value = from.field_value;
-  to.read_option = from.read_option;
   to.int_d = from.int_d;
   to.word_e = from.word_e;
   to.word_f = from.word_f;
@@ -36,10 +43,7 @@ bool duplicate_info(const ORB_INFO& from, ORB_INFO& to) {
   to.frame_rate = from.frame_rate;
   std::memcpy(to.words, from.words, sizeof to.words);
   to.frame_count = from.frame_count;
-  return true;
 }
-
-}  // namespace
 
 bool out_of_memory() {
   report(kNoMemory);

@@ -127,6 +127,9 @@ using ImageOwner = std::unique_ptr<ORB_IMAGE, ImageReleased>;
 // out, which only the allocator has reported.
 [[nodiscard]] bool replace_text(char** text, const char* source);
 
+// Copies what an application says of a file in numbers; not the job number, nor what is for reading alone.
+void copy_numbers(const ORB_INFO& from, ORB_INFO& to);
+
 // Releases a settings list as ORB_cap_setting_copy makes it, every setting with it. Null is accepted.
 void free_settings(ORB_CAP_SETTING** list);
 

@@ -27,12 +27,13 @@ constexpr LimitRule kRules[] = {
      "ORB_limit(ORB_LIMIT_HANDLE, bytes)"},
     {ORB_LIMIT_IMAGES, 65536, "sub-images in a file", "", "ORB_limit(ORB_LIMIT_IMAGES, count)"},
     {ORB_LIMIT_CHANNELS, 65536, "channels in an image", "", "ORB_limit(ORB_LIMIT_CHANNELS, count)"},
+    {ORB_LIMIT_PIXELS, uint64_t{1} << 36, "pixels in an image", "", "ORB_limit(ORB_LIMIT_PIXELS, count)"},
 };
 
 struct State {
   // In force; in step with kRules. Each stands alone, so relaxed access is enough.
-  std::array<std::atomic<uint64_t>, std::size(kRules)> limits = {kRules[0].built_in, kRules[1].built_in,
-                                                                 kRules[2].built_in, kRules[3].built_in};
+  std::array<std::atomic<uint64_t>, std::size(kRules)> limits = {
+      kRules[0].built_in, kRules[1].built_in, kRules[2].built_in, kRules[3].built_in, kRules[4].built_in};
 } state;
 
 // Numbered from 1 without gaps: the rule of a limit is found by its number.

@@ -1,5 +1,6 @@
 // Opening an image: copying what the application describes into a handle and letting the driver take it from
 // there.
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cinttypes>
@@ -75,21 +76,6 @@ void copy_job_number(const ORB_INFO& wanted, ORB_INFO& info) {
   } else if (const char* job = std::getenv("QV_JOB_NUM")) {
     info.job_number = leading_integer(job);
   }
-}
-
-void copy_numbers(const ORB_INFO& wanted, ORB_INFO& info) {
-  info.open_option = wanted.open_option;
-  info.write_option = wanted.write_option;
-  info.frame_number = wanted.frame_number;
-  info.field_value = wanted.field_value;
-  info.int_d = wanted.int_d;
-  info.word_e = wanted.word_e;
-  info.word_f = wanted.word_f;
-  std::memcpy(info.chromaticity, wanted.chromaticity, sizeof info.chromaticity);
-  info.field_mode = wanted.field_mode;
-  info.frame_rate = wanted.frame_rate;
-  std::memcpy(info.words, wanted.words, sizeof info.words);
-  info.frame_count = wanted.frame_count;
 }
 
 // Whether only memory can be missing for a copy of the curve.
@@ -171,16 +157,33 @@ bool counts_what_it_has(const ORB_INFO& info) {
   return info.image_count >= 0 && (info.image_count == 0 || info.images);
 }
 
-// Closes what a driver has opened and described so that nobody could look at it. What the driver says to that
-// matters no more.
+// Closes what a driver has opened. What the driver says to that matters no more.
+ORB_IMAGE* refuse(const ORB_INFO& wanted, ImageOwner image, int32_t code) {
+  return_settings(wanted, image->info);
+  if (image->close) static_cast<void>(ORB_close_do_it(image.release()));
+  set_error(code);
+  return nullptr;
+}
+
+// Closes what a driver has opened and described so that nobody could look at it.
 ORB_IMAGE* refuse_description(const ORB_INFO& wanted, ImageOwner image) {
   ORB_INFO& info = image->info;
   orb__report(ORB_MSG_BAD_DESCRIPTION, info.handle ? info.handle : "", info.key, info.image_count);
   info.image_count = 0;
-  return_settings(wanted, info);
-  if (image->close) static_cast<void>(ORB_close_do_it(image.release()));
-  set_error(ORB_E_HANDLE);
-  return nullptr;
+  return refuse(wanted, std::move(image), ORB_E_HANDLE);
+}
+
+uint64_t pixels_of(const ORB_WINDOW& window) {
+  if (window.right < window.left || window.top < window.bottom) return 0;
+  const auto width = static_cast<uint64_t>(int64_t{window.right} - window.left + 1);
+  const auto height = static_cast<uint64_t>(int64_t{window.top} - window.bottom + 1);
+  return width > UINT64_MAX / height ? UINT64_MAX : width * height;
+}
+
+bool pixels_are_within_limit(const ORB_INFO& info) {
+  uint64_t most = 0;
+  for (int32_t i = 0; i < info.image_count; ++i) most = std::max(most, pixels_of(info.images[i].window));
+  return orb__within_limit(ORB_LIMIT_PIXELS, most, "ORB_open") != 0;
 }
 
 // ---- Reading ----
@@ -213,6 +216,7 @@ ORB_IMAGE* open_for_reading(const ORB_INFO& wanted) {
     return nullptr;
   }
   if (!counts_what_it_has(image->info)) return refuse_description(wanted, std::move(image));
+  if (!pixels_are_within_limit(image->info)) return refuse(wanted, std::move(image), ORB_E_MEMORY);
   ORB_multiframe_add(image.get(), &wanted);
   set_error(ORB_OK);
   return image.release();

@@ -31,10 +31,9 @@ struct Limit {
   int32_t which;
 };
 constexpr Limit kLimits[] = {
-    {"ORB_LIMIT_BUFFER", ORB_LIMIT_BUFFER},
-    {"ORB_LIMIT_HANDLE", ORB_LIMIT_HANDLE},
-    {"ORB_LIMIT_IMAGES", ORB_LIMIT_IMAGES},
-    {"ORB_LIMIT_CHANNELS", ORB_LIMIT_CHANNELS},
+    {"ORB_LIMIT_BUFFER", ORB_LIMIT_BUFFER}, {"ORB_LIMIT_HANDLE", ORB_LIMIT_HANDLE},
+    {"ORB_LIMIT_IMAGES", ORB_LIMIT_IMAGES}, {"ORB_LIMIT_CHANNELS", ORB_LIMIT_CHANNELS},
+    {"ORB_LIMIT_PIXELS", ORB_LIMIT_PIXELS},
 };
 
 int32_t variable_count() { return static_cast<int32_t>(std::size(kVariables)); }

@@ -16,7 +16,8 @@ TEST(Limit, reads_with_zero_and_returns_what_was_in_force_before) {
   } rows[] = {{ORB_LIMIT_BUFFER, 1073741824},
               {ORB_LIMIT_HANDLE, 2147483648},
               {ORB_LIMIT_IMAGES, 65536},
-              {ORB_LIMIT_CHANNELS, 65536}};
+              {ORB_LIMIT_CHANNELS, 65536},
+              {ORB_LIMIT_PIXELS, 1ULL << 36}};
   for (const auto& row : rows) {
     EXPECT_EQ(ORB_limit(row.which, 0), row.built_in);
     EXPECT_EQ(ORB_limit(row.which, UINT64_MAX), row.built_in);
@@ -27,7 +28,7 @@ TEST(Limit, reads_with_zero_and_returns_what_was_in_force_before) {
 
 TEST(Limit, knows_no_others) {
   ReportRecorder recorder;
-  for (const int32_t which : {0, 5, -1}) {
+  for (const int32_t which : {0, 6, -1}) {
     orb__err = 0;
     EXPECT_EQ(ORB_limit(which, 7), 0u);
     EXPECT_EQ(orb__err, -16);

@@ -64,7 +64,8 @@ TEST_F(SettingOrigin, is_built_in_for_everything_when_nobody_says_otherwise) {
               {"ORB_LIMIT_BUFFER", "1073741824"},
               {"ORB_LIMIT_HANDLE", "2147483648"},
               {"ORB_LIMIT_IMAGES", "65536"},
-              {"ORB_LIMIT_CHANNELS", "65536"}};
+              {"ORB_LIMIT_CHANNELS", "65536"},
+              {"ORB_LIMIT_PIXELS", "68719476736"}};
   for (const auto& row : rows)
     EXPECT_EQ(listed(row.name), std::string(row.value) + " @ built-in") << row.name;
 }
