@@ -125,19 +125,52 @@ void begin_at(Pyramid& pyramid, int32_t level, int64_t row) {
   pyramid.next_source = first_source(pyramid, level, row);
 }
 
-// Reads a row of the full image and takes it as far up as it goes. Sets is_complete_out when that is the level
-// that is being read.
+// How many rows of the full image a row of a level stands for.
+int64_t source_count(const Pyramid& pyramid, int32_t level, int64_t row) {
+  return std::min((row + 1) << level, pyramid.rows[0].height) - (row << level);
+}
+
+// The level of which the next rows of the full image make a whole row in which nothing is active: the highest up to
+// the one that is being read; 0: there is none, or it is the row of the full image itself.
+int32_t inactive_level(const Pyramid& pyramid) {
+  const int64_t source = pyramid.next_source;
+  const int64_t inactive = reduce::inactive_rows(pyramid.picture.layout, source, step_of(pyramid));
+  for (int32_t level = 1; level <= pyramid.level; ++level) {
+    const int64_t row = source >> level;
+    const bool begins_row = first_source(pyramid, level, row) == source;
+    if (!begins_row || source_count(pyramid, level, row) > inactive) return level - 1;
+  }
+  return pyramid.level;
+}
+
+// The light of a row in which nothing is active.
+void fill_inactive(const Pyramid& pyramid, int32_t level, int32_t line) {
+  const LevelRows& rows = pyramid.rows[level];
+  for (int32_t i = 0; i < pyramid.picture.channel_count; ++i) {
+    const reduce::Channel& channel = pyramid.picture.channels[i];
+    channel.rows->lights(channel.light, active_samples(pyramid.picture, i, line, nullptr), rows.width,
+                         reduce::channel_lights(rows.lights, i, rows.width));
+  }
+}
+
+// Reads a row of the full image, or makes one of a level in which nothing is active, and takes it as far up as it
+// goes. Sets is_complete_out when that is the level that is being read.
 int32_t read_source(Pyramid& pyramid, const Layer& layer, bool& is_complete_out) {
-  int64_t row = pyramid.next_source;
-  const auto line = static_cast<int32_t>(pyramid.picture.layout.window.bottom + row);
+  const auto line = static_cast<int32_t>(pyramid.picture.layout.window.bottom + pyramid.next_source);
+  int32_t level = inactive_level(pyramid);
+  int64_t row = pyramid.next_source >> level;
+  const int64_t taken = source_count(pyramid, level, row);
   void** samples = nullptr;
-  const int32_t result = op::read_below(layer, line, &samples, pyramid.picture.channel_count);
-  if (result < 0) return result;
+  if (level > 0) {
+    fill_inactive(pyramid, level, line);
+  } else {
+    const int32_t result = op::read_below(layer, line, &samples, pyramid.picture.channel_count);
+    if (result < 0) return result;
+  }
   const Source source = {line, samples};
-  int32_t level = 1;
-  for (; level <= pyramid.level && take_row(pyramid, level, row, source); ++level) row /= 2;
+  for (++level; level <= pyramid.level && take_row(pyramid, level, row, source); ++level) row /= 2;
   is_complete_out = level > pyramid.level;
-  pyramid.next_source += step_of(pyramid);
+  pyramid.next_source += step_of(pyramid) * taken;
   return ORB_OK;
 }
 

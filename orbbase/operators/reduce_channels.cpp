@@ -117,21 +117,23 @@ void release(Picture& picture) {
   ERR_free(picture.padded);
 }
 
+int64_t inactive_rows(const RowLayout& layout, int64_t row, int64_t step) {
+  const int64_t line = layout.window.bottom + row;
+  if (line < layout.active.bottom) return step > 0 ? layout.active.bottom - line : row + 1;
+  if (line > layout.active.top) return step > 0 ? layout.window.top - line + 1 : line - layout.active.top;
+  return 0;
+}
+
 const uint8_t* active_samples(const Picture& picture, int32_t channel, int32_t line, void* const* rows) {
-  const auto* const row = static_cast<const uint8_t*>(rows[channel]);
-  if (!picture.padded) return row;
+  if (!picture.padded) return static_cast<const uint8_t*>(rows[channel]);
   const RowLayout& layout = picture.layout;
   const size_t sample_bytes = picture.channels[channel].rows->sample_bytes;
+  const size_t width = static_cast<size_t>(layout.width()) * sample_bytes;
+  std::memset(picture.padded, 0, width);
+  if (!layout.has_active_line(line)) return picture.padded;
   const size_t left = static_cast<size_t>(layout.left_pad()) * sample_bytes;
   const size_t active = static_cast<size_t>(layout.active_width()) * sample_bytes;
-  std::memset(picture.padded, 0, left);
-  if (layout.has_active_line(line)) {
-    std::memcpy(picture.padded + left, row + left, active);
-  } else {
-    std::memset(picture.padded + left, 0, active);
-  }
-  const size_t width = static_cast<size_t>(layout.width()) * sample_bytes;
-  std::memset(picture.padded + left + active, 0, width - left - active);
+  std::memcpy(picture.padded + left, static_cast<const uint8_t*>(rows[channel]) + left, active);
   return picture.padded;
 }
 

@@ -26,7 +26,12 @@ struct Picture {
 [[nodiscard]] int32_t prepare(const ORB_IFD& full, const char* name, Picture& picture);
 void release(Picture& picture);
 
-// A channel's samples of a line of the picture, zeros where it is not active. Valid until the next call.
+// How many rows without an active pixel there are from a row on, counted from the bottom of the window, in steps of 1
+// or -1. Nobody has to read them: they are zeros, in any number that a file claims.
+[[nodiscard]] int64_t inactive_rows(const RowLayout& layout, int64_t row, int64_t step);
+
+// A channel's samples of a line of the picture, zeros where it is not active; rows may be null where nothing is.
+// Valid until the next call.
 [[nodiscard]] const uint8_t* active_samples(const Picture& picture, int32_t channel, int32_t line,
                                             void* const* rows);
 

@@ -49,17 +49,37 @@ void clear(const Swatch& swatch, double* sums) {
 
 // ---- Averaging ----------------------------------------------------------------------------------------
 
-// How much of a row of the full picture lies in a row of the swatch, in units.
-int64_t share_of(const Swatch& swatch, int64_t source, int64_t row) {
+// Rows of the full picture, from the lowest to the highest.
+struct Sources {
+  int64_t low;
+  int64_t high;
+};
+
+// Those that a row of the swatch lies in.
+Sources sources_of(const Swatch& swatch, int64_t row) {
+  return {row * swatch.full_height / swatch.height, ((row + 1) * swatch.full_height - 1) / swatch.height};
+}
+
+// In the order of reading.
+int64_t first_of(const Swatch& swatch, Sources sources) {
+  return step_of(swatch) > 0 ? sources.low : sources.high;
+}
+int64_t last_of(const Swatch& swatch, Sources sources) {
+  return step_of(swatch) > 0 ? sources.high : sources.low;
+}
+
+// How much of rows of the full picture lies in a row of the swatch, in units.
+int64_t share_of(const Swatch& swatch, Sources sources, int64_t row) {
   if (row < 0 || row >= swatch.height) return 0;
-  const int64_t from = std::max(source * swatch.height, row * swatch.full_height);
-  const int64_t to = std::min((source + 1) * swatch.height, (row + 1) * swatch.full_height);
+  const int64_t from = std::max(sources.low * swatch.height, row * swatch.full_height);
+  const int64_t to = std::min((sources.high + 1) * swatch.height, (row + 1) * swatch.full_height);
   return std::max<int64_t>(0, to - from);
 }
 
-void add_row(Swatch& swatch, int64_t source, int32_t line, void* const* rows) {
-  const int64_t share = share_of(swatch, source, swatch.next_row);
-  const int64_t carried_share = share_of(swatch, source, swatch.next_row + step_of(swatch));
+// Several rows that are alike count together.
+void add_rows(Swatch& swatch, Sources sources, int32_t line, void* const* rows) {
+  const int64_t share = share_of(swatch, sources, swatch.next_row);
+  const int64_t carried_share = share_of(swatch, sources, swatch.next_row + step_of(swatch));
   const auto full_width = static_cast<size_t>(swatch.picture.layout.width());
   for (int32_t i = 0; i < swatch.picture.channel_count; ++i) {
     const reduce::Channel& channel = swatch.picture.channels[i];
@@ -75,10 +95,7 @@ void add_row(Swatch& swatch, int64_t source, int32_t line, void* const* rows) {
 
 // Whether a row of the full picture reaches the end of the one that is being made.
 bool completes(const Swatch& swatch, int64_t source) {
-  if (step_of(swatch) > 0) {
-    return (source + 1) * swatch.height >= (swatch.next_row + 1) * swatch.full_height;
-  }
-  return source * swatch.height <= swatch.next_row * swatch.full_height;
+  return source == last_of(swatch, sources_of(swatch, swatch.next_row));
 }
 
 // The row that is complete becomes samples, and the next one begins with what was carried.
@@ -98,21 +115,41 @@ void finish_row(Swatch& swatch) {
 
 // ---- Reading ------------------------------------------------------------------------------------------
 
-// The row of the full picture with which a row of the swatch begins, in the order of reading.
-int64_t first_source(const Swatch& swatch, int64_t row) {
-  if (step_of(swatch) > 0) return row * swatch.full_height / swatch.height;
-  return ((row + 1) * swatch.full_height - 1) / swatch.height;
-}
-
 void begin_at(Swatch& swatch, int64_t row) {
   clear(swatch, swatch.sums);
   clear(swatch, swatch.carried);
   swatch.next_row = row;
-  swatch.next_source = first_source(swatch, row);
+  swatch.next_source = first_of(swatch, sources_of(swatch, row));
 }
 
 int32_t line_of_source(const Swatch& swatch, int64_t source) {
   return static_cast<int32_t>(swatch.picture.layout.window.bottom + source);
+}
+
+// The rows that come next: one, or, up to the end of the one that is being made, all that nothing is active in.
+Sources next_sources(const Swatch& swatch) {
+  const int64_t first = swatch.next_source;
+  const int64_t inactive = reduce::inactive_rows(swatch.picture.layout, first, step_of(swatch));
+  if (inactive == 0) return {first, first};
+  const Sources wanted = sources_of(swatch, swatch.next_row);
+  if (step_of(swatch) > 0) return {first, std::min(first + inactive - 1, wanted.high)};
+  return {std::max(first - inactive + 1, wanted.low), first};
+}
+
+// Adds the next rows of the full picture to the row that is being made.
+int32_t take_sources(Swatch& swatch, bool& is_complete_out) {
+  const Sources sources = next_sources(swatch);
+  const int32_t line = line_of_source(swatch, swatch.next_source);
+  void** rows = nullptr;
+  if (swatch.picture.layout.has_active_line(line)) {
+    const int32_t result = op::read_below(swatch, line, &rows, swatch.picture.channel_count);
+    if (result < 0) return result;
+  }
+  add_rows(swatch, sources, line, rows);
+  const int64_t last = last_of(swatch, sources);
+  is_complete_out = completes(swatch, last);
+  swatch.next_source = last + step_of(swatch);
+  return ORB_OK;
 }
 
 int32_t scan_reduced(void* data, int32_t line, void* rows_out) {
@@ -121,14 +158,8 @@ int32_t scan_reduced(void* data, int32_t line, void* rows_out) {
   if (line < 0 || line >= swatch->height) return bad_scanline(line);
   if (swatch->next_source < 0 || swatch->next_row != line) begin_at(*swatch, line);
   for (bool is_complete = false; !is_complete;) {
-    const int64_t source = swatch->next_source;
-    void** rows = nullptr;
-    const int32_t result =
-        op::read_below(*swatch, line_of_source(*swatch, source), &rows, swatch->picture.channel_count);
+    const int32_t result = take_sources(*swatch, is_complete);
     if (result < 0) return swatch->next_source = -1, result;
-    add_row(*swatch, source, line_of_source(*swatch, source), rows);
-    is_complete = completes(*swatch, source);
-    swatch->next_source += step_of(*swatch);
   }
   finish_row(*swatch);
   *static_cast<void***>(rows_out) = swatch->samples;
@@ -140,7 +171,9 @@ int32_t seek_reduced(void* data, int32_t line) {
   auto* const swatch = static_cast<Swatch*>(data);
   if (!swatch || !swatch->data) return fail(ORB_E_HANDLE);
   swatch->next_source = -1;
-  if (line >= 0 && line < swatch->height) line = line_of_source(*swatch, first_source(*swatch, line));
+  if (line >= 0 && line < swatch->height) {
+    line = line_of_source(*swatch, first_of(*swatch, sources_of(*swatch, line)));
+  }
   return swatch->seek(swatch->data, line);
 }
 
@@ -159,7 +192,7 @@ int32_t scan_to_reduce(void* data, int32_t line, void* rows) {
   if (!swatch) return op::locked_sub_image();
   const int64_t source = int64_t{line} - swatch->picture.layout.window.bottom;
   if (source != swatch->next_source || !swatch->picture.layout.has_line(line)) return bad_scanline(line);
-  add_row(*swatch, source, line, static_cast<void* const*>(rows));
+  add_rows(*swatch, {source, source}, line, static_cast<void* const*>(rows));
   swatch->next_source += step_of(*swatch);
   if (!completes(*swatch, source)) return ORB_OK;
   const auto reduced_line = static_cast<int32_t>(swatch->bottom + swatch->next_row);
