@@ -5,10 +5,13 @@
 #include <cstring>
 #include <string_view>
 
+#include "plugins/common/counted_text.h"
 #include "plugins/common/description.h"
 
 namespace orb::exr {
 namespace {
+
+using plugin::CountedText;
 
 constexpr size_t kLongestName = 255;
 constexpr std::string_view kInteger = "uint";
@@ -79,25 +82,7 @@ ORB_CHANNELS take_rest(std::span<Channel> channels, int32_t first) {
 
 // ---- Lists of names ----
 
-// Counts the characters, and stores them once there is room.
-class Text {
- public:
-  explicit Text(char* out) : out_(out) {}
-  void add(char c) {
-    if (out_) out_[size_] = c;
-    ++size_;
-  }
-  void add(std::string_view text) {
-    for (const char c : text) add(c);
-  }
-  [[nodiscard]] uint64_t size() const { return size_; }
-
- private:
-  char* out_;
-  uint64_t size_ = 0;
-};
-
-void add_list(std::span<const Channel> channels, bool has_types, Text& text) {
+void add_list(std::span<const Channel> channels, bool has_types, CountedText& text) {
   for (const Channel& channel : channels) {
     if (&channel != channels.data()) text.add(',');
     for (const char* c = channel.name; *c != '\0'; ++c) {
@@ -279,13 +264,9 @@ bool name_group(std::span<const Channel> channels, bool is_aux, uint32_t type, c
     return layer_of(channel.name).empty();
   });
   if (channels.empty() || is_usual) return true;
-  Text counted(nullptr);
-  add_list(channels, type == ORB_C_DOUBLE, counted);
-  *name_out = plugin::make_zeroed<char>(counted.size() + 1).release();
-  if (!*name_out) return false;
-  Text text(*name_out);
-  add_list(channels, type == ORB_C_DOUBLE, text);
-  return true;
+  *name_out =
+      plugin::make_text([&](CountedText& text) { add_list(channels, type == ORB_C_DOUBLE, text); }).release();
+  return *name_out != nullptr;
 }
 
 bool choose_names(const ORB_IFD& ifd, exr_pixel_type_t floats, NamedChannels& out, bool* is_storable_out) {

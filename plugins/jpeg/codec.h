@@ -9,14 +9,14 @@
 // The codec library's header needs those above.
 #include <jpeglib.h>
 
-#include <type_traits>
-
+#include "plugins/common/long_jump.h"
 #include "plugins/common/memory.h"
 #include "plugins/common/reports.h"
 #include "plugins/common/stream.h"
 
 namespace orb::jpeg {
 
+using plugin::guarded;
 using plugin::kNoLine;
 
 inline constexpr const char* kKey = "jpeg";
@@ -52,16 +52,6 @@ struct Encoder : Codec {
 template <class Info>
 Codec& codec_of(Info* cinfo) {
   return *reinterpret_cast<Codec*>(cinfo->err);  // its first member
-}
-
-// Runs one step of codec library calls. False when it ended in an error: the codec knows why, and must be
-// given no further step but release. A step is a lambda that makes nothing that needs a destructor.
-template <class Step>
-[[nodiscard]] bool guarded(Codec& codec, Step step) {
-  static_assert(std::is_trivially_destructible_v<Step>);
-  if (setjmp(codec.recovery) != 0) return false;
-  step();
-  return true;
 }
 
 // Make the structures for reading or writing the stream. False on failure, to be passed to report_failure.

@@ -6,8 +6,8 @@
 
 #include <csetjmp>
 #include <cstdint>
-#include <type_traits>
 
+#include "plugins/common/long_jump.h"
 #include "plugins/common/memory.h"
 #include "plugins/common/reports.h"
 #include "plugins/common/stream.h"
@@ -16,6 +16,7 @@ namespace orb::png {
 
 using plugin::allocate;
 using plugin::fail;
+using plugin::guarded;
 using plugin::kNoLine;
 using plugin::make_zeroed;
 using plugin::owned;
@@ -45,16 +46,6 @@ struct Codec {
   bool counts_metadata;    // allocations come off metadata_left
   uint64_t metadata_left;  // bytes
 };
-
-// Runs one step of codec library calls. False when it ended in an error: the codec knows why, and must be
-// given no further step but release. A step is a lambda that makes nothing that needs a destructor.
-template <class Step>
-[[nodiscard]] bool guarded(Codec& codec, Step step) {
-  static_assert(std::is_trivially_destructible_v<Step>);
-  if (setjmp(codec.recovery) != 0) return false;
-  step();
-  return true;
-}
 
 // Makes the structures for reading or writing codec.stream. False on failure, to be passed to report_failure.
 [[nodiscard]] bool start_reading(Codec& codec);

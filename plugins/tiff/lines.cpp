@@ -5,10 +5,13 @@
 #include <optional>
 
 #include "metadata.h"
+#include "plugins/common/counted_text.h"
 #include "plugins/common/description.h"
 
 namespace orb::tiff {
 namespace {
+
+using plugin::CountedText;
 
 constexpr bool kOfFile = true;  // stands on the first page only
 constexpr bool kOfPage = false;
@@ -113,37 +116,21 @@ void take_number(ORB_INFO& info, ORB_IFD& ifd, int32_t index, std::string_view k
 
 // ---- Writing ----
 
-// Counts the characters, and stores them once there is room.
-class Text {
- public:
-  explicit Text(char* out) : out_(out) {}
-  void add(char c) {
-    if (out_) out_[size_] = c;
-    ++size_;
+void add_escaped(std::string_view text, CountedText& out) {
+  for (const char c : text) {
+    if (c == '\n' || c == '\\') out.add('\\');
+    out.add(c == '\n' ? 'n' : c);
   }
-  void add(std::string_view text) {
-    for (const char c : text) add(c);
-  }
-  void add_escaped(std::string_view text) {
-    for (const char c : text) {
-      if (c == '\n' || c == '\\') add('\\');
-      add(c == '\n' ? 'n' : c);
-    }
-  }
-  template <class T>
-  void add_number(std::string_view key, T value) {
-    char digits[32];
-    add(key);
-    add('=');
-    add({digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits)});
-    add('\n');
-  }
-  [[nodiscard]] uint64_t size() const { return size_; }
+}
 
- private:
-  char* out_;
-  uint64_t size_ = 0;
-};
+template <class T>
+void add_number(std::string_view key, T value, CountedText& out) {
+  char digits[32];
+  out.add(key);
+  out.add('=');
+  out.add({digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits)});
+  out.add('\n');
+}
 
 // Dates that fit their tag stand there, and so do the words for the matte's kind.
 bool has_other_place(std::string_view key, std::string_view value, const char* text) {
@@ -151,7 +138,7 @@ bool has_other_place(std::string_view key, std::string_view value, const char* t
   return key == "matte" && (value == kAssociated || value == kSeparate);
 }
 
-void add_lines(ORB_INFO& info, ORB_IFD& ifd, int32_t index, Text& text) {
+void add_lines(ORB_INFO& info, ORB_IFD& ifd, int32_t index, CountedText& text) {
   for (const TextLine& line : kTextLines) {
     const char* value = line.of(info, ifd);
     if (!is_wanted(line.is_of_file, index) || !plugin::is_given(value) ||
@@ -160,7 +147,7 @@ void add_lines(ORB_INFO& info, ORB_IFD& ifd, int32_t index, Text& text) {
     }
     text.add(line.key);
     text.add('=');
-    text.add_escaped(value);
+    add_escaped(value, text);
     text.add('\n');
   }
   for (const NumberLine& line : kNumberLines) {
@@ -169,14 +156,14 @@ void add_lines(ORB_INFO& info, ORB_IFD& ifd, int32_t index, Text& text) {
         !plugin::is_declared(info, line.assumed)) {
       continue;
     }
-    text.add_number(line.key, value);
+    add_number(line.key, value, text);
   }
   for (const RealLine& line : kRealLines) {
     if (!is_wanted(line.is_of_file, index) || !line.is_there(ifd) ||
         !plugin::is_declared(info, line.assumed)) {
       continue;
     }
-    text.add_number(line.key, line.of(info, ifd));
+    add_number(line.key, line.of(info, ifd), text);
   }
 }
 
@@ -199,13 +186,7 @@ bool take_lines(ORB_IMAGE& image, int32_t index, std::string_view text) {
 
 owned<char> make_lines(ORB_IMAGE& image, int32_t index) {
   ORB_IFD& ifd = image.info.images[index];
-  Text counted(nullptr);
-  add_lines(image.info, ifd, index, counted);
-  owned<char> lines = make_zeroed<char>(counted.size() + 1);
-  if (!lines) return nullptr;
-  Text text(lines.get());
-  add_lines(image.info, ifd, index, text);
-  return lines;
+  return plugin::make_text([&](CountedText& text) { add_lines(image.info, ifd, index, text); });
 }
 
 }  // namespace orb::tiff
