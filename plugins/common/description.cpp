@@ -1,6 +1,7 @@
 #include "description.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -69,6 +70,16 @@ bool settle_date(char*& date) {
   ERR_free(date);
   date = text.release();
   return true;
+}
+
+bool settle_frame_rate(Stream& stream, ORB_INFO& info) {
+  if (is_declared(info, ORB_ASSUMED_FRAME_RATE)) {
+    if (std::isfinite(info.frame_rate) && info.frame_rate > 0) return true;
+    warn(stream, "the frame rate cannot be stored");
+  }
+  info.frame_rate = kInitialFrameRate;
+  info.word_e |= ORB_ASSUMED_FRAME_RATE;
+  return false;
 }
 
 bool make_descriptors(ORB_IMAGE& image, int32_t count) {

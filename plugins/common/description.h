@@ -5,6 +5,7 @@
 
 #include "memory.h"
 #include "orbbase/core.h"
+#include "stream.h"
 
 namespace orb::plugin {
 
@@ -30,6 +31,13 @@ bool is_given(const char* text);
 // Whether the file declares, or is to declare, what these ORB_ASSUMED_ bits stand for, and the mark that it does.
 inline bool is_declared(const ORB_INFO& info, uint64_t assumed) { return (info.word_e & assumed) == 0; }
 inline void declare(ORB_INFO& info, uint64_t assumed) { info.word_e &= ~assumed; }
+
+// What a description says where nobody said anything.
+inline constexpr float kInitialFrameRate = 29.97F;
+
+// Whether a frame rate is to be declared. One that is not, or is no rate, which is a warning, becomes the initial one,
+// not declared.
+bool settle_frame_rate(Stream& stream, ORB_INFO& info);
 
 // Gives a handle opened for reading its descriptors, and marks everything as not declared by the file. False,
 // with orb__err -10, when memory ran out.

@@ -37,10 +37,12 @@ bool is_directory(std::FILE* file) {
   return fstat(fileno(file), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-std::FILE* open_with_extension(ORB_IMAGE& image, const char* extension) {
+// error changes when there is such a file and it cannot be opened.
+std::FILE* open_with_extension(ORB_IMAGE& image, const char* extension, int& error) {
   const char* built = orb__build_handle(nullptr, image.info.handle, extension);
   if (!built || std::strcmp(built, image.info.handle) == 0) return nullptr;
   std::FILE* file = std::fopen(built, "rb");
+  if (!file && errno != ENOENT) error = errno;
   if (!file || rename_handle(image, built)) return file;
   std::fclose(file);
   return nullptr;
@@ -64,10 +66,10 @@ bool open_for_reading(ORB_IMAGE& image, const char* extension, Stream& stream) {
   }
   stream.is_standard = name == kStandardInput;
   stream.file = stream.is_standard ? stdin : std::fopen(name, "rb");
-  const int error = errno;
+  int error = errno;
   if (!stream.file && error == ENOENT && image.info.open_option == 0) {
     fail(ORB_OK);
-    stream.file = open_with_extension(image, extension);
+    stream.file = open_with_extension(image, extension, error);
     if (!stream.file && orb__err == ORB_E_MEMORY) return false;
   }
   if (!stream.file) return refuse_open(name, error);

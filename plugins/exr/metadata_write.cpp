@@ -87,7 +87,7 @@ void settle_frame_rate(Codec& codec, ORB_INFO& info) {
     if (ratio_of(info.frame_rate).num != 0) return;
     warn(codec, "the frame rate cannot be stored");
   }
-  info.frame_rate = 29.97F;
+  info.frame_rate = plugin::kInitialFrameRate;
   info.word_e |= ORB_ASSUMED_FRAME_RATE;
 }
 

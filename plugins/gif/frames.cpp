@@ -249,7 +249,10 @@ bool refuse_cut(const Walk& walk) {
 bool take_screen(Walk& walk) {
   uint8_t bytes[13];
   errno = 0;
-  if (!walk.take(bytes, sizeof bytes)) return walk.at == 0 ? refuse(walk, "it is empty") : refuse_cut(walk);
+  if (!walk.take(bytes, sizeof bytes)) {
+    const bool is_empty = walk.at == 0 && std::ferror(walk.file) == 0;
+    return is_empty ? refuse(walk, "it is empty") : refuse_cut(walk);
+  }
   if (std::memcmp(bytes, "GIF87a", 6) != 0 && std::memcmp(bytes, "GIF89a", 6) != 0) {
     return refuse(walk, "it does not begin as one");
   }

@@ -51,7 +51,6 @@ constexpr NumberField kNumberFields[] = {
     {"orbbase:field", [](ORB_INFO& info) -> int32_t& { return info.field_value; }, 0, 0},
 };
 constexpr const char* kFrameRateKeyword = "orbbase:frame-rate";
-constexpr float kInitialFrameRate = 29.97F;
 
 // ---- Reading ----
 
@@ -175,7 +174,7 @@ bool add_text_fields(Codec& codec, ORB_INFO& info, TextList& list) {
 }
 
 // What is not stored stands in the handle as a reader will find it.
-void add_numbers(ORB_INFO& info, TextList& list) {
+void add_numbers(Codec& codec, ORB_INFO& info, TextList& list) {
   for (const NumberField& row : kNumberFields) {
     int32_t& field = row.of(info);
     if (plugin::is_declared(info, row.assumed) && field != row.initial) {
@@ -185,12 +184,11 @@ void add_numbers(ORB_INFO& info, TextList& list) {
     field = row.initial;
     info.word_e |= row.assumed;
   }
-  if (plugin::is_declared(info, ORB_ASSUMED_FRAME_RATE) && info.frame_rate != kInitialFrameRate) {
+  if (plugin::settle_frame_rate(codec.stream, info) && info.frame_rate != plugin::kInitialFrameRate) {
     add_number(list, kFrameRateKeyword, info.frame_rate);
-    return;
+  } else {
+    info.word_e |= ORB_ASSUMED_FRAME_RATE;
   }
-  info.frame_rate = kInitialFrameRate;
-  info.word_e |= ORB_ASSUMED_FRAME_RATE;
 }
 
 }  // namespace
@@ -216,7 +214,7 @@ void note_late_texts(Codec& codec, int first_count) {
 bool put_texts(Codec& codec, ORB_IMAGE& image, const Layout& layout) {
   TextList list;
   if (layout.is_scaled()) add_number(list, kWidthKeyword, layout.width);
-  add_numbers(image.info, list);
+  add_numbers(codec, image.info, list);
   if (!add_text_fields(codec, image.info, list)) return false;
   if (list.count == 0) return true;
   const bool is_put =

@@ -107,10 +107,9 @@ void settle_aspect(Codec& codec, ORB_INFO& info, ORB_IFD& ifd, int32_t index) {
   if (index == 0) info.word_e |= ORB_ASSUMED_PIXEL_ASPECT;
 }
 
-void settle_numbers(ORB_INFO& info) {
+void settle_numbers(Codec& codec, ORB_INFO& info) {
   if (!plugin::is_declared(info, ORB_ASSUMED_FRAME_NUMBER)) info.frame_number = 1;
-  if (!std::isfinite(info.frame_rate) || info.frame_rate <= 0) info.word_e |= ORB_ASSUMED_FRAME_RATE;
-  if (!plugin::is_declared(info, ORB_ASSUMED_FRAME_RATE)) info.frame_rate = 29.97F;
+  plugin::settle_frame_rate(codec.file.stream, info);
   info.field_mode = 1;
   info.words[0] = info.words[1] = 0;
   info.frame_count = 0;
@@ -176,7 +175,7 @@ bool settle_metadata(Codec& codec, ORB_IMAGE& image, int32_t index, int32_t bits
   }
   if (index == 0) {
     settle_primaries(codec, info);
-    settle_numbers(info);
+    settle_numbers(codec, info);
     if (!plugin::settle_date(info.text7)) {
       fail(ORB_E_MEMORY);
       return false;
