@@ -71,10 +71,11 @@ bool append_image(Found& found) {
   return (found.images.append(image, kUsualCount) && found.ifds.append(ifd, kUsualCount)) || out_of_memory();
 }
 
-// Whether a row of such an image can be in the file at all, before memory is taken for one.
-bool row_is_possible(InputWindow& window, const ORB_IFD& ifd, uint64_t rows_position) {
+// Whether a row of such an image can be in the file beside its header and table, before memory is taken for one. It
+// may lie before them: the last image's does.
+bool row_is_possible(InputWindow& window, const ORB_IFD& ifd) {
   return sample_row_bytes(ifd) <= kTrustedRowBytes ||
-         least_row_bytes(ifd) <= window.file_bytes() - rows_position;
+         least_row_bytes(ifd) <= window.file_bytes() - kHeaderBytes - table_bytes_of(ifd);
 }
 
 int32_t cannot_take(const InputWindow& window, const char* path) {
@@ -99,7 +100,7 @@ int32_t read_header(Input& input, Found& found, ORB_INFO& info, uint64_t positio
   image.table_position = position + kHeaderBytes;
   const uint64_t table_bytes = table_bytes_of(ifd);
   if (!input.window.take(image.table_position, table_bytes)) return cannot_take(input.window, info.handle);
-  if (!row_is_possible(input.window, ifd, image.table_position + table_bytes)) return not_rla(info.handle);
+  if (!row_is_possible(input.window, ifd)) return not_rla(info.handle);
   code = lay_out(ifd, key_of(info), image.layout);
   image.most_block_bytes = most_block_bytes(ifd, static_cast<uint64_t>(image.layout.rows.width()));
   *next_out = header.revision == kCurrentRevision ? static_cast<uint64_t>(header.next) : 0;

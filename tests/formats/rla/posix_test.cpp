@@ -10,6 +10,10 @@
 #include <string>
 #include <thread>
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #include "orbbase/formats/rla.h"
 #include "orbbase/formats/rla/header.h"
 #include "tests/core/picture.h"
@@ -76,32 +80,25 @@ TEST_F(Rla, standard_output_takes_the_rows_and_the_time_behind_them) {
 }
 
 TEST_F(Rla, a_failed_open_removes_only_a_file_that_it_made) {
-  ReportRecorder recorder;
-  Picture picture("/dev/full", "rla");
-  ORB_INFO info = picture.info();
-  info.open_option = 1;
-  EXPECT_EQ(ORB_open(&info, "w"), nullptr);
-  EXPECT_EQ(orb__err, -20);
+  const ReportRecorder recorder;
+  for (const char* device : {"/dev/full", "/dev/null"}) {
+    Picture picture(device, "rla");
+    ORB_INFO info = picture.images(2).info();
+    info.open_option = 1;
+    Image image(ORB_open(&info, "w"));
+    ASSERT_EQ(image ? 0 : orb__err, device[5] == 'f' ? -20 : 0);
+    EXPECT_TRUE(!image || ORB_close(image.release()) == 0);
+    struct stat status = {};
+    ASSERT_EQ(stat(device, &status), 0);
+    EXPECT_TRUE(S_ISCHR(status.st_mode));
+  }
   EXPECT_EQ(recorder.texts(), "Cannot write to /dev/full; No space left on device");
-  EXPECT_TRUE(exists("/dev/full"));
   put_file("old.rla", Bytes(5));
   const FileLimit limit(100);
   EXPECT_EQ(write_whole(Picture("old.rla")), -20);
   EXPECT_TRUE(exists("old.rla"));
   EXPECT_EQ(write_whole(Picture("new.rla")), -20);
   EXPECT_FALSE(exists("new.rla"));
-}
-
-TEST_F(Rla, a_writer_on_nothing_opens_and_closes) {
-  Picture picture("/dev/null", "rla");
-  ORB_INFO info = picture.images(2).info();
-  info.open_option = 1;
-  Image image(ORB_open(&info, "w"));
-  ASSERT_TRUE(image);
-  EXPECT_EQ(ORB_close(image.release()), 0);
-  struct stat status = {};
-  ASSERT_EQ(stat("/dev/null", &status), 0);
-  EXPECT_TRUE(S_ISCHR(status.st_mode));
 }
 
 TEST_F(Rla, a_disk_that_fills_up_is_told_once_and_by_the_close) {
@@ -129,18 +126,6 @@ TEST_F(Rla, a_disk_that_fills_up_is_told_once_and_by_the_close) {
     if (bytes < 100000) continue;
     EXPECT_EQ(compare_line(reader.get(), picture, 0), "") << "what was written is there";
   }
-}
-
-TEST_F(Rla, a_failure_of_the_close_alone_is_its_result) {
-  const Picture picture("late.rla");
-  ORB_INFO info = picture.info();
-  Image image(ORB_open(&info, "w"));
-  ASSERT_TRUE(image);
-  ReportRecorder recorder;
-  for (int32_t line = 0; line < 5; ++line) ASSERT_EQ(write_line(image.get(), picture, line), 0);
-  const FileLimit limit(765);
-  EXPECT_EQ(ORB_close(image.release()), -20);
-  EXPECT_EQ(recorder.texts(), "Cannot write to late.rla; File too large");
 }
 
 TEST_F(Rla, neither_a_fifo_nor_a_folder_nor_nothing_is_an_rla_file) {
@@ -172,6 +157,24 @@ TEST_F(Rla, rows_in_their_order_come_through_a_fifo) {
     std::remove("rows.fifo");
   }
 }
+
+#if defined(__GLIBC__)
+TEST_F(Rla, a_closed_reader_gives_back_all_that_it_took) {
+  put_file("memory.rla", RlaFile().next().bytes());
+  size_t held = 0;
+  size_t before = 0;
+  for (int round = 0; round < 20; ++round) {  // the first ones take what a process keeps
+    before = held;
+    {
+      const Image image = open_file("memory.rla");
+      void** rows = nullptr;
+      for (size_t k = 0; k < 2; ++k) EXPECT_EQ(read_row_of(*image, k, 0, &rows), 0);
+    }
+    held = mallinfo2().uordblks;
+  }
+  EXPECT_EQ(held, before);
+}
+#endif
 
 TEST_F(Rla, standard_input_is_never_read) {
   for (int i = 0; i < 2; ++i) {

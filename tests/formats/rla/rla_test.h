@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <fstream>
+#include <iterator>
+#include <string>
 
 #include "tests/formats/rla/rla_file.h"
 #include "tests/support/image_owner.h"
@@ -18,28 +20,17 @@ class Rla : public ::testing::Test {
 };
 
 inline void put_file(const std::string& name, const Bytes& bytes) {
-  std::FILE* file = std::fopen(name.c_str(), "wb");
-  ASSERT_NE(file, nullptr);
-  if (!bytes.empty()) {
-    ASSERT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file), bytes.size());
-  }
-  ASSERT_EQ(std::fclose(file), 0);
+  std::ofstream file(name, std::ios::binary);
+  file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  ASSERT_TRUE(file.flush());
 }
 
 inline Bytes get_file(const std::string& name) {
-  Bytes bytes;
-  std::FILE* file = std::fopen(name.c_str(), "rb");
-  if (!file) return bytes;
-  for (int c; (c = std::fgetc(file)) != EOF;) bytes.push_back(static_cast<uint8_t>(c));
-  std::fclose(file);
-  return bytes;
+  std::ifstream file(name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
-inline bool exists(const std::string& name) {
-  std::FILE* file = std::fopen(name.c_str(), "rb");
-  if (file) std::fclose(file);
-  return file != nullptr;
-}
+inline bool exists(const std::string& name) { return std::ifstream(name).is_open(); }
 
 inline Image open_file(const std::string& name, const char* key = "rla") {
   ORB_INFO info;

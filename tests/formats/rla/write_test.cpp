@@ -6,7 +6,6 @@
 #include "tests/core/picture.h"
 #include "tests/formats/rla/rla_test.h"
 #include "tests/support/environment.h"
-#include "tests/support/fail_allocation.h"
 
 namespace orb::testing {
 namespace {
@@ -76,7 +75,8 @@ TEST_F(Rla, writes_header_table_and_blocks_to_the_byte) {
   uint8_t color[] = {9, 5, 5, 5, 4, 4, 7, 8, 9};
   uint16_t matte[] = {0, 0x102, 0x102, 0x102, 0x102, 0x103, 0x203, 0x203, 0};
   float aux[] = {9, 1, 2, 3, 4, 5, 6, 7, 9};
-  void* rows[] = {color, matte, aux};
+  char room[2 * sizeof matte];
+  void* rows[] = {color, std::memcpy(room + 1, matte, sizeof matte), aux};  // which may lie at any address
   for (int32_t line = 0; line < 3; ++line) ASSERT_EQ(ORB_scan_write(image.get(), line, rows), 0);
   ASSERT_EQ(ORB_close(image.release()), 0);
   for (const uint8_t byte : Bytes{0, 7, 2, 5, 0xFC, 4, 4, 7, 8,           // colour
@@ -90,7 +90,10 @@ TEST_F(Rla, writes_header_table_and_blocks_to_the_byte) {
 }
 
 TEST_F(Rla, what_it_wrote_reads_the_same_whatever_the_samples_and_windows) {
-  for (const Picture& picture : every_kind_of_picture("kinds.rla")) {
+  std::vector<Picture> pictures = every_kind_of_picture("kinds.rla");
+  // Rows of more bytes than are taken on trust; the last image's header ends the file.
+  pictures.push_back(Picture("kinds.rla").window({0, 14999, 0, 2}).images(3));
+  for (const Picture& picture : pictures) {
     const ORB_IFD& ifd = picture.ifds[0];
     const bool has_odd_width = ifd.color.width == 0 && ifd.color.count > 0;
     const bool is_storable = ifd.window.left >= 0;
@@ -120,9 +123,18 @@ TEST_F(Rla, the_description_after_the_open_is_the_one_that_a_reader_finds) {
   picture.ifds[0].pixel_aspect = 1.23456F;
   picture.ifds[0].orientation = 0;
   picture.ifds[0].image_kind = 9;
-  for (const uint64_t assumed : {uint64_t{0}, uint64_t{ORB_ASSUMED_GAMMA | ORB_ASSUMED_PRIMARIES}}) {
+  const struct {
+    uint64_t assumed;
+    int32_t frame, stored;
+  } rows[] = {{0, 40000, 32767},
+              {ORB_ASSUMED_GAMMA | ORB_ASSUMED_PRIMARIES, 32767, 32767},
+              {0, -1, -1},
+              {0, -5, 0},
+              {0, -2147483647, 0}};
+  for (const auto& [assumed, frame, stored] : rows) {
     Wanted wanted(picture);
     wanted.info.word_e = assumed;
+    wanted.info.frame_number = frame;
     char date[] = "{1700000000}";
     wanted.info.text7 = date;
     const Image writer(ORB_open(&wanted.info, "w"));
@@ -137,7 +149,8 @@ TEST_F(Rla, the_description_after_the_open_is_the_one_that_a_reader_finds) {
     EXPECT_EQ(std::memcmp(&told.field_mode, &found.field_mode,
                           offsetof(ORB_INFO, read_option) - offsetof(ORB_INFO, field_mode)),
               0);
-    EXPECT_EQ(told.frame_number, found.frame_number);
+    EXPECT_EQ(told.frame_number, stored);
+    EXPECT_EQ(found.frame_number, stored);
     for (char* ORB_INFO::*text : {&ORB_INFO::text1, &ORB_INFO::text5, &ORB_INFO::text6, &ORB_INFO::text7,
                                   &ORB_INFO::text9, &ORB_INFO::text10}) {
       EXPECT_STREQ(told.*text, found.*text);
@@ -155,59 +168,28 @@ TEST_F(Rla, the_description_after_the_open_is_the_one_that_a_reader_finds) {
   }
 }
 
-TEST_F(Rla, frame_numbers_are_held_within_their_field) {
-  const struct {
-    int32_t wanted, stored;
-  } rows[] = {{40000, 32767}, {32767, 32767}, {-1, -1}, {-5, 0}, {-2147483647, 0}};
-  for (const auto& row : rows) {
-    Picture picture("frame.rla");
-    ORB_INFO info = picture.info();
-    info.frame_number = row.wanted;
-    ASSERT_TRUE(Image(ORB_open(&info, "w")));
-    EXPECT_EQ(open_file("frame.rla")->info.frame_number, row.stored) << row.wanted;
-  }
-}
-
 TEST_F(Rla, refuses_what_no_reader_would_take_before_it_makes_a_file) {
+  const auto set_right = [](ORB_IFD& i, int32_t right) { i.window.right = i.active_window.right = right; };
   const struct {
     const char* what;
     std::function<void(ORB_IFD&)> change;
     int32_t code;
-  } rows[] = {
-      {"a window of 16 bits", [](ORB_IFD& i) { i.window.right = 32768; }, -20},
-      {"columns whose low 16 bits are 0", [](ORB_IFD& i) { i.window.left = i.active_window.left = -65536; },
-       -20},
-      {"rows whose low 16 bits are 0",
-       [](ORB_IFD& i) { i.window.bottom = i.active_window.bottom = INT32_MIN; }, -20},
-      {"a reversed window",
-       [](ORB_IFD& i) {
-         i.window = {3, 2, 0, 4};
-       },
-       -20},
-      {"an active window outside", [](ORB_IFD& i) { i.active_window.top = 5; }, -20},
-      {"4 colours", [](ORB_IFD& i) { i.color.count = 4; }, -20},
-      {"65536 mattes", [](ORB_IFD& i) { i.matte.count = 65536; }, -20},
-      {"no gamma", [](ORB_IFD& i) { i.curve.gamma = NAN; }, -20},
-      {"16384 floats",
-       [](ORB_IFD& i) { i.color.type = ORB_C_FLOAT, i.window.right = i.active_window.right = 16383; }, -20},
-      {"8192 doubles",
-       [](ORB_IFD& i) {
-         i.aux = {nullptr, 1, ORB_C_DOUBLE, 1}, i.window.right = i.active_window.right = 8191;
-       },
-       -20},
-      {"33 bits", [](ORB_IFD& i) { i.color.width = 33; }, -16},
-      {"an unknown type",
-       [](ORB_IFD& i) {
-         i.matte = {nullptr, 1, 9, 8};
-       },
-       -16},
-      {"16383 floats",
-       [](ORB_IFD& i) { i.color.type = ORB_C_FLOAT, i.window.right = i.active_window.right = 16382; }, 0},
-      {"nothing of an unknown type",
-       [](ORB_IFD& i) {
-         i.matte = {nullptr, 0, 0, 99};
-       },
-       0}};
+  } rows[] = {{"a window of 16 bits", [](ORB_IFD& i) { i.window.right = 32768; }, -20},
+              {"columns whose low 16 bits are 0",
+               [](ORB_IFD& i) { i.window.left = i.active_window.left = -65536; }, -20},
+              {"rows whose low 16 bits are 0",
+               [](ORB_IFD& i) { i.window.bottom = i.active_window.bottom = INT32_MIN; }, -20},
+              {"a reversed window", [](ORB_IFD& i) { i.window.left = 7; }, -20},
+              {"an active window outside", [](ORB_IFD& i) { i.active_window.top = 5; }, -20},
+              {"4 colours", [](ORB_IFD& i) { i.color.count = 4; }, -20},
+              {"65536 mattes", [](ORB_IFD& i) { i.matte.count = 65536; }, -20},
+              {"no gamma", [](ORB_IFD& i) { i.curve.gamma = NAN; }, -20},
+              {"16384 floats", [&](ORB_IFD& i) { i.color.type = ORB_C_FLOAT, set_right(i, 16383); }, -20},
+              {"8192 doubles", [&](ORB_IFD& i) { i.color.type = ORB_C_DOUBLE, set_right(i, 8191); }, -20},
+              {"33 bits", [](ORB_IFD& i) { i.color.width = 33; }, -16},
+              {"an unknown type", [](ORB_IFD& i) { i.matte.count = 1, i.matte.type = 9; }, -16},
+              {"16383 floats", [&](ORB_IFD& i) { i.color.type = ORB_C_FLOAT, set_right(i, 16382); }, 0},
+              {"nothing of an unknown type", [](ORB_IFD& i) { i.matte.type = 0, i.matte.width = 99; }, 0}};
   for (const auto& row : rows) {
     ReportRecorder recorder;
     Picture picture("refused.rla");
@@ -255,22 +237,6 @@ TEST_F(Rla, images_whose_rows_come_in_turns_are_chained_behind_the_rows) {
   EXPECT_EQ(Bytes(file.end() - 4 * 8 - 4, file.end() - 4 * 8), word(0)) << "the last has no next";
 }
 
-TEST_F(Rla, rows_of_a_caller_may_lie_at_any_address) {
-  const Picture picture = Picture("odd.rla").group(&ORB_IFD::color, 1, ORB_C_INTEGER, 32);
-  ORB_INFO info = picture.info();
-  Image image(ORB_open(&info, "w"));
-  ASSERT_TRUE(image);
-  uint8_t bytes[32] = {};
-  for (uint8_t i = 0; i < 32; ++i) bytes[i] = i;
-  void* rows[] = {bytes + 1};
-  for (int32_t line = 0; line < 5; ++line) ASSERT_EQ(ORB_scan_write(image.get(), line, rows), 0);
-  ASSERT_EQ(ORB_close(image.release()), 0);
-  void** found = nullptr;
-  const Image reader = open_file("odd.rla");
-  ASSERT_EQ(ORB_scan_read(reader.get(), 4, &found), 0);
-  EXPECT_EQ(std::memcmp(found[0], bytes + 1, 28), 0);
-}
-
 TEST_F(Rla, a_row_whose_block_is_too_long_fails_and_the_rest_is_closed_whole) {
   const Picture picture =
       Picture("long.rla").window({0, 32767, 0, 1}).group(&ORB_IFD::color, 1, ORB_C_INTEGER, 16);
@@ -293,29 +259,6 @@ TEST_F(Rla, a_row_whose_block_is_too_long_fails_and_the_rest_is_closed_whole) {
   ASSERT_EQ(ORB_scan_read(reader.get(), 0, &found), 0);
   EXPECT_EQ(static_cast<uint16_t*>(found[0])[32767], 7);
   EXPECT_EQ(ORB_scan_read(reader.get(), 1, &found), -7);
-}
-
-TEST_F(Rla, survives_the_failure_of_any_allocation_of_a_writer) {
-  const Picture picture = Picture("memory.rla").images(2).group(&ORB_IFD::matte, 1, ORB_C_INTEGER, 12);
-  for (int64_t nth = 1;; ++nth) {
-    ReportRecorder recorder;
-    std::remove("memory.rla");
-    bool failed = false;
-    int32_t code = 0;
-    {
-      ORB_INFO info = picture.info();
-      FailAllocation fail(nth);
-      Image image(ORB_open(&info, "w"));
-      code = image ? 0 : orb__err;
-      failed = fail.happened();
-    }
-    if (!failed) break;
-    if (code != 0) {
-      EXPECT_TRUE(code == -10 || code == -5) << nth << ": " << code;
-      EXPECT_FALSE(exists("memory.rla")) << nth;
-      EXPECT_NE(recorder.reports.size(), 0U) << nth;
-    }
-  }
 }
 
 TEST_F(Rla, writes_into_the_image_folder) {
