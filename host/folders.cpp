@@ -1,6 +1,7 @@
 #include "folders.h"
 
 #include <algorithm>
+#include <new>
 #include <string_view>
 #include <system_error>
 
@@ -12,8 +13,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A folder that is not there is nothing to speak of.
+// A folder that is not there is nothing to speak of. One for which there is no memory must not pass for an empty one.
 void warn_unless_missing(const fs::path& folder, const std::error_code& error) {
+  if (error == std::errc::not_enough_memory) throw std::bad_alloc();
   if (!error || error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory) return;
   ERR_printf(ERR_WARNING, "Cannot look for plug-ins in %s; %s", folder.string().c_str(),
              error.message().c_str());

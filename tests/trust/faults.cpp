@@ -5,6 +5,7 @@
 #include <execinfo.h>
 #include <fcntl.h>
 #include <link.h>
+#include <pwd.h>
 #include <stdio_ext.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -58,6 +59,7 @@ struct Books {
   std::unordered_map<void*, Block> blocks;
   std::string site_file;  // empty: sites are not remembered
   std::set<void*> sites;
+  std::vector<uint64_t> ways;
 };
 
 // Set while the thread works for this file: its calls count for nothing.
@@ -114,6 +116,22 @@ std::string place_of(void* address) {
   return found.dli_fname + std::string(offset);
 }
 
+// A number for the callers of a call is the same in every run of a program.
+void remember_this_way() {
+  const Inside inside;
+  thread_local std::unordered_map<void*, uint64_t> places;  // asking for one may wait for the loader
+  void* callers[kMostCallers];
+  const int count = backtrace(callers, kMostCallers);
+  uint64_t way = 0;
+  for (int i = 0; i < count; ++i) {
+    const auto [place, is_new] = places.try_emplace(callers[i]);
+    if (is_new) place->second = std::hash<std::string>{}(place_of(callers[i]));
+    way = way * 31 + place->second;
+  }
+  const std::lock_guard hold(state.lock);
+  books().ways.push_back(way);
+}
+
 void remember_this_site() {
   const Inside inside;
   void* callers[kMostCallers];
@@ -127,6 +145,7 @@ bool fails_now(bool counts, const char* name, const void* caller) {
   if (!counts || is_inside || is_bystander(caller)) return false;
   const FaultPlan& plan = state.plan;
   const int64_t number = ++state.calls;
+  if (plan.nth == 0 && plan.has_everyone) remember_this_way();
   if (plan.nth == 0 || number < plan.nth || (number > plan.nth && !plan.goes_on)) return false;
   if (++state.failed == 1) state.first = name;
   if (plan.kind == FaultKind::memory && !books().site_file.empty()) remember_this_site();
@@ -183,21 +202,10 @@ void untrack(void* block) {
   books().blocks.erase(block);
 }
 
-void write_sites() {
-  if (books().sites.empty()) return;
-  const Inside inside;
-  if (std::FILE* file = std::fopen(books().site_file.c_str(), "a")) {
-    std::string lines;
-    for (void* site : books().sites) lines += place_of(site) + "\n";
-    std::fwrite(lines.data(), 1, lines.size(), file);
-    std::fclose(file);
-  }
-}
-
 }  // namespace
 
 void begin_faults(const FaultPlan& plan) {
-  books();
+  books().ways.clear();
   state.plan = plan;
   state.calls = state.failed = 0;
   state.first = "";
@@ -207,7 +215,7 @@ void begin_faults(const FaultPlan& plan) {
 
 FaultTally end_faults() {
   state.kind = FaultKind::none;
-  return {state.calls, state.failed, state.first, state.has_lost_bytes};
+  return {state.calls, books().ways, state.failed, state.first, state.has_lost_bytes};
 }
 
 void begin_counting_blocks(bool with_callers) {
@@ -227,6 +235,17 @@ std::vector<std::string> end_counting_blocks() {
   }
   books().blocks.clear();
   return lines;
+}
+
+void write_sites() {
+  if (books().site_file.empty()) return;
+  const Inside inside;
+  if (std::FILE* file = std::fopen(books().site_file.c_str(), "a")) {
+    std::string lines;
+    for (void* site : books().sites) lines += place_of(site) + "\n";
+    std::fwrite(lines.data(), 1, lines.size(), file);
+    std::fclose(file);
+  }
 }
 
 void remember_sites(const char* file) {
@@ -325,6 +344,12 @@ STEP_IN(char*, strdup, (const char* text)) {
 STEP_IN(void, free, (void* block)) {
   untrack(block);
   REAL_MEMORY(free)(block);
+}
+
+// The C library (glibc 2.36) dereferences what it did not get when it is first asked for a user: it always gets it.
+STEP_IN(int, getpwuid_r, (uid_t user, passwd* out, char* room, size_t bytes, passwd** found)) {
+  const Inside inside;
+  return REAL(getpwuid_r)(user, out, room, bytes, found);
 }
 
 // ---- Files

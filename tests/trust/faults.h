@@ -29,7 +29,9 @@ struct FaultPlan {
 // Calls fail as planned, from begin to end. One plan at a time; any thread may meet it.
 void begin_faults(const FaultPlan& plan);
 struct FaultTally {
-  int64_t calls = 0;            // that counted
+  int64_t calls = 0;  // that counted
+  std::vector<uint64_t>
+      ways;  // to each of them, in a tool whose calls are only counted: the same number, the same way
   int64_t failed = 0;           // of them
   const char* first = "";       // the name of the first that failed
   bool has_lost_bytes = false;  // one that failed would have brought bytes into a file
@@ -42,7 +44,8 @@ void begin_counting_blocks(bool with_callers);
 std::vector<std::string> end_counting_blocks();
 
 // From now on the calls on the way to a failed allocation are remembered and, at the program's end, added to a file:
-// "MODULE OFFSET", one return address a line.
+// "MODULE OFFSET", one return address a line. write_sites does it for a process that ends without such an end.
 void remember_sites(const char* file);
+void write_sites();
 
 }  // namespace orb::testing

@@ -43,6 +43,21 @@ int32_t give_module(void** module_out, const char** name_out) {
   return 1;
 }
 
+// A curve of one table, and names for three channels, lent to every picture.
+ORB_RESPONSE_CURVE table_curve() {
+  static uint8_t entries[256] = {1};
+  static void* tables[] = {entries};
+  ORB_RESPONSE_CURVE curve = {};
+  curve.kind = ORB_CURVE_TABLE;
+  curve.channel_count = 1;
+  curve.resolution = 256;
+  curve.curve_type = ORB_C_INTEGER;
+  curve.depth = 8;
+  curve.tables = tables;
+  return curve;
+}
+char channel_names[] = "R,G,B";
+
 size_t width_of(const ORB_IFD& ifd) { return static_cast<size_t>(ifd.window.right - ifd.window.left + 1); }
 
 // Bytes of a row of each channel.
@@ -80,6 +95,8 @@ struct Freed {
 };
 
 }  // namespace
+
+void load_modules() { modules(); }
 
 int32_t start_library() {
   library.next = 0;
@@ -128,17 +145,21 @@ std::vector<Picture> pictures_of(const std::string& key) {
                     group.count > 0 ? group.width : 8);
     }
     if (kind.is_cut) picture.active({2, 5, 1, 3});
+    if (kind.name == std::string("longs")) picture.ifds[0].curve = table_curve();
+    if (kind.name == std::string("floats")) picture.ifds[0].color.name = channel_names;
     pictures.push_back(picture.images(kind.images));
   }
   return pictures;
 }
 
-ORB_IMAGE* open_picture(const std::string& name, const std::string& key, const char* mode) {
+ORB_IMAGE* open_picture(const std::string& name, const std::string& key, const char* mode,
+                        uint8_t open_option, ORB_CAP_SETTING** settings) {
   ORB_INFO info;
   ORB_info_init(&info);
   info.key = const_cast<char*>(key.c_str());
   info.handle = const_cast<char*>(name.c_str());
-  info.open_option = 1;
+  info.open_option = open_option;
+  info.settings = settings;
   return ORB_open(&info, mode);
 }
 
@@ -204,9 +225,13 @@ int32_t see_rows(ORB_IMAGE* handle, int32_t image, Seen& seen) {
   return 0;
 }
 
-int32_t see_picture(const std::string& name, const std::string& key, Seen& seen) {
-  ORB_IMAGE* const handle = open_picture(name, key);
-  if (!handle) return failure();
+int32_t see_picture(const std::string& name, const std::string& key, Seen& seen, ORB_CAP_SETTING** settings) {
+  ORB_IMAGE* const handle = open_picture(name, key, "r", 1, settings);
+  if (!handle) {
+    for (ORB_CAP_SETTING** one = settings; one && *one; ++one) ERR_free(*one);
+    ERR_free(settings);
+    return failure();
+  }
   see(seen, handle->info.image_count);
   int32_t code = 0;
   for (int32_t i = 0; i < handle->info.image_count && code == 0; ++i) code = see_rows(handle, i, seen);

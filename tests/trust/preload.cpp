@@ -1,7 +1,8 @@
 // The faults for a program as it is: preloaded in front of it, this lets calls fail from main on.
 //
 //   ORB_FAULT="memory|files|transfers NTH once|on"   which call fails; NTH 0: none
-//   ORB_FAULT_TALLY=FILE                              receives "CALLS FAILED HAS_LOST_BYTES FIRST" at the end
+//   ORB_FAULT_TALLY=FILE                              receives "CALLS FAILED HAS_LOST_BYTES FIRST" at the end, and in
+//                                                     a second line, with NTH 0, the way to each call
 #include <dlfcn.h>
 
 #include <cstdio>
@@ -47,6 +48,7 @@ void write_tally() {
   if (!file) return;
   std::fprintf(file, "%lld %lld %d %s\n", static_cast<long long>(tally.calls),
                static_cast<long long>(tally.failed), tally.has_lost_bytes ? 1 : 0, tally.first);
+  for (const uint64_t way : tally.ways) std::fprintf(file, "%llu ", static_cast<unsigned long long>(way));
   std::fclose(file);
 }
 

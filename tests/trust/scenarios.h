@@ -18,9 +18,10 @@ using Seen = std::string;
 enum : uint32_t {
   kStartsItself = 1,  // runs without a started library
   kUnreported = 2,    // its failures are results, by contract: nothing reports them
-  kNoFiles = 4,       // makes no call that faults of files could meet
+  kNoFiles = 4,       // makes no call that faults of files could meet, or none that another does not
   kKeepsBlocks = 8,   // gives nothing back, by contract
-  kGoesWithout = 16   // the result may lack, by contract, what memory or a file could not be had for
+  kGoesWithout = 16,  // the result may lack, by contract, what memory or a file could not be had for
+  kTakesOnce = 32     // the first run in a process takes what later ones find there
 };
 
 struct Scenario {
@@ -40,6 +41,8 @@ const std::vector<Scenario>& format_scenarios();
 const std::vector<Scenario>& operator_scenarios();
 const std::vector<Scenario>& support_scenarios();
 
+// Has the dynamic loader's memory for the plug-ins taken before anything fails.
+void load_modules();
 // Starts the library with all plug-ins, which stay loaded: 0 or the code.
 int32_t start_library();
 // Closes what is kept open and ends the library.
@@ -59,9 +62,12 @@ int32_t write_picture(const Picture& picture, int32_t frames = 0);
 int32_t see_rows(ORB_IMAGE* handle, int32_t image, Seen& seen);
 int32_t write_rows(ORB_IMAGE* handle, const Picture& picture, int32_t image);
 // Opens, sees all rows of all images, the lookup table if there are indices, and closes.
-int32_t see_picture(const std::string& name, const std::string& key, Seen& seen);
+// settings: released in any case.
+int32_t see_picture(const std::string& name, const std::string& key, Seen& seen,
+                    ORB_CAP_SETTING** settings = nullptr);
 
-ORB_IMAGE* open_picture(const std::string& name, const std::string& key, const char* mode = "r");
+ORB_IMAGE* open_picture(const std::string& name, const std::string& key, const char* mode = "r",
+                        uint8_t open_option = 1, ORB_CAP_SETTING** settings = nullptr);
 // Closes and passes on the code, or else that of the close.
 int32_t close_picture(ORB_IMAGE* handle, int32_t code);
 

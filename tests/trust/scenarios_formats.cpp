@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "orbbase/core/drivers/mem_store.h"
 #include "orbbase/core/internal.h"
 #include "orbbase/formats/rla.h"
 #include "orbbase/imp.h"
@@ -103,8 +104,9 @@ int32_t keep_open(Seen& seen) {
 }
 
 void make_films() {
+  std::string bytes = gif("0123");
+  bytes[bytes.find("\x21\xF9\x04") + 3] = 3 << 2;  // the first frame is taken away again
   for (const char* name : {"film.gif", "film2.gif", "film3.gif", "film4.gif"}) {
-    const std::string bytes = gif("0123");
     std::FILE* file = std::fopen(name, "wb");
     std::fwrite(bytes.data(), 1, bytes.size(), file);
     std::fclose(file);
@@ -129,6 +131,20 @@ int32_t detect(Seen& seen) {
   return 0;
 }
 
+// A driver that has its names from the catalogue of messages.
+int32_t name_capabilities(Seen& seen) {
+  ORB_CAPABILITY* table = nullptr;
+  ORB_info_get_specific("tiff", nullptr, &table, nullptr, nullptr, nullptr);
+  const ORB_CAPABILITY before = *table;
+  table->name_from_catalogue = 1;
+  table->catalogue_name = "named elsewhere";
+  check_capabilities();
+  see_text(seen, table->name);
+  restore_capability_names();
+  *table = before;
+  return orb__err;
+}
+
 int32_t list_formats(Seen& seen) {
   char* names[32] = {};
   const int32_t count = ORB_getPluginNames(names);
@@ -138,21 +154,35 @@ int32_t list_formats(Seen& seen) {
     see_text(seen, names[i]);
     std::free(names[i]);
   }
-  return is_whole ? 0 : failure();
+  return is_whole ? name_capabilities(seen) : failure();
 }
 
 // By the ending of its name.
 int32_t see_named(Seen& seen) {
-  ORB_INFO info;
-  ORB_info_init(&info);
-  char key[] = "rla";
-  char name[] = "bytes.rla";
-  info.key = key;
-  info.handle = name;
-  ORB_IMAGE* const handle = ORB_open(&info, "r");
-  if (!handle) return failure();
-  const int32_t code = see_rows(handle, 0, seen);
-  return close_picture(handle, code);
+  for (const char* key : {"rla", "png"}) {
+    ORB_IMAGE* const handle = open_picture("bytes", key, "r", 0);
+    if (!handle) return failure();
+    const int32_t code = close_picture(handle, see_rows(handle, 0, seen));
+    if (code != 0) return code;
+  }
+  return 0;
+}
+
+// As indices, where colours are given unless these are asked for.
+int32_t see_indices(Seen& seen) {
+  ORB_CAP_SETTING wanted = {0, {1}};
+  ORB_CAP_SETTING* const list[] = {&wanted, nullptr};
+  for (const char* key : {"png", "gif", "tiff"}) {
+    orb__err = 0;
+    ORB_CAP_SETTING** const settings = ORB_cap_setting_copy(list);
+    if (orb__err != 0) {
+      ERR_free(settings);  // what there is of it holds none
+      return failure();
+    }
+    const int32_t code = see_picture(std::string("index.") + key, key, seen, settings);
+    if (code != 0) return code;
+  }
+  return 0;
 }
 
 // A texture is found through a variable that names a variable.
@@ -163,6 +193,34 @@ int32_t see_texture(Seen& seen) {
   if (!ORB_rla_texture_8_r_open(handle.get())) return failure();
   const int32_t code = see_rows(handle.get(), 0, seen);
   return close_picture(handle.release(), code);
+}
+
+// One pixel in seven passes.
+void put_interlaced() {
+  constexpr char kBytes[] =
+      "\x89PNG\r\n\x1A\n\0\0\0\rIHDR\0\0\0\1\0\0\0\1\b\0\0\0\1My\xAB\xC3"
+      "\0\0\0\nIDATx\xDA"
+      "ch\0\0\0\x82\0\x81\xDA"
+      "E\b;\0\0\0\0IEND\xAE"
+      "B`\x82";
+  std::FILE* const file = std::fopen("interlaced.png", "wb");
+  std::fwrite(kBytes, 1, sizeof kBytes - 1, file);
+  std::fclose(file);
+}
+
+// More files than the memory driver's table has places at first.
+int32_t keep_many(Seen&) {
+  constexpr int kFiles = 70;
+  const auto name_of = [](int i) { return std::to_string(i) + ".mem"; };
+  int kept = 0;
+  for (; kept < kFiles; ++kept) {
+    MemFile* const file = make_zeroed<MemFile>(1).release();
+    if (!file) break;
+    file->name = strdup(name_of(kept).c_str());
+    mem_publish(file);
+  }
+  for (int i = 0; i < kept; ++i) ORB_mem_remove(name_of(i).c_str());
+  return kept == kFiles ? 0 : ORB_E_MEMORY;
 }
 
 // A row that is longer than what is read of a file at a time.
@@ -206,13 +264,17 @@ const std::vector<Scenario>& format_scenarios() {
          make_films();
        }},
       {"Catalogue", list_formats, kNoFiles},
-      {"NamedRead", see_named, 0, [] { write_all("rla"); }},
+      {"NamedRead", see_named, 0, [] { write_all("rla"), write_all("png"); }},
+      {"Indices", see_indices, 0, [] { write_all("png"), write_all("gif"), write_all("tiff"); }},
       {"Texture", see_texture, 0,
        [] {
          write_all("rla");
          setenv("QV_TEX_DIR", "ORB_TEST_LINK", 1);
          setenv("ORB_TEST_LINK", ".", 1);
        }},
+      {"InterlacedPng", [](Seen& seen) { return see_picture("interlaced.png", "png", seen); }, 0,
+       put_interlaced},
+      {"ManyInMemory", keep_many, kNoFiles | kTakesOnce},
       {"WideRla", [](Seen& seen) { return see_picture("wide.rla", "rla", seen); }, 0,
        [] { write_picture(wide_picture()); }},
   };

@@ -132,7 +132,7 @@ const std::vector<Scenario>& operator_scenarios() {
       reads_through("MinMax", "matte", [](ORB_IMAGE* image) { return ORB__minmax(image, 0.25, 0.5); }),
       reads_through("Select", "images", [](ORB_IMAGE* image) { return ORB__select(image, 2); }),
       {"MergeFields", merge, kNoFiles, [] { keep("bytes", 1), keep("bytes", 2); }},
-      reads_through("Swatch", "matte", process("swatch", "r", 3)),
+      reads_through("Swatch", "cut", process("swatch", "r", 3)),
       reads_through("SwatchOfFloats", "depth", process("swatch", "r", 3)),
       reads_through("Mipmap", "matte", process("mipmap", "r", 0)),
       writes_through("MipmapWritten", "bytes", 3, process("mipmap", "w", 0, 3)),

@@ -41,14 +41,13 @@ void configure() {
   std::string text =
       "fmt__aspect_table\nwide 1920 1080 1.78\nsquare 512 512 1.0\nend_aspect_table\n"
       "fmt__aspect_default wide\nfmt__chan_default rgba\nfmt__key_default png\nfmt__name_default shot\n"
-      "fb__default screen\nfb__res 1 1\n"
+      "fb__default screen\nframebuffer screen\nfb__res 1 1\nend_framebuffer\n"
       "clr__default_samples 4\nclr__sample_bins 4 400 500 600 650 700\nclr__sample_bins 12 uniform\n"
       "clr__tristimulus_tab_res 40\nclr__tristimulus\n";
   for (int nm = 380; nm <= 780; nm += 2) text += std::to_string(nm) + " 0.2 0.3 0.4\n";
   text += "end__tristimulus\n";
   for (int i = 0; i < 80; ++i) text += "other__setting" + std::to_string(i) + " some words\n";
   put_file(".orbrc", text);
-  setenv("HOME", ".", 1);
 }
 
 int32_t read_settings(Seen& seen) {
@@ -162,21 +161,27 @@ int32_t tabulate_gamma(Seen& seen) {
 
 constexpr uint32_t kText = 0x54455854;
 constexpr uint32_t kError = 0x4552524F;
-const std::string kLongName(600, 'n');  // more than a block of memory, or a line, has at first
+const std::string kLongName(17000, 'n');  // more than a block of memory, or a line, has at first
+constexpr uint32_t kSomeTypes = 20;
+constexpr uint32_t kManyTypes = 270;  // their records are more than a block, too
 
 // Lines hold addresses.
 void count_line(const char*, void* seen) { *static_cast<Seen*>(seen) += '\n'; }
 
 void empty_resources() { put_file("made.rsrc", std::string(12, '\0')); }
 
-int32_t make_resources(Seen& seen) {
+int32_t make_resources(Seen& seen, uint32_t types) {
   if (!orb__rsrc_init(nullptr, nullptr)) return failure();
   ORB_RSRC_FILE* const file = orb__rsrc_open("made.rsrc");
-  const bool is_done = file && orb__rsrc_add(file, kText, "greeting", "hello", 5) &&
-                       orb__rsrc_add(file, kText, "another", "text", 4) &&
-                       orb__rsrc_add(file, kText, kLongName.c_str(), "x", 1) &&
-                       orb__rsrc_add(file, kError, "broken", "%s is broken", 12) &&
-                       orb__rsrc_delete(file, kText, "another") && orb__rsrc_save(file);
+  bool is_done = file != nullptr;
+  for (uint32_t code = 1; is_done && code <= types; ++code)
+    is_done = orb__rsrc_add(file, code, "x", "x", 1) &&
+              orb__rsrc_add(file, kText, std::to_string(code).c_str(), "x", 1);
+  is_done = is_done && orb__rsrc_add(file, kText, "greeting", kLongName.data(), kLongName.size()) &&
+            orb__rsrc_add(file, kText, "another", "text", 4) &&
+            orb__rsrc_add(file, kText, kLongName.c_str(), "x", 1) &&
+            orb__rsrc_add(file, kError, "broken", "%s is broken", 12) &&
+            orb__rsrc_delete(file, kText, "another") && orb__rsrc_save(file);
   const int32_t code = is_done ? 0 : failure();
   const bool is_closed = !file || orb__rsrc_close("made.rsrc", 0);
   orb__rsrc_init(nullptr, nullptr);
@@ -186,14 +191,15 @@ int32_t make_resources(Seen& seen) {
 
 int32_t see_resources(Seen& seen) {
   std::FILE* const file = std::fopen("made.rsrc", "rb");
-  char bytes[4096];
+  char bytes[1 << 16];
   seen.append(bytes, std::fread(bytes, 1, sizeof bytes, file));
   std::fclose(file);
   return 0;
 }
 
 int32_t use_resources(Seen& seen) {
-  bool is_done = orb__rsrc_init(count_line, &seen) && orb__rsrc_search("rsrc.") && orb__rsrc_search("");
+  bool is_done =
+      orb__rsrc_init(count_line, &seen) && orb__rsrc_search("rsrc.") && orb__rsrc_search(kLongName.c_str());
   ORB_RSRC_FILE* const file = is_done ? orb__rsrc_open("kept") : nullptr;
   for (int i = 0; i < 2; ++i) {
     uint32_t bytes = 0;
@@ -209,10 +215,10 @@ int32_t use_resources(Seen& seen) {
   return is_closed ? code : failure();
 }
 
-void keep_resources() {
+void keep_resources(uint32_t types) {
   Seen unused;
   empty_resources();
-  make_resources(unused);
+  make_resources(unused, types);
   std::rename("made.rsrc", "rsrc.kept");
 }
 
@@ -232,22 +238,39 @@ int32_t declare_handlers(Seen&) {
 
 // ---- Names and texts
 
+std::string repeated(const std::string& text, int count) {
+  std::string all;
+  for (int i = 0; i < count; ++i) all += text;
+  return all;
+}
+
 int32_t take_names_apart(Seen& seen) {
   ORB_NAME_TOKEN* tokens = nullptr;
   if (!ORB_parse_name_syntax("name.##.name_ext", &tokens, 0)) return failure();
   ERR_free(tokens);
   char path[ORB_PATHNAME_BYTES];
   char base[ORB_PATHNAME_BYTES];
-  for (const char* syntax : {"name.####.ext", static_cast<const char*>(nullptr)}) {
-    for (const int32_t mode : {ORB_PATHNAME_FRAME, ORB_PATHNAME_WILDCARD, ORB_PATHNAME_PRINTF}) {
-      const char* key = nullptr;
-      ORB_FORMAT* format = nullptr;
-      int32_t frame = 12;
-      if (!ORB_pathname_build(syntax, mode == ORB_PATHNAME_FRAME ? "shot.mem" : "shot.0007.mem", "mem",
-                              nullptr, mode, 0, &frame, path, base, &key, &format))
-        return failure();
-      see_text(seen, path);
-    }
+  const std::string many_names = repeated("name.", 30) + "####.ext";  // more than usual memory holds
+  const std::string many_parts = repeated("part.", 30) + "0007.mem";
+  const struct {
+    const char* syntax;
+    const char* name;
+    int32_t mode;
+  } rows[] = {{"name.####.ext", "shot.mem", ORB_PATHNAME_FRAME},
+              {"name.####.ext", "shot.0007.mem", ORB_PATHNAME_WILDCARD},
+              {"name.####.ext", "shot.0007.mem", ORB_PATHNAME_PRINTF},
+              {nullptr, "shot.mem", ORB_PATHNAME_FRAME},
+              {nullptr, "shot.0007.mem", ORB_PATHNAME_WILDCARD},
+              {nullptr, "shot.0007.mem", ORB_PATHNAME_PRINTF},
+              {many_names.c_str(), many_parts.c_str(), ORB_PATHNAME_FRAME}};
+  for (const auto& row : rows) {
+    const char* key = nullptr;
+    ORB_FORMAT* format = nullptr;
+    int32_t frame = 12;
+    if (!ORB_pathname_build(row.syntax, row.name, "mem", nullptr, row.mode, 0, &frame, path, base, &key,
+                            &format))
+      return failure();
+    see_text(seen, path);
   }
   return 0;
 }
@@ -345,7 +368,8 @@ int32_t trace_blocks(Seen& seen, bool is_traced) {
 
 const std::vector<Scenario>& support_scenarios() {
   static const std::vector<Scenario> all = {
-      {"StartAndEnd", start_and_end, kStartsItself | kNoFiles},
+      {"StartAndEnd", start_and_end, kStartsItself | kTakesOnce | kNoFiles,
+       [] { put_file(".orbrc", "a__setting word\n"); }},
       {"Configuration", read_settings, kStartsItself | kGoesWithout, configure},
       {"SettingsByThemselves", ask_settings, kStartsItself | kGoesWithout, configure},
       {"SettingsCopied", copy_settings, kNoFiles},
@@ -354,8 +378,10 @@ const std::vector<Scenario>& support_scenarios() {
       {"Paths", build_paths, kNoFiles | kKeepsBlocks},
       {"Curves", compose_curves, kNoFiles},
       {"GammaTables", tabulate_gamma, kNoFiles},
-      {"ResourcesMade", make_resources, kStartsItself, empty_resources, see_resources, empty_resources},
-      {"ResourcesUsed", use_resources, kStartsItself, keep_resources},
+      {"ResourcesMade", [](Seen& seen) { return make_resources(seen, kSomeTypes); },
+       kStartsItself | kTakesOnce, empty_resources, see_resources, empty_resources},
+      {"ResourcesUsed", use_resources, kStartsItself, [] { keep_resources(kSomeTypes); }},
+      {"ManyResources", use_resources, kStartsItself | kNoFiles, [] { keep_resources(kManyTypes); }},
       {"Names", take_names_apart, kGoesWithout, [] { put_file("shot.mem", "a name that is there"); }},
       {"Texts", edit_texts, kUnreported | kNoFiles, [] { setenv("ORB_TEST_FOLDER", "somewhere", 1); }},
       {"AccountedMemory", account, kUnreported | kNoFiles | kKeepsBlocks, [] { user(); }},

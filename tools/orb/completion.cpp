@@ -65,8 +65,8 @@ Verb add_completion(CLI::App& app) {
   const auto options = std::make_shared<CompletionOptions>();
   add_common_options(*verb, options->common, "write the script to a file");
   verb->get_option("--json")->description("print the table of verbs and options as JSON; no shell is needed");
-  verb->add_option("SHELL", options->shell, "the shell: bash, zsh or fish")
-      ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+  take_one_of(*verb->add_option("SHELL", options->shell, "the shell: bash, zsh or fish"),
+              {"bash", "zsh", "fish"});
   return {verb, &options->common, [&app, options] { return run(app, *options); }, false};
 }
 

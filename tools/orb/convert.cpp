@@ -81,11 +81,10 @@ int convert_one_apart(const ConversionOptions& options) {
 
 void add_frame_options(CLI::App& verb, ConvertOptions& options) {
   add_sequence_options(verb, options.sequence);
-  verb.add_option(
-          "--missing", options.missing,
-          "what becomes of frames that are missing: error, skip, hold, nearest or black; default: error")
-      ->type_name("HOW")
-      ->check(CLI::IsMember({"error", "skip", "hold", "nearest", "black"}));
+  CLI::Option* const missing = verb.add_option(
+      "--missing", options.missing,
+      "what becomes of frames that are missing: error, skip, hold, nearest or black; default: error");
+  take_one_of(*missing->type_name("HOW"), {"error", "skip", "hold", "nearest", "black"});
   verb.add_flag("--only-missing", options.only_missing, "make only the frames whose outputs do not exist");
   verb.add_option("--results", options.results,
                   "write one line of JSON a frame to this file; - is standard output")

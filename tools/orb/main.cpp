@@ -71,7 +71,7 @@ int run_with_library(const Verb& verb) {
   if (HOST_start(nullptr) != 0) {
     // The library's code is the same for a configuration that it cannot use and for want of memory; what was
     // reported tells them apart. Trying again would not mend the former.
-    const bool was_memory = last_error_text() == "No more internal memory";
+    const bool was_memory = last_error_text() == kNoMemoryText;
     throw Failure(was_memory ? kRetry : kIoError, "the library cannot start");
   }
   const int status = verb.run();

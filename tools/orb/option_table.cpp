@@ -2,6 +2,7 @@
 #include "option_table.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <string_view>
 
 namespace orb::tool {
@@ -22,8 +23,11 @@ std::vector<std::string> choices_in(const std::string& type) {
   const size_t opened = type.find('{');
   const size_t closed = type.rfind('}');
   if (opened == std::string::npos || closed == std::string::npos) return choices;
-  for (std::string& choice : CLI::detail::split(type.substr(opened + 1, closed - opened - 1), ',')) {
+  for (size_t at = opened + 1; at <= closed;) {
+    const size_t end = std::min(type.find(',', at), closed);
+    std::string choice = type.substr(at, end - at);
     choices.push_back(CLI::detail::trim(choice));
+    at = end + 1;
   }
   return choices;
 }

@@ -18,7 +18,8 @@ struct LimitName {
 constexpr LimitName kLimits[] = {{"buffer", ORB_LIMIT_BUFFER},
                                  {"handle", ORB_LIMIT_HANDLE},
                                  {"images", ORB_LIMIT_IMAGES},
-                                 {"channels", ORB_LIMIT_CHANNELS}};
+                                 {"channels", ORB_LIMIT_CHANNELS},
+                                 {"pixels", ORB_LIMIT_PIXELS}};
 
 }  // namespace
 
@@ -28,6 +29,12 @@ CLI::Option* add_repeated(CLI::App& verb, const std::string& names, std::vector<
 }
 
 std::string as_choices(const std::string& names) { return "{" + names + "}"; }
+
+void take_one_of(CLI::Option& option, const std::vector<std::string>& names) {
+  std::string listed;
+  for (const std::string& name : names) listed += (listed.empty() ? "" : ",") + name;
+  option.check(CLI::IsMember(names).description(as_choices(listed)));
+}
 
 void add_common_options(CLI::App& verb, CommonOptions& options, const std::string& output_help) {
   verb.add_option("-o,--output", options.output, output_help)->type_name("FILE");
@@ -40,18 +47,17 @@ void add_common_options(CLI::App& verb, CommonOptions& options, const std::strin
   verb.add_flag("-n,--dry-run", options.is_dry_run, "write nothing; say what would be done");
   verb.add_flag("-f,--force", options.force, "replace a file that exists");
   verb.add_flag("--json", options.json, "print the results as JSON");
-  verb.add_option("--color", options.color,
-                  "colours in messages and pictures: auto, always or never; default: auto, on terminals")
-      ->type_name("WHEN")
-      ->check(CLI::IsMember({"auto", "always", "never"}));
-  verb.add_option(
-          "--progress", options.progress,
-          "progress on standard error: auto, bar, plain, json or none; default: auto, a bar on terminals")
-      ->type_name("HOW")
-      ->check(CLI::IsMember({"auto", "bar", "plain", "json", "none"}));
+  CLI::Option* const color =
+      verb.add_option("--color", options.color,
+                      "colours in messages and pictures: auto, always or never; default: auto, on terminals");
+  take_one_of(*color->type_name("WHEN"), {"auto", "always", "never"});
+  CLI::Option* const progress = verb.add_option(
+      "--progress", options.progress,
+      "progress on standard error: auto, bar, plain, json or none; default: auto, a bar on terminals");
+  take_one_of(*progress->type_name("HOW"), {"auto", "bar", "plain", "json", "none"});
   add_repeated(verb, "--limit", options.limits,
                "raise or lower a limit on what files claim: buffer or handle, in bytes or with K, M, G or T, "
-               "images or channels")
+               "images, channels or pixels")
       ->type_name("NAME=SIZE");
   verb.add_flag("--isolate", options.isolate,
                 "run format code in processes of their own, within limits: memory=SIZE (default: 2G), "
@@ -87,8 +93,8 @@ void apply_limits(const std::vector<std::string>& limits) {
       if (name == known.name) which = known.which;
     }
     if (which == 0 || equals == std::string::npos) {
-      throw Failure(kUsage,
-                    "--limit " + limit + ": expecting buffer=, handle=, images= or channels= and a size");
+      throw Failure(kUsage, "--limit " + limit +
+                                ": expecting buffer=, handle=, images=, channels= or pixels= and a size");
     }
     ORB_limit(which, size_from_text(limit.substr(equals + 1)));
   }

@@ -31,6 +31,10 @@ CLI::Option* add_repeated(CLI::App& verb, const std::string& names, std::vector<
 // The names of a list such as "a, b" as the parser describes choices: for help and completion to find.
 [[nodiscard]] std::string as_choices(const std::string& names);
 
+// Makes one of these names, and nothing else, the value of an option. The parser's own words for them come from a
+// stream, which without memory loses letters and says nothing.
+void take_one_of(CLI::Option& option, const std::vector<std::string>& names);
+
 // Gives the limits that were asked for to the library. Throws Failure(kUsage) for one that makes no sense.
 void apply_limits(const std::vector<std::string>& limits);
 

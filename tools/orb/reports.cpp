@@ -60,7 +60,8 @@ constexpr const char* kOverLimit = ": over the limit of ";
 constexpr const char* kRaises[][2] = {{"ORB_limit(ORB_LIMIT_BUFFER, bytes)", "--limit buffer=SIZE"},
                                       {"ORB_limit(ORB_LIMIT_HANDLE, bytes)", "--limit handle=SIZE"},
                                       {"ORB_limit(ORB_LIMIT_IMAGES, count)", "--limit images=COUNT"},
-                                      {"ORB_limit(ORB_LIMIT_CHANNELS, count)", "--limit channels=COUNT"}};
+                                      {"ORB_limit(ORB_LIMIT_CHANNELS, count)", "--limit channels=COUNT"},
+                                      {"ORB_limit(ORB_LIMIT_PIXELS, count)", "--limit pixels=COUNT"}};
 
 // The message in the words of the command line.
 std::string for_the_user(std::string text) {
@@ -136,6 +137,7 @@ bool is_worth_retry(int error_number) {
 }
 
 int exit_code_of_last_error() {
+  if (state.last_error == kNoMemoryText) return kRetry;
   for (const int passing : kPassing) {
     if (ends_with_error(state.last_error, passing)) return kRetry;
   }

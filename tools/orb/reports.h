@@ -35,8 +35,11 @@ void note_error(const std::string& text);
 // Whether something that failed with the system's error number may work later.
 [[nodiscard]] bool is_worth_retry(int error_number);
 
-// What an error that the library has just given means for the exit status: orb__err tells of memory, the text
-// of a limit (trying again does not help) or of something that is busy.
+// The library's word for it, whatever code it comes with.
+inline constexpr const char* kNoMemoryText = "No more internal memory";
+
+// What an error that the library has just given means for the exit status: orb__err or the text tells of
+// memory, the text of a limit (trying again does not help) or of something that is busy.
 [[nodiscard]] int exit_code_of_last_error();
 
 // Ends a verb, or what it did with one file, after a call of the library that failed: throws Failure with
