@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "at_work.h"
 #include "reports.h"
 #include "shrink.h"
 
@@ -58,12 +59,15 @@ class FileFilm : public Film {
   [[nodiscard]] const std::vector<frames::Frame>& frames() const override { return wanted_; }
   [[nodiscard]] bool is_there(frames::Frame frame) const override { return frame >= 1 && frame <= count_; }
   [[nodiscard]] std::string name(frames::Frame frame) const override;
+  void reopen() override;
   [[nodiscard]] Shot take(frames::Frame frame, const FrameSize& size) override;
 
  private:
   [[nodiscard]] bool has_player() const { return reader_ && reader_->info.frame_count > 0; }
+  void bind_player();
 
   std::string file_;
+  InputOptions reading_;
   Image reader_;
   int32_t count_;
   std::vector<frames::Frame> wanted_;
@@ -72,13 +76,18 @@ class FileFilm : public Film {
 
 FileFilm::FileFilm(std::string file, const InputOptions& reading, const SequenceOptions& sequence)
     : file_(std::move(file)),
-      reader_(open_input(file_, reading)),
+      reading_(reading),
+      reader_(open_input(file_, reading_)),
       count_(std::max(reader_->info.frame_count, 1)) {
   if (!sequence.frames.empty()) {
     wanted_ = range_from(sequence.frames).frames();
   } else {
     for (int32_t frame = 1; frame <= count_; ++frame) wanted_.push_back(frame);
   }
+  bind_player();
+}
+
+void FileFilm::bind_player() {
   if (!has_player()) return;
   if (ORB_playback_bind(reader_.get(), reinterpret_cast<intptr_t>(&note_seconds),
                         reinterpret_cast<intptr_t>(&seconds_), 0) != 0) {
@@ -90,12 +99,23 @@ FileFilm::~FileFilm() {
   if (has_player()) ORB_playback_bind(reader_.get(), 0, 0, 0);  // the handle may live on, for another open
 }
 
+// The place in the file is common to all processes that have it open from one opening, so what the other read is gone.
+void FileFilm::reopen() {
+  if (!can_open_again(file_)) throw Failure(kIoError, file_ + ": cannot be read a second time");
+  if (has_player()) ORB_playback_bind(reader_.get(), 0, 0, 0);
+  ORB_multiframe_set(0, 0);  // or the same handle would come back
+  reader_.abandon();
+  reader_ = open_input(file_, reading_);
+  bind_player();
+}
+
 std::string FileFilm::name(frames::Frame frame) const {
   return count_ == 1 ? file_ : file_ + ", frame " + std::to_string(frame);
 }
 
 Shot FileFilm::take(frames::Frame frame, const FrameSize& size) {
   forget_errors();
+  note_file(Doing::reading, file_, reader_->info.key);  // it may have been opened in another process
   if (has_player() && ORB_playback_goto(reader_.get(), frame, 0, 0) != 0) {
     fail_as_reported(name(frame) + ": cannot be shown");
   }

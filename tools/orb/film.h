@@ -28,6 +28,8 @@ class Film {
   [[nodiscard]] virtual bool is_there(frames::Frame frame) const = 0;
   // Of a frame, for people.
   [[nodiscard]] virtual std::string name(frames::Frame frame) const = 0;
+  // In a process forked from the one that opened it, when another such has read of it before. Throws Failure, reported.
+  virtual void reopen() {}
   // Throws Failure, reported.
   [[nodiscard]] virtual Shot take(frames::Frame frame, const FrameSize& size) = 0;
 };

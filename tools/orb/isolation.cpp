@@ -137,6 +137,16 @@ std::string result_from(const std::string& bytes) {
   throw Failure(static_cast<ExitCode>(json["failure"].get<int>()), json["what"]);
 }
 
+// What a job's work returned. Throws what that threw, or Death.
+std::string result_of(const JobEnd& end) {
+  if (end.death.empty()) return result_from(end.text);
+  if (end.is_worth_retry) throw Failure(kRetry, end.death);
+  orb__err = ORB_E_HANDLE;
+  throw Death(end.death);
+}
+
+void write_messages(std::string_view lines) { std::fwrite(lines.data(), 1, lines.size(), stderr); }
+
 // ---- The outermost child ----
 
 int32_t ask_about_module(const char* path) {
@@ -280,13 +290,22 @@ std::string contain(const std::function<std::string()>& work, const std::string&
     ended = end;
     return true;
   };
-  calls.pass_on = [](std::string_view lines) { std::fwrite(lines.data(), 1, lines.size(), stderr); };
+  calls.pass_on = write_messages;
   run_jobs(1, {}, calls);
-  if (ended.death.empty()) return result_from(ended.text);
-  if (!output.empty() && ended.worker != 0) remove_leftovers(output, ended.worker);
-  if (ended.is_worth_retry) throw Failure(kRetry, ended.death);
-  orb__err = ORB_E_HANDLE;
-  throw Death(ended.death);
+  if (!ended.death.empty() && !output.empty() && ended.worker != 0) remove_leftovers(output, ended.worker);
+  return result_of(ended);
+}
+
+void contain_each(size_t count, const std::function<std::string(size_t)>& work,
+                  const std::function<void(size_t, const std::function<std::string()>&)>& take) {
+  JobCalls calls;
+  calls.work = [&](size_t piece, uint64_t) { return Answer{packed_result([&] { return work(piece); })}; };
+  calls.note_end = [&](const JobEnd& end) {
+    take(end.job, [&] { return result_of(end); });
+    return true;
+  };
+  calls.pass_on = write_messages;
+  run_jobs(count, {}, calls);
 }
 
 int guard(const std::function<int()>& run) {

@@ -59,6 +59,11 @@ class Death : public Failure {
 // when it dies; "" for none. Throws Death, with orb__err -16.
 [[nodiscard]] std::string contain(const std::function<std::string()>& work, const std::string& output);
 
+// Does pieces of work one after the other in a process of its own; behind one that ends it the others go on in another.
+// work: of a piece, there. take: here, as each ends; result gives or throws what contain would.
+void contain_each(size_t count, const std::function<std::string(size_t piece)>& work,
+                  const std::function<void(size_t piece, const std::function<std::string()>& result)>& take);
+
 // Runs the tool's work in a process of its own, which may start others. A module that ends it while modules are
 // loaded is said, and left out in another attempt. Returns the exit status.
 int guard(const std::function<int()>& run);

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <functional>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -14,6 +15,8 @@
 #include "film.h"
 #include "frame_summary.h"
 #include "interrupt.h"
+#include "isolation.h"
+#include "json.h"
 #include "printable.h"
 #include "reports.h"
 #include "terminal.h"
@@ -86,9 +89,13 @@ class Player {
   int run();
 
  private:
+  using Take = std::function<Shot()>;
+
   void play_once();
-  void play(frames::Frame frame);
-  [[nodiscard]] std::optional<Shot> take(frames::Frame frame, std::string& problem);
+  void play_once_apart();
+  [[nodiscard]] std::string take_apart(frames::Frame frame, bool& is_open_here);
+  void play(frames::Frame frame, const Take& take_shot);
+  [[nodiscard]] std::optional<Shot> take(const Take& take_shot, std::string& problem);
   [[nodiscard]] std::string place(frames::Frame frame) const;
   void draw(const Picture& picture, const std::string& text);
   void wait(double seconds);
@@ -100,8 +107,9 @@ class Player {
   const Screen screen_;
   const FrameSize size_;
   bool is_first_pass_ = true;
-  size_t shown_ = 0;        // frames of this pass
-  size_t drawn_lines_ = 0;  // that the next frame is drawn over
+  bool is_read_apart_ = false;  // some other process has read of the film
+  size_t shown_ = 0;            // frames of this pass
+  size_t drawn_lines_ = 0;      // that the next frame is drawn over
   FrameSize last_size_;
   Clock::time_point next_ = Clock::now();
   FrameSummary summary_{kEnds};
@@ -117,11 +125,11 @@ Player::Player(const PlayOptions& options, Film& film)
       last_size_(size_) {}
 
 // The frame, or why there is none. On a terminal messages would go through the picture; they are told at the end.
-std::optional<Shot> Player::take(frames::Frame frame, std::string& problem) {
+std::optional<Shot> Player::take(const Take& take_shot, std::string& problem) {
   std::optional<Unshown> unshown;
   if (screen_.is_terminal) unshown.emplace();
   try {
-    return film_.take(frame, size_);
+    return take_shot();
   } catch (const Failure& failure) {
     if (failure.code() == kUsage) throw;
     if (*failure.what() != '\0') say(ERR_ERROR, failure.what());
@@ -135,11 +143,11 @@ std::string Player::place(frames::Frame frame) const {
   return std::to_string(shown_) + "/" + std::to_string(film_.frames().size()) + " " + film_.name(frame);
 }
 
-void Player::play(frames::Frame frame) {
+void Player::play(frames::Frame frame, const Take& take_shot) {
   ++shown_;
   std::string problem = "missing";
   const bool is_there = film_.is_there(frame);
-  std::optional<Shot> shot = is_there ? take(frame, problem) : std::nullopt;
+  std::optional<Shot> shot = is_there ? take(take_shot, problem) : std::nullopt;
   const std::string text = place(frame) + (shot ? "" : is_there ? ": failed: " + problem : ": missing");
   if (shot) last_size_ = {shot->picture.width, shot->picture.height};
   draw(shot ? shot->picture : no_picture(last_size_.most_width, last_size_.most_height), text);
@@ -174,9 +182,47 @@ void Player::wait(double seconds) {
   std::this_thread::sleep_until(next_);
 }
 
+// In the process that reads: a frame that is there.
+std::string Player::take_apart(frames::Frame frame, bool& is_open_here) {
+  std::optional<Unshown> unshown;
+  if (screen_.is_terminal) unshown.emplace();
+  if (!is_open_here && is_read_apart_) film_.reopen();
+  is_open_here = true;
+  const Shot shot = film_.take(frame, size_);
+  const Picture& picture = shot.picture;
+  return packed({{"width", picture.width},
+                 {"height", picture.height},
+                 {"rgb", std::string(picture.rgb.begin(), picture.rgb.end())},
+                 {"seconds", shot.seconds}});
+}
+
+Shot shot_from(const std::string& bytes) {
+  const Json shot = unpacked(bytes);
+  const std::string rgb = shot["rgb"];
+  return {{shot["width"], shot["height"], {rgb.begin(), rgb.end()}}, shot["seconds"]};
+}
+
+void Player::play_once_apart() {
+  const std::vector<frames::Frame>& frames = film_.frames();
+  bool is_open_here = false;  // each process has its own
+  const auto read = [&](size_t i) {
+    return film_.is_there(frames[i]) ? take_apart(frames[i], is_open_here) : std::string();
+  };
+  contain_each(frames.size(), read, [&](size_t i, const std::function<std::string()>& result) {
+    is_read_apart_ = true;
+    play(frames[i], [&] { return shot_from(result()); });
+  });
+}
+
 void Player::play_once() {
   shown_ = 0;
-  for (const frames::Frame frame : film_.frames()) play(frame);
+  if (isolation() != nullptr) {
+    play_once_apart();
+  } else {
+    for (const frames::Frame frame : film_.frames()) {
+      play(frame, [&] { return film_.take(frame, size_); });
+    }
+  }
   is_first_pass_ = false;
 }
 
