@@ -15,6 +15,15 @@ function(orb_room)
   endforeach()
 endfunction()
 
+# orb_kernels(FILE...): loops over samples, of a room of the library or of the target of this folder. Fuzzing does not
+# trace their comparisons, which lead nowhere and would take most of its time.
+function(orb_kernels)
+  if(ORB_BUILD_FUZZ)
+    set_property(SOURCE ${ARGN} DIRECTORY ${PROJECT_SOURCE_DIR}/orbbase ${CMAKE_CURRENT_SOURCE_DIR}
+                 APPEND PROPERTY COMPILE_OPTIONS -fno-sanitize-coverage=trace-cmp)
+  endif()
+endfunction()
+
 # The build tree has the shape of the installed one, so that the tool finds its plug-ins in both.
 set(ORB_BUILD_LIBDIR ${CMAKE_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR})
 set(ORB_BUILD_BINDIR ${CMAKE_BINARY_DIR}/${CMAKE_INSTALL_BINDIR})
@@ -42,16 +51,30 @@ add_custom_target(thread_tests)
 # The test programs of the library's rooms, labelled so: what the coverage build runs.
 add_custom_target(library_tests)
 
+# What is tested is optimized; the tests themselves would only take longer to build.
+function(orb_test_rules target)
+  target_compile_options(${target} PRIVATE $<$<CONFIG:Release,None>:-O0>)
+  target_link_libraries(${target} PRIVATE orb_warnings)
+endfunction()
+
+# What every test program has in common, with the library or without.
+function(orb_test_program target)
+  orb_test_rules(${target})
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${ORB_UNITY} UNITY_BUILD_BATCH_SIZE 0)
+  target_link_libraries(${target} PRIVATE orb_test_main)
+  if(ORB_PRECOMPILE)
+    target_precompile_headers(${target} REUSE_FROM orb_test_main)
+  endif()
+endfunction()
+
 # orb_test(NAME SOURCES...): a GoogleTest program against the library with everything visible; every TEST is
 # a ctest of its own, a process of its own, in a folder of its own.
 function(orb_test name)
   add_executable(${name} ${ARGN})
-  # What is tested is optimized; the tests themselves would only take longer to build.
-  target_compile_options(${name} PRIVATE $<$<CONFIG:Release,None>:-O0>)
+  orb_test_program(${name})
   # Found by gcc 12 in the standard library's own vectors.
   target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow;-Wno-stringop-overread>)
-  set_target_properties(${name} PROPERTIES UNITY_BUILD ${ORB_UNITY} UNITY_BUILD_BATCH_SIZE 0)
-  target_link_libraries(${name} PRIVATE orbbase_testing orb_test_support orb_test_main orb_warnings)
+  target_link_libraries(${name} PRIVATE orbbase_testing orb_test_support)
   foreach(source IN LISTS ARGN)
     if(source MATCHES "_test\\.cpp$")
       file(STRINGS ${source} thread_tests REGEX "^TEST.*[Tt]hread" ENCODING UTF-8)
