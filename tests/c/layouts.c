@@ -5,135 +5,64 @@
 #include <orbbase/orbbase.h>
 #include <stddef.h>
 
-#define SIZE(bytes) static_assert(sizeof(RECORD) == (bytes), "size of a public record")
-#define AT(field, bytes) static_assert(offsetof(RECORD, field) == (bytes), "place of " #field)
-
 /* clang-format off */
-#define RECORD ORB_RESPONSE_CURVE
-SIZE(40); AT(kind, 0); AT(gamma, 4); AT(reserved, 8); AT(channel_count, 16); AT(resolution, 20);
-AT(curve_type, 24); AT(depth, 28); AT(tables, 32);
-#undef RECORD
+#define SIZE(record, bytes) static_assert(sizeof(record) == (bytes), "size of " #record)
+#define AT(record, field, bytes) static_assert(offsetof(record, field) == (bytes), "place of " #field)
+#define AT2(r, f1, b1, f2, b2) AT(r, f1, b1); AT(r, f2, b2)
+#define AT4(r, f1, b1, f2, b2, f3, b3, f4, b4) AT2(r, f1, b1, f2, b2); AT2(r, f3, b3, f4, b4)
 
-#define RECORD ORB_WINDOW
-SIZE(16); AT(left, 0); AT(right, 4); AT(bottom, 8); AT(top, 12);
-#undef RECORD
-
-#define RECORD ORB_CAP_SETTING
-SIZE(8); AT(code, 0); AT(value, 4);
-#undef RECORD
-
-#define RECORD ORB_CAP_ENTRY
-SIZE(32); AT(code, 0); AT(name, 8); AT(name_from_catalogue, 16); AT(catalogue_name, 24);
-#undef RECORD
-
-#define RECORD ORB_CAP_LIST
-SIZE(16); AT(default_code, 0); AT(entry_count, 4); AT(entries, 8);
-#undef RECORD
-
-#define RECORD ORB_CAPABILITY
-SIZE(56); AT(ident, 0); AT(name, 8); AT(name_from_catalogue, 16); AT(catalogue_name, 24); AT(is_value, 32);
-AT(list, 40); AT(flags, 48);
-#undef RECORD
-
-#define RECORD ORB_LUT_ENTRY
-SIZE(8); AT(rgba, 0); AT(bytes, 0);
-#undef RECORD
-
-#define RECORD ORB_LUT
-SIZE(24); AT(entries, 0); AT(last_index, 8); AT(entry_count, 12); AT(scale, 16);
-#undef RECORD
-
-#define RECORD ORB_FORMAT
-SIZE(160); AT(key, 0); AT(extension, 8); AT(name, 16); AT(description, 24);
-AT(description_from_catalogue, 32); AT(catalogue_description, 40); AT(format_string, 48); AT(name_syntax, 56);
-AT(add_extension, 64); AT(usage, 68); AT(orientation, 72); AT(palette_bits, 76); AT(channels, 80);
-AT(channel_bits, 84); AT(mattes, 88); AT(matte_bits, 92); AT(z_channels, 96); AT(z_bits, 100);
-AT(active_window, 104); AT(access, 108); AT(capability, 112); AT(caps_avail_update, 120);
-AT(multi_frame, 128); AT(hard_link_duplicates, 132); AT(remote_access, 133); AT(is_file, 136);
-AT(ui_popdown, 144); AT(ui_popup, 152);
-#undef RECORD
-
-#define RECORD ORB_LOAD_RECORD
-SIZE(192); AT(key, 0); AT(extension, 8); AT(name, 16); AT(description, 24);
-AT(description_from_catalogue, 32); AT(catalogue_description, 40); AT(format_string, 48); AT(name_syntax, 56);
-AT(add_extension, 64); AT(usage, 68); AT(orientation, 72); AT(palette_bits, 76); AT(channels, 80);
-AT(channel_bits, 84); AT(mattes, 88); AT(matte_bits, 92); AT(z_channels, 96); AT(z_bits, 100);
-AT(active_window, 104); AT(access, 108); AT(multi_frame, 112); AT(hard_link_duplicates, 116);
-AT(remote_access, 117); AT(capability, 120); AT(caps_avail_update, 128); AT(init, 136); AT(done, 144);
-AT(read_open, 152); AT(write_open, 160); AT(is_file, 168); AT(ui_popup, 176); AT(ui_popdown, 184);
-#undef RECORD
-
-#define RECORD ORB_DRIVER_BLOCK
-SIZE(8); AT(data, 0);
-#undef RECORD
-
-#define RECORD ORB_IMAGE
-SIZE(432); AT(driver, 0); AT(info, 8); AT(mode, 280); AT(lut_read, 288); AT(scan, 296); AT(close, 304);
-AT(playback_bind, 312); AT(playback_goto, 320); AT(playback_play, 328); AT(playback_params, 336);
-AT(playback_stop, 344); AT(get_frame, 352); AT(unused_slot, 360); AT(region, 368); AT(set_frame, 376);
-AT(seek, 384); AT(current_line, 392); AT(format, 400); AT(direct_scan, 408); AT(lock, 416); AT(layers, 424);
-#undef RECORD
-
-#define RECORD ORB_LAYER_KIND
-SIZE(24); AT(kind, 0); AT(scan, 8); AT(release, 16);
-#undef RECORD
-
-#define RECORD ORB_LAYER
-SIZE(144); AT(kind, 0); AT(scan, 8); AT(close, 16); AT(data, 24); AT(below, 32); AT(has_slots, 40);
-AT(release, 48); AT(lut_read, 56); AT(playback_bind, 64); AT(playback_goto, 72); AT(playback_play, 80);
-AT(playback_params, 88); AT(playback_stop, 96); AT(get_frame, 104); AT(set_frame, 112); AT(seek, 120);
-AT(region, 128); AT(direct_scan, 136);
-#undef RECORD
-
-#define RECORD ORB_SETTING
-SIZE(280); AT(name, 0); AT(value, 8); AT(origin, 264); AT(line, 272);
-#undef RECORD
-
-#define RECORD ORB_QUANTIZE_TARGET
-SIZE(8); AT(type, 0); AT(width, 4);
-#undef RECORD
-
-#define RECORD ORB_NAME_TOKEN
-SIZE(40); AT(field, 0); AT(length, 4); AT(text, 8); AT(match_length, 16); AT(match, 24); AT(kind, 32);
-#undef RECORD
-
-#define RECORD IMP_TYPE
-SIZE(32); AT(name, 0); AT(label, 8); AT(description, 16); AT(access, 24);
-#undef RECORD
-
-#define RECORD IMP_PROCESS
-SIZE(32); AT(type, 0); AT(size, 8); AT(levels, 12); AT(filter, 16); AT(full, 24);
-#undef RECORD
-
-#define RECORD CLR_BINS
-SIZE(40); AT(count, 0); AT(is_uniform, 4); AT(boundaries, 8); AT(wavelengths, 16); AT(integrals, 24);
-AT(weights, 32);
-#undef RECORD
-
-#define RECORD ERR_RECORD
-SIZE(72); AT(kind, 0); AT(category, 1); AT(flags, 4); AT(identity, 8); AT(message_template, 16);
-AT(count, 24); AT(own_handler, 32); AT(handlers, 40); AT(user_word_1, 48); AT(user_word_2, 56);
-AT(argument_names, 64);
-#undef RECORD
-
-#define RECORD FMT_ASPECT
-SIZE(24); AT(name, 0); AT(x_resolution, 8); AT(y_resolution, 12); AT(aspect, 16);
-#undef RECORD
-
-#define RECORD ORB_RSRC_ITEM
-SIZE(32); AT(code, 0); AT(name, 8); AT(offset, 16); AT(data_bytes, 20); AT(is_deleted, 24);
-#undef RECORD
-
-#define RECORD UTL_HOOKS
-SIZE(24); AT(allocate, 0); AT(reallocate, 8); AT(release, 16);
-#undef RECORD
-
-#define RECORD HOST_CANDIDATE
-SIZE(32); AT(path, 0); AT(key, 8); AT(state, 16); AT(reason, 24);
-#undef RECORD
-
-#define RECORD HOST_FOLDER
-SIZE(24); AT(path, 0); AT(origin, 8); AT(exists, 16);
-#undef RECORD
-
+SIZE(ORB_RESPONSE_CURVE, 40); AT4(ORB_RESPONSE_CURVE, kind, 0, gamma, 4, reserved, 8, channel_count, 16);
+AT4(ORB_RESPONSE_CURVE, resolution, 20, curve_type, 24, depth, 28, tables, 32);
+SIZE(ORB_WINDOW, 16); AT4(ORB_WINDOW, left, 0, right, 4, bottom, 8, top, 12);
+SIZE(ORB_CAP_SETTING, 8); AT2(ORB_CAP_SETTING, code, 0, value, 4);
+SIZE(ORB_CAP_ENTRY, 32); AT4(ORB_CAP_ENTRY, code, 0, name, 8, name_from_catalogue, 16, catalogue_name, 24);
+SIZE(ORB_CAP_LIST, 16); AT2(ORB_CAP_LIST, default_code, 0, entry_count, 4); AT(ORB_CAP_LIST, entries, 8);
+SIZE(ORB_CAPABILITY, 56); AT4(ORB_CAPABILITY, ident, 0, name, 8, name_from_catalogue, 16, catalogue_name, 24);
+AT2(ORB_CAPABILITY, is_value, 32, list, 40); AT(ORB_CAPABILITY, flags, 48);
+SIZE(ORB_LUT_ENTRY, 8); AT2(ORB_LUT_ENTRY, rgba, 0, bytes, 0);
+SIZE(ORB_LUT, 24); AT4(ORB_LUT, entries, 0, last_index, 8, entry_count, 12, scale, 16);
+SIZE(ORB_FORMAT, 160); AT4(ORB_FORMAT, key, 0, extension, 8, name, 16, description, 24);
+AT4(ORB_FORMAT, description_from_catalogue, 32, catalogue_description, 40, format_string, 48, name_syntax, 56);
+AT4(ORB_FORMAT, add_extension, 64, usage, 68, orientation, 72, palette_bits, 76);
+AT4(ORB_FORMAT, channels, 80, channel_bits, 84, mattes, 88, matte_bits, 92);
+AT4(ORB_FORMAT, z_channels, 96, z_bits, 100, active_window, 104, access, 108);
+AT4(ORB_FORMAT, capability, 112, caps_avail_update, 120, multi_frame, 128, hard_link_duplicates, 132);
+AT4(ORB_FORMAT, remote_access, 133, is_file, 136, ui_popdown, 144, ui_popup, 152);
+SIZE(ORB_LOAD_RECORD, 192); AT4(ORB_LOAD_RECORD, key, 0, extension, 8, name, 16, description, 24);
+AT4(ORB_LOAD_RECORD, description_from_catalogue, 32, catalogue_description, 40, format_string, 48, name_syntax, 56);
+AT4(ORB_LOAD_RECORD, add_extension, 64, usage, 68, orientation, 72, palette_bits, 76);
+AT4(ORB_LOAD_RECORD, channels, 80, channel_bits, 84, mattes, 88, matte_bits, 92);
+AT4(ORB_LOAD_RECORD, z_channels, 96, z_bits, 100, active_window, 104, access, 108);
+AT4(ORB_LOAD_RECORD, multi_frame, 112, hard_link_duplicates, 116, remote_access, 117, capability, 120);
+AT4(ORB_LOAD_RECORD, caps_avail_update, 128, init, 136, done, 144, read_open, 152);
+AT4(ORB_LOAD_RECORD, write_open, 160, is_file, 168, ui_popup, 176, ui_popdown, 184);
+SIZE(ORB_DRIVER_BLOCK, 8); AT(ORB_DRIVER_BLOCK, data, 0);
+SIZE(ORB_IMAGE, 432); AT4(ORB_IMAGE, driver, 0, info, 8, mode, 280, lut_read, 288);
+AT4(ORB_IMAGE, scan, 296, close, 304, playback_bind, 312, playback_goto, 320);
+AT4(ORB_IMAGE, playback_play, 328, playback_params, 336, playback_stop, 344, get_frame, 352);
+AT4(ORB_IMAGE, unused_slot, 360, region, 368, set_frame, 376, seek, 384);
+AT4(ORB_IMAGE, current_line, 392, format, 400, direct_scan, 408, lock, 416); AT(ORB_IMAGE, layers, 424);
+SIZE(ORB_LAYER_KIND, 24); AT2(ORB_LAYER_KIND, kind, 0, scan, 8); AT(ORB_LAYER_KIND, release, 16);
+SIZE(ORB_LAYER, 144); AT4(ORB_LAYER, kind, 0, scan, 8, close, 16, data, 24);
+AT4(ORB_LAYER, below, 32, has_slots, 40, release, 48, lut_read, 56);
+AT4(ORB_LAYER, playback_bind, 64, playback_goto, 72, playback_play, 80, playback_params, 88);
+AT4(ORB_LAYER, playback_stop, 96, get_frame, 104, set_frame, 112, seek, 120);
+AT2(ORB_LAYER, region, 128, direct_scan, 136);
+SIZE(ORB_SETTING, 280); AT4(ORB_SETTING, name, 0, value, 8, origin, 264, line, 272);
+SIZE(ORB_QUANTIZE_TARGET, 8); AT2(ORB_QUANTIZE_TARGET, type, 0, width, 4);
+SIZE(ORB_NAME_TOKEN, 40); AT4(ORB_NAME_TOKEN, field, 0, length, 4, text, 8, match_length, 16);
+AT2(ORB_NAME_TOKEN, match, 24, kind, 32);
+SIZE(IMP_TYPE, 32); AT4(IMP_TYPE, name, 0, label, 8, description, 16, access, 24);
+SIZE(IMP_PROCESS, 32); AT4(IMP_PROCESS, type, 0, size, 8, levels, 12, filter, 16); AT(IMP_PROCESS, full, 24);
+SIZE(CLR_BINS, 40); AT4(CLR_BINS, count, 0, is_uniform, 4, boundaries, 8, wavelengths, 16);
+AT2(CLR_BINS, integrals, 24, weights, 32);
+SIZE(ERR_RECORD, 72); AT4(ERR_RECORD, kind, 0, category, 1, flags, 4, identity, 8);
+AT4(ERR_RECORD, message_template, 16, count, 24, own_handler, 32, handlers, 40);
+AT2(ERR_RECORD, user_word_1, 48, user_word_2, 56); AT(ERR_RECORD, argument_names, 64);
+SIZE(FMT_ASPECT, 24); AT4(FMT_ASPECT, name, 0, x_resolution, 8, y_resolution, 12, aspect, 16);
+SIZE(ORB_RSRC_ITEM, 32); AT4(ORB_RSRC_ITEM, code, 0, name, 8, offset, 16, data_bytes, 20);
+AT(ORB_RSRC_ITEM, is_deleted, 24);
+SIZE(UTL_HOOKS, 24); AT2(UTL_HOOKS, allocate, 0, reallocate, 8); AT(UTL_HOOKS, release, 16);
+SIZE(HOST_CANDIDATE, 32); AT4(HOST_CANDIDATE, path, 0, key, 8, state, 16, reason, 24);
+SIZE(HOST_FOLDER, 24); AT2(HOST_FOLDER, path, 0, origin, 8); AT(HOST_FOLDER, exists, 16);
 /* clang-format on */

@@ -1,7 +1,8 @@
-add_library(orb_test_pictures STATIC picture.cpp whole_description.cpp)
-target_link_libraries(orb_test_pictures PUBLIC orbbase_testing PRIVATE GTest::gtest orb_warnings)
+add_library(orb_test_pictures STATIC picture.cpp)
+orb_test_rules(orb_test_pictures)
+target_link_libraries(orb_test_pictures PUBLIC orbbase_testing PRIVATE GTest::gtest)
 
-orb_test(mem_test mem_test.cpp absent_test.cpp)
+orb_test(mem_test mem_test.cpp)
 orb_test(pipe_test pipe_test.cpp)
 target_link_libraries(mem_test PRIVATE orb_test_pictures)
 target_link_libraries(pipe_test PRIVATE orb_test_pictures)

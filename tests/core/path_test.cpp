@@ -7,15 +7,11 @@
 
 namespace {
 
-using orb::testing::FailAllocation;
-using orb::testing::ReportRecorder;
+using namespace orb::testing;
 
 TEST(Path, is_built_of_directory_name_and_extension) {
   const struct {
-    const char* directory;
-    const char* name;
-    const char* extension;
-    const char* path;
+    const char *directory, *name, *extension, *path;
   } rows[] = {
       {"dir", "im", ".rla", "dir/im.rla"},
       {"dir/", "im", ".rla", "dir/im.rla"},
@@ -43,15 +39,10 @@ TEST(Path, is_built_of_directory_name_and_extension) {
   }
 }
 
-TEST(Path, is_overwritten_by_the_next_call) {
-  const char* const first = orb__build_handle("dir", "a", ".x");
-  EXPECT_EQ(orb__build_handle("dir", "b", ".x"), first);
-  EXPECT_STREQ(first, "dir/b.x");
-}
-
-TEST(Path, may_be_built_of_the_path_before) {
-  orb__build_handle(nullptr, "b", ".x");
-  const char* path = orb__build_handle("a", orb__build_handle(nullptr, "b", ".x"), ".y");
+TEST(Path, is_overwritten_by_the_next_call_and_may_be_built_of_the_path_before) {
+  const char* path = orb__build_handle("dir", "a", ".x");
+  EXPECT_EQ(orb__build_handle("dir", "b", ".x"), path);
+  path = orb__build_handle("a", orb__build_handle(nullptr, "b", ".x"), ".y");
   EXPECT_STREQ(path, "a/b.x.y");
   EXPECT_STREQ(orb__build_handle(path, path + 2, path + 5), "a/b.x.y/b.x.y");
 }
@@ -59,14 +50,14 @@ TEST(Path, may_be_built_of_the_path_before) {
 TEST(Path, of_any_length_is_built_or_refused_whole) {
   const std::string name(100000, 'n');
   EXPECT_EQ(orb__build_handle("dir", name.c_str(), ".rla"), "dir/" + name + ".rla");
-  ReportRecorder recorder;
   {
+    const ReportRecorder recorder;
     const FailAllocation fail(1);
     const std::string longer(300000, 'n');
     EXPECT_EQ(orb__build_handle("dir", longer.c_str(), ".rla"), nullptr);
     EXPECT_EQ(orb__err, ORB_E_MEMORY);
+    EXPECT_FALSE(recorder.reports.empty());
   }
-  EXPECT_FALSE(recorder.reports.empty());
   EXPECT_STREQ(orb__build_handle("dir", "im", ".rla"), "dir/im.rla");
 }
 

@@ -1,5 +1,6 @@
 #include "tests/core/picture.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace orb::testing {
@@ -11,12 +12,7 @@ constexpr ORB_CHANNELS ORB_IFD::*kGroups[] = {&ORB_IFD::color, &ORB_IFD::matte, 
 ORB_IFD plain_ifd() {
   ORB_IFD ifd = {};
   ifd.image_kind = 1;
-  ifd.curve.kind = ORB_CURVE_GAMMA;
-  ifd.curve.gamma = 2.2f;
-  ifd.curve.channel_count = 1;
-  ifd.curve.resolution = 256;
-  ifd.curve.curve_type = ORB_C_INTEGER;
-  ifd.curve.depth = 8;
+  ifd.curve = {ORB_CURVE_GAMMA, 2.2f, 0, 1, 256, ORB_C_INTEGER, 8, nullptr};
   ifd.pixel_aspect = 1.0f;
   ifd.aspect_kind = 1;
   ifd.orientation = ORB_BOTTOM_UP;
@@ -46,11 +42,8 @@ void* data_of(ORB_IMAGE* handle, int32_t image) { return handle->driver[image].d
 // Lines of the window in the order of the handle's own description.
 std::vector<int32_t> lines_in_order(const ORB_IFD& ifd) {
   std::vector<int32_t> lines;
-  if (ifd.orientation & ORB_BOTTOM_UP) {
-    for (int32_t line = ifd.window.bottom; line <= ifd.window.top; ++line) lines.push_back(line);
-  } else {
-    for (int32_t line = ifd.window.top; line >= ifd.window.bottom; --line) lines.push_back(line);
-  }
+  for (int32_t line = ifd.window.bottom; line <= ifd.window.top; ++line) lines.push_back(line);
+  if (!(ifd.orientation & ORB_BOTTOM_UP)) std::reverse(lines.begin(), lines.end());
   return lines;
 }
 
@@ -105,6 +98,11 @@ ORB_INFO Picture::info() const {
   return info;
 }
 
+ORB_IMAGE* Picture::open(const char* mode) const {
+  ORB_INFO wanted = info();
+  return ORB_open(&wanted, mode);
+}
+
 uint8_t Picture::sample_byte(int32_t image, int32_t channel, int32_t line, int64_t byte_in_row) const {
   uint32_t h = seed_value + 7u * static_cast<uint32_t>(image) + 31u * static_cast<uint32_t>(channel) +
                101u * static_cast<uint32_t>(line) + 131u * static_cast<uint32_t>(byte_in_row);
@@ -139,8 +137,7 @@ int32_t write_line(ORB_IMAGE* handle, const Picture& picture, int32_t line, int3
 }
 
 int32_t write_whole(const Picture& picture) {
-  ORB_INFO info = picture.info();
-  ORB_IMAGE* handle = ORB_open(&info, "w");
+  ORB_IMAGE* handle = picture.open("w");
   if (!handle) return orb__err;
   int32_t code = 0;
   for (int32_t image = 0; image < handle->info.image_count; ++image) {
@@ -180,9 +177,9 @@ std::string compare_line(ORB_IMAGE* handle, const Picture& picture, int32_t line
 }
 
 std::string compare_whole(const Picture& picture) {
-  ORB_INFO info = picture.info();
-  ORB_IMAGE* handle = ORB_open(&info, "r");
+  ORB_IMAGE* handle = picture.open("r");
   if (!handle) return "cannot open: code " + std::to_string(orb__err);
+  const ORB_INFO info = picture.info();
   std::string difference;
   if (handle->info.image_count != info.image_count) difference = "number of images";
   for (int32_t image = 0; image < info.image_count && difference.empty(); ++image) {

@@ -24,6 +24,7 @@ struct Picture {
 
   // The record for ORB_open; lends the picture's strings.
   ORB_INFO info() const;
+  [[nodiscard]] ORB_IMAGE* open(const char* mode) const;
   // A byte of a sample, as the tests define it.
   [[nodiscard]] uint8_t sample_byte(int32_t image, int32_t channel, int32_t line, int64_t byte_in_row) const;
 

@@ -11,9 +11,7 @@
 
 namespace {
 
-using orb::testing::Description;
-using orb::testing::Plugins;
-using orb::testing::ReportRecorder;
+using namespace orb::testing;
 
 void* seen_data = nullptr;
 std::string seen;

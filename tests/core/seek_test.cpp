@@ -7,14 +7,8 @@
 #include "tests/support/plugins.h"
 #include "tests/support/report_recorder.h"
 
+namespace orb::testing {
 namespace {
-
-using orb::testing::Description;
-using orb::testing::FailAllocation;
-using orb::testing::one_setting;
-using orb::testing::Plugins;
-using orb::testing::read_sample;
-using orb::testing::ReportRecorder;
 
 constexpr const char* kDidNotAdvance = "ORB_seek: did not advance image pointer correctly\n";
 
@@ -23,15 +17,13 @@ TEST(Seek, makes_the_next_read_find_the_line) {
   auto& opens = plugins[0].variable<int32_t>("testOpens");
   const struct {
     const char* name;
-    int32_t rows_read_before;
-    int32_t line;
-    int32_t found;  // what the next read finds there
-    int32_t reopened;
+    int32_t rows_read_before, line, found, reopened;  // found: what the next read finds there
     const char* printed;
   } rows[] = {
       {"up_0_29", 0, 7, 7, 0, ""},
       {"up_0_29", 6, 20, 20, 0, ""},
       {"up_0_29", 6, 6, 6, 0, ""},
+      {"up_0_29", 1, 0, 1, 0, ""},  // the line read last counts as reached
       {"up_0_29", 6, 2, 2, 1, ""},
       {"up_0_29", 6, -1, 0, 1, ""},  // the first line of the file
       {"up_0_29", 0, -1, 0, 0, ""},
@@ -59,24 +51,14 @@ TEST(Seek, makes_the_next_read_find_the_line) {
       ASSERT_NE(read_sample(image, next), -1);
     }
     const int32_t opens_before = opens;
-    testing::internal::CaptureStderr();
-    orb::set_error(ORB_E_DECODE);
+    ::testing::internal::CaptureStderr();
+    set_error(ORB_E_DECODE);
     EXPECT_EQ(ORB_seek(&image, row.line), 0) << row.name << " " << row.line;
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), row.printed) << row.name << " " << row.line;
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), row.printed) << row.name << " " << row.line;
     EXPECT_EQ(opens - opens_before, row.reopened) << row.name << " " << row.line;
     EXPECT_EQ(read_sample(image, row.found), row.found & 255) << row.name << " " << row.line;
     ORB_close(image);
   }
-}
-
-TEST(Seek, takes_the_line_read_last_as_reached) {
-  const Plugins plugins({"good"});
-  Description wanted("up_0_29.good");
-  ORB_IMAGE* image = wanted.open("r");
-  ASSERT_EQ(read_sample(image, 0), 0);
-  EXPECT_EQ(ORB_seek(&image, 0), 0);
-  EXPECT_EQ(read_sample(image, 1), 1);
-  ORB_close(image);
 }
 
 TEST(Seek, never_reads_outside_the_window) {
@@ -86,98 +68,73 @@ TEST(Seek, never_reads_outside_the_window) {
     Description wanted(name, "good");
     for (const int32_t line : {INT32_MAX, INT32_MIN, 10, -2}) {
       ORB_IMAGE* image = wanted.open("r");
-      testing::internal::CaptureStderr();  // a line before the first one leads to a re-opening in vain
+      ::testing::internal::CaptureStderr();  // a line before the first one leads to a re-opening in vain
       EXPECT_EQ(ORB_seek(&image, line), 0) << name << " " << line;
-      testing::internal::GetCapturedStderr();
+      ::testing::internal::GetCapturedStderr();
       ORB_close(image);
     }
   }
   EXPECT_EQ(recorder.texts(), "");  // the driver reports every line that is out of range
 }
 
-TEST(Seek, re_opens_with_the_same_settings_and_exact_name) {
-  const Plugins plugins({"good"});
-  Description wanted("up_0_29", ".good");
-  wanted.info.settings = one_setting(3);
-  ORB_IMAGE* image = wanted.open("r");
-  ASSERT_EQ(read_sample(image, 0), 0);
-  ASSERT_EQ(read_sample(image, 1), 1);
-  ASSERT_EQ(ORB_seek(&image, 0), 0);
-  EXPECT_STREQ(image->info.key, "good");  // the format's key
-  EXPECT_EQ(image->info.open_option, 1);
-  EXPECT_EQ(image->info.read_option, 0);
-  ASSERT_NE(image->info.settings, nullptr);
-  EXPECT_EQ(image->info.settings[0]->value.integer, 3);
-  ORB_close(image);
-}
-
-TEST(Seek, that_cannot_re_open_leaves_no_handle) {
+TEST(Seek, re_opens_with_the_same_settings_and_exact_name_or_leaves_no_handle) {
   const Plugins plugins({"good"});
   ReportRecorder recorder;
-  Description wanted("up_0_29.good");
-  wanted.info.settings = one_setting(3);
-  ORB_IMAGE* image = wanted.open("r");
-  ASSERT_EQ(read_sample(image, 0), 0);
-  ASSERT_EQ(read_sample(image, 1), 1);
-  image->info.handle[0] = 'x';  // "xp_0_29.good" is a picture as well, the other way round
-  image->info.handle[2] = 'x';  // and this is none
+  const auto at_line_1 = [] {
+    Description wanted("up_0_29", ".good");
+    wanted.info.settings = one_setting(3);
+    ORB_IMAGE* image = wanted.open("r");
+    for (const int32_t line : {0, 1}) EXPECT_EQ(read_sample(image, line), line);
+    return image;
+  };
+  for (int nth = 1;; ++nth) {
+    ORB_IMAGE* image = at_line_1();
+    FailAllocation fail(nth);
+    const int32_t result = ORB_seek(&image, 0);
+    const bool failed = fail.happened();
+    EXPECT_EQ(result, failed ? ORB_E_MEMORY : 0) << nth;
+    if (image && !failed) {
+      EXPECT_STREQ(image->info.key, "good");  // the format's key
+      EXPECT_EQ(image->info.open_option, 1);
+      EXPECT_EQ(image->info.read_option, 0);
+      ASSERT_NE(image->info.settings, nullptr);
+      EXPECT_EQ(image->info.settings[0]->value.integer, 3);
+    }
+    if (image) ORB_close(image);
+    if (!failed) break;
+  }
+  ORB_IMAGE* image = at_line_1();
+  image->info.handle[2] = 'x';  // no picture any more
   EXPECT_EQ(ORB_seek(&image, 0), ORB_E_OPEN);
   EXPECT_EQ(image, nullptr);
 }
 
-TEST(Seek, asks_the_driver_first_and_ignores_its_result) {
-  const Plugins none({});
-  orb::ImageOwner image = orb::new_handle(ORB_MODE_READ);
+TEST(Seek, asks_the_driver_first_and_does_nothing_where_any_line_can_be_read) {
+  const Plugins plugins({"good"});
+  ImageOwner owner = new_handle(ORB_MODE_READ);
+  ORB_IMAGE* image = owner.get();
+  EXPECT_EQ(ORB_seek(&image, 4), ORB_E_HANDLE);  // it would have to read, but cannot
+  image->format = ORB_find("mem");
+  EXPECT_EQ(ORB_seek(&image, 17), 0);
   static int32_t asked = 0;
+  image->format = nullptr;
   image->seek = [](void*, int32_t line) {
     asked = line;
-    return -7;
+    return -7;  // which is ignored
   };
-  ORB_IMAGE* handle = image.get();
-  EXPECT_EQ(ORB_seek(&handle, 17), 0);
+  EXPECT_EQ(ORB_seek(&image, 17), 0);
   EXPECT_EQ(asked, 17);
-}
+  EXPECT_EQ(image, owner.get());
 
-TEST(Seek, does_nothing_where_any_line_can_be_read) {
-  const Plugins none({});
-  orb::ImageOwner image = orb::new_handle(ORB_MODE_READ);
-  image->format = ORB_find("mem");
-  ORB_IMAGE* handle = image.get();
-  EXPECT_EQ(ORB_seek(&handle, 17), 0);
-  EXPECT_EQ(handle, image.get());
-}
-
-TEST(Seek, refuses_handles_that_it_would_have_to_read_but_cannot) {
-  const Plugins plugins({"good"});
-  Description wanted("written.good");
-  ORB_IMAGE* writer = wanted.rows(0, 9).open("w");
-  ORB_IMAGE* const before = writer;
-  EXPECT_EQ(ORB_seek(&writer, 4), ORB_E_HANDLE);
-  EXPECT_EQ(writer, before);
+  ORB_IMAGE* const writer = Description("written.good").rows(0, 9).open("w");
+  image = writer;
+  EXPECT_EQ(ORB_seek(&image, 4), ORB_E_HANDLE);
+  EXPECT_EQ(image, writer);
   ORB_close(writer);
-  orb::ImageOwner empty = orb::new_handle(ORB_MODE_READ);
-  ORB_IMAGE* handle = empty.get();
-  EXPECT_EQ(ORB_seek(&handle, 4), ORB_E_HANDLE);
-  handle = nullptr;
-  EXPECT_EQ(ORB_seek(&handle, 4), ORB_E_HANDLE);
+  image = nullptr;
+  EXPECT_EQ(ORB_seek(&image, 4), ORB_E_HANDLE);
   EXPECT_EQ(ORB_seek(nullptr, 4), ORB_E_HANDLE);
 }
 
-TEST(Seek, survives_the_failure_of_any_allocation) {
-  const Plugins plugins({"good"});
-  ReportRecorder recorder;
-  for (int nth = 1;; ++nth) {
-    Description wanted("up_0_29.good");
-    wanted.info.settings = one_setting(1);
-    ORB_IMAGE* image = wanted.open("r");
-    ASSERT_EQ(read_sample(image, 0), 0);
-    ASSERT_EQ(read_sample(image, 1), 1);
-    FailAllocation fail(nth);
-    const int32_t result = ORB_seek(&image, 0);
-    EXPECT_EQ(result, fail.happened() ? ORB_E_MEMORY : 0) << nth;
-    if (image) ORB_close(image);
-    if (!fail.happened()) break;
-  }
-}
-
 }  // namespace
+}  // namespace orb::testing

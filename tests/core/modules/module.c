@@ -196,13 +196,7 @@ int32_t testOpenForWriting(ORB_IMAGE* image) { return open_for_writing(image); }
 
 #ifndef WITHOUT_imageReadOpen
 ORB_PLUGIN_API int32_t imageReadOpen(ORB_IMAGE* image);
-int32_t imageReadOpen(ORB_IMAGE* image) {
-#ifdef HOLLOW
-  return image != NULL;
-#else
-  return open_for_reading(image);
-#endif
-}
+int32_t imageReadOpen(ORB_IMAGE* image) { return open_for_reading(image); }
 #endif
 #ifndef WITHOUT_imageWriteOpen
 ORB_PLUGIN_API int32_t imageWriteOpen(ORB_IMAGE* image);

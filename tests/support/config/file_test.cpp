@@ -1,7 +1,12 @@
-// Where the configuration file is found, and how its lines fall into words.
+// Where the configuration file is found, how its lines fall into words, and files that nobody wrote: the databases have
+// to come through those, under the sanitizers above all.
+#include <iterator>
+#include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "orbbase/clr.h"
 #include "orbbase/support/config/tokens.h"
 #include "tests/support/config/configuration.h"
 
@@ -35,17 +40,14 @@ TEST(Words, are_runs_of_printable_characters_or_quoted_text) {
               {"a 'not closed\n", "a|not closed\n|"},
               {"a'b c'd", "a'b|c'd|"},  // a quote counts only where a word begins
               {"'a'b", "a|b|"},
-              {"a\001b", "a|b|"},
+              {"a\001b\177c", "a|b|c|"},
               {"\001b", "|b|"},  // another character ends a word even where none had begun
               {"x\303\244y", "x||y|"},
-              {"'x\303\244y'", "x\303\244y|"}};
+              {"'x\303\244y'", "x\303\244y|"},
+              // Seventeen at most.
+              {"a b c d e f g h i j k l m n o p q r s", "a|b|c|d|e|f|g|h|i|j|k|l|m|n|o|p|q|"},
+              {"a b c d e f g h i j k l m n o p 'q r", "a|b|c|d|e|f|g|h|i|j|k|l|m|n|o|p|q r|"}};
   for (const auto& row : rows) EXPECT_EQ(words_of(row.line), row.words) << row.line;
-}
-
-TEST(Words, of_a_line_are_seventeen_at_most) {
-  const std::string letters = "a b c d e f g h i j k l m n o p q r s";
-  EXPECT_EQ(words_of(letters), "a|b|c|d|e|f|g|h|i|j|k|l|m|n|o|p|q|");
-  EXPECT_EQ(words_of("a b c d e f g h i j k l m n o p 'q r"), "a|b|c|d|e|f|g|h|i|j|k|l|m|n|o|p|q r|");
 }
 
 TEST_F(ConfigurationFile, is_the_first_that_opens_of_home_and_root) {
@@ -64,6 +66,11 @@ TEST_F(ConfigurationFile, is_the_first_that_opens_of_home_and_root) {
     EXPECT_STREQ(orb::fmt::configured_key(), row.key);
   }
   EXPECT_STREQ(orb::config::path(), "/usr/zt//userconfig/.orbrc");
+  std::filesystem::create_directories(folder() / "none" / ".orbrc");  // a folder is passed over
+  reset_databases();
+  environment.set("HOME", (folder() / "none").string());
+  environment.set("QV_ROOT", root.string());
+  EXPECT_STREQ(orb::fmt::configured_key(), "root");
   EXPECT_TRUE(recorder.reports.empty()) << recorder.texts();
 }
 
@@ -86,27 +93,22 @@ TEST_F(ConfigurationFile, continues_a_line_of_more_than_254_characters_as_a_furt
   }
 }
 
-TEST_F(ConfigurationFile, keeps_the_catalogue_handle_of_the_start_that_read_it) {
+TEST_F(ConfigurationFile, is_read_once_for_all_databases_until_one_of_them_ends) {
+  configure("fmt__frame_rate 24\n");
   int first = 0, second = 0;
   EXPECT_EQ(FMT_init(&first), 0);
+  write(folder() / ".orbrc", "fb__default pal\nfmt__frame_rate 25\n");
   EXPECT_EQ(orb::fb::init(&second), 0);
-  EXPECT_EQ(orb::config::catalogue(), &first);
-  orb::fb::exit();  // gives the file back
+  EXPECT_STREQ(orb::fb::default_name(), "full");
+  EXPECT_EQ(orb::config::catalogue(), &first) << "of the start that read the file";
+  EXPECT_EQ(orb::fb::exit(), 0);
   EXPECT_EQ(orb::fb::init(&second), 0);
+  EXPECT_STREQ(orb::fb::default_name(), "pal");
   EXPECT_EQ(orb::config::catalogue(), &second);
+  EXPECT_EQ(FMT_def_frame_rate(), 24);  // this database has not ended
   FMT_exit();
   FMT_def_gamma();  // by itself, without one
   EXPECT_EQ(orb::config::catalogue(), nullptr);
-}
-
-TEST_F(ConfigurationFile, is_read_once_for_all_databases_until_one_of_them_ends) {
-  configure("fmt__frame_rate 24\n");
-  EXPECT_EQ(FMT_init(nullptr), 0);
-  write(folder() / ".orbrc", "fb__default pal\nfmt__frame_rate 25\n");
-  EXPECT_STREQ(orb::fb::default_name(), "full");
-  EXPECT_EQ(orb::fb::exit(), 0);
-  EXPECT_STREQ(orb::fb::default_name(), "pal");
-  EXPECT_EQ(FMT_def_frame_rate(), 24);  // this database has not ended
 }
 
 TEST_F(ConfigurationFile, may_be_empty_unterminated_or_hold_zeros) {
@@ -125,11 +127,89 @@ TEST_F(ConfigurationFile, may_be_empty_unterminated_or_hold_zeros) {
   }
 }
 
-TEST_F(ConfigurationFile, that_is_a_folder_is_passed_over) {
-  std::filesystem::create_directory(folder() / ".orbrc");
-  environment.set("QV_ROOT", folder().string());
-  write(folder() / "userconfig" / ".orbrc", "fmt__frame_rate 24\n");
-  EXPECT_EQ(FMT_def_frame_rate(), 24);
+class HostileConfiguration : public ConfigurationTest {
+ protected:
+  void ask_everything() {
+    EXPECT_GT(FMT_def_frame_rate(), 0);
+    EXPECT_GE(FMT_def_swatch(), 0);
+    EXPECT_NE(FMT_find(FMT_def_aspect()), nullptr);
+    EXPECT_NE(orb::fb::default_name(), nullptr);
+    for (int32_t n = 0; n < 40; ++n) {
+      const CLR_BINS* const bins = CLR_find(n);
+      ASSERT_TRUE(!bins || bins->count == n);
+      for (int32_t i = 0; bins && i < n; ++i) sum_ += bins->wavelengths[i] + bins->weights[3 * i + 2];
+    }
+    orb::config::ListedSetting listed;
+    for (int32_t i = 0; i < orb::fmt::listed_count(); ++i) EXPECT_TRUE(orb::fmt::list(i, &listed));
+    for (int32_t i = 0; i < orb::fb::listed_count(); ++i) EXPECT_TRUE(orb::fb::list(i, &listed));
+    for (int32_t i = 0; i < orb::clr::listed_count(); ++i) EXPECT_TRUE(orb::clr::list(i, &listed));
+  }
+
+  float sum_ = 0;  // reads the derived numbers, so that a wrong address shows
+};
+
+std::string repeated(size_t times, const std::string& text) {
+  std::string all;
+  for (; times > 0; --times) all += text;
+  return all;
+}
+
+TEST_F(HostileConfiguration, of_too_much_of_one_thing_is_harmless) {
+  const std::string rows[] = {
+      repeated(100'000, "x "),  // words on one line
+      repeated(100'000, "' "),
+      repeated(100'000, "\033"),
+      repeated(3, "fmt__chan_default " + std::string(100'000, 'c') + "\n"),
+      "fb__default '" + repeated(30'000, "long ") + "'\n",
+      repeated(5'000, "fmt__aspect_table\nntsc_640 1 1 1\nend_aspect_table\n"),
+      repeated(5'000, "framebuffer a\n") + repeated(5'000, "end_framebuffer\n"),
+      "clr__sample_bins 1024 " + repeated(1025, "1e99 \\\n"),
+      "clr__sample_bins 1024 " + repeated(1024, "500 \\\n"),
+      "clr__sample_bins 2 " + repeated(10'000, "\\\n"),
+      repeated(5'000, "clr__sample_bins 1024 uniform\n"),
+      "clr__tristimulus\n" + repeated(15'000, "500 1 1 1\n") + "end__tristimulus\n",
+      "clr__tristimulus\n" + repeated(7'000, "500 1e38 1e38 1e38\n501 -1e38 -1e38 -1e38\n") +
+          "end__tristimulus\n",
+      "clr__min_wavelength 1e-38\nclr__max_wavelength 1e38\nclr__tristimulus_tab_res 65536\n"
+      "clr__tristimulus\n1e37 1e38 1e-38 1\n1e38 1 1 1\nend__tristimulus\nclr__sample_bins 9 uniform\n",
+      "clr__sample_bins 3 -1e99 1e99 -1e99 1e99\n"};
+  for (const std::string& text : rows) {
+    configure(text);
+    ask_everything();
+  }
+}
+
+TEST_F(HostileConfiguration, of_keywords_and_rubbish_is_harmless) {
+  std::istringstream all(
+      "fmt__aspect_default fmt__aspect_table end_aspect_table fmt__gamma_table_res fmt__gamma_default "
+      "fmt__key_default fmt__name_default fmt__chan_default fmt__dominance fmt__frame_rate fmt__swatch_size "
+      "framebuffer resolution aspect gamma red_primary white_point end_framebuffer fb__default "
+      "clr__default_samples clr__default_red_primary clr__min_wavelength clr__max_wavelength "
+      "clr__sample_bins "
+      "clr__tristimulus end__tristimulus clr__tristimulus_tab_res uniform \\ ' \"a # 0 1 3 -1 2147483648 "
+      "1e99 "
+      "-1e99 1e-99 400 700 0.5 65536 65537 12abc ntsc ntsc_640 full %s%n none \033");
+  const std::vector<std::string> words(std::istream_iterator<std::string>(all), {});
+  std::mt19937 random(20240131);
+  for (int file = 0; file < 600; ++file) {
+    std::string text;
+    for (size_t line = random() % 60 + 1; line > 0; --line) {
+      for (size_t word = random() % 7; word > 0; --word) text += words[random() % words.size()] + ' ';
+      text += '\n';
+    }
+    configure(text);
+    ask_everything();
+  }
+}
+
+// Each name is looked for among all before it: without the bound on lines such a file would stop the start.
+TEST_F(HostileConfiguration, of_names_that_all_differ_is_read_to_a_bound) {
+  std::string text = "fmt__aspect_table\n";
+  for (int i = 0; i < 1'000'000; ++i) text += "a" + std::to_string(i) + " 1 1 1\n";
+  configure(text);
+  EXPECT_NE(FMT_find("a19998"), nullptr);
+  EXPECT_EQ(FMT_find("a19999"), nullptr);
+  EXPECT_EQ(recorder.texts(), path() + ": only the first 20000 lines are read");
 }
 
 }  // namespace

@@ -1,16 +1,16 @@
+// The databases that configuration files fill: the defaults of formats, and frame buffers.
 #include <functional>
 #include <string>
 
+#include "orbbase/support/config/internal.h"
 #include "tests/support/config/configuration.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/number_text.h"
 
 namespace {
 
-using orb::testing::ConfigurationTest;
-using orb::testing::FailAllocation;
-using orb::testing::number_text;
-using orb::testing::WithDebugReports;
+using namespace orb::testing;
+using orb::fb::FrameBuffer;
 
 class FormatDefaults : public ConfigurationTest {};
 
@@ -29,12 +29,6 @@ std::string all_aspects() {
     all += std::string(aspect->name) + " " + std::to_string(aspect->x_resolution) + " " +
            std::to_string(aspect->y_resolution) + " " + number_text(aspect->aspect) + ";";
   return all;
-}
-
-TEST_F(FormatDefaults, are_built_in_without_a_file) {
-  EXPECT_EQ(all_defaults(), "ntsc_640 4096 2.200000 1.000000 rla im rgb 1 30 0");
-  EXPECT_EQ(all_aspects(), "ntsc_640 640 486 1.330000;");
-  EXPECT_TRUE(recorder.reports.empty()) << recorder.texts();
 }
 
 TEST_F(FormatDefaults, come_from_the_file_each_in_its_own_way) {
@@ -63,83 +57,53 @@ TEST_F(FormatDefaults, come_from_the_file_each_in_its_own_way) {
   }
 }
 
-TEST_F(FormatDefaults, take_the_aspect_only_if_there_is_one_of_that_name_in_the_whole_file) {
-  configure("fmt__aspect_default pal_768\n");
+TEST_F(FormatDefaults, have_a_table_of_aspects_and_take_one_of_its_names) {
+  configure("fmt__aspect_default film\n");
   EXPECT_STREQ(FMT_def_aspect(), "ntsc_640");
-  configure("fmt__aspect_default pal_768\nfmt__aspect_table\npal_768 768 576 1.333\nend_aspect_table\n");
-  EXPECT_STREQ(FMT_def_aspect(), "pal_768");
-  EXPECT_EQ(FMT_find(FMT_def_aspect())->x_resolution, 768);
-}
-
-TEST_F(FormatDefaults, report_a_wrong_number_of_words_with_path_and_line_and_go_on) {
   configure(
-      "\nfmt__frame_rate\nfmt__frame_rate 24\n\n  fmt__aspect_table 1\nfmt__key_default a "
-      "b\nfmt__swatch_size 5");
-  EXPECT_EQ(FMT_def_swatch(), 5);
-  EXPECT_EQ(FMT_def_frame_rate(), 24);
-  EXPECT_EQ(recorder.texts(), syntax_error(2) + "\n" + syntax_error(5) + "\n" + syntax_error(6));
-}
-
-TEST_F(FormatDefaults, have_a_table_of_aspects_that_skips_comments_and_reports_other_lines) {
-  configure(
-      "early 1 2 3\nfmt__aspect_table\n# name x y aspect\n#\nfilm 2048 1556 1.32\nwrong 5 6\nodd 1x y 1.5x\n"
-      "fmt__frame_rate 24\nend_aspect_table\nlate 1 2 3\n");
+      "early 1 2 3\nfmt__aspect_default film\nfmt__aspect_table\n# name x y aspect\n#\nfilm 2048 1556 1.32\n"
+      "wrong 5 6\nodd 1x y 1.5x\nfmt__frame_rate 24\nend_aspect_table\nlate 1 2 3\n");
   EXPECT_EQ(all_aspects(), "ntsc_640 640 486 1.330000;film 2048 1556 1.320000;odd 1 0 0.000000;");
+  EXPECT_STREQ(FMT_def_aspect(), "film");
   EXPECT_EQ(FMT_def_frame_rate(), 24);
-  EXPECT_EQ(recorder.texts(), syntax_error(6));
-}
-
-TEST_F(FormatDefaults, list_an_aspect_defined_again_at_its_new_place) {
+  EXPECT_EQ(recorder.texts(), syntax_error(7));
   configure("fmt__aspect_table\na 1 1 1\nntsc_640 641 487 1.4\na 2 2 2\n");
   EXPECT_EQ(all_aspects(), "ntsc_640 641 487 1.400000;a 2 2 2.000000;");
-}
-
-TEST_F(FormatDefaults, find_moves_the_walk_behind_what_it_found_and_else_leaves_it) {
-  configure("fmt__aspect_table\na 1 1 1\nb 2 2 2\nc 3 3 3\n");
-  EXPECT_STREQ(FMT_find("a")->name, "a");
-  EXPECT_STREQ(FMT_info()->name, "b");
-  EXPECT_EQ(FMT_find("B"), nullptr);
+  EXPECT_STREQ(FMT_find("ntsc_640")->name, "ntsc_640");
+  EXPECT_EQ(FMT_find("A"), nullptr);  // leaves the walk behind what was found
   EXPECT_EQ(FMT_find(nullptr), nullptr);
-  EXPECT_STREQ(FMT_info()->name, "c");
+  EXPECT_STREQ(FMT_info()->name, "a");
   EXPECT_EQ(FMT_info(), nullptr);
-  EXPECT_EQ(FMT_init(nullptr), 0);
-  EXPECT_STREQ(FMT_info()->name, "ntsc_640");
 }
 
 TEST_F(FormatDefaults, say_which_query_started_them) {
   const WithDebugReports debug;
   const struct {
-    const char* name;
+    const char *database, *name;
     void (*ask)();
-  } rows[] = {{"FMT_find", [] { FMT_find("x"); }},
-              {"FMT_info", [] { FMT_info(); }},
-              {"FMT_def_dominance", [] { FMT_def_dominance(); }},
-              {"FMT_def_frame_rate", [] { FMT_def_frame_rate(); }},
-              {"FMT_def_gamma", [] { FMT_def_gamma(); }},
-              {"FMT_def_input_gamma", [] { FMT_def_input_gamma(); }},
-              {"FMT_def_gamma_tab_res", [] { FMT_def_gamma_tab_res(); }},
-              {"FMT_def_aspect", [] { FMT_def_aspect(); }},
-              {"FMT_def_swatch", [] { FMT_def_swatch(); }},
-              {"FMT_def_image_data", [] { FMT_def_image_data(); }}};
+  } rows[] = {{"fmt", "FMT_find", [] { FMT_find("x"); }},
+              {"fmt", "FMT_info", [] { FMT_info(); }},
+              {"fmt", "FMT_def_dominance", [] { FMT_def_dominance(); }},
+              {"fmt", "FMT_def_frame_rate", [] { FMT_def_frame_rate(); }},
+              {"fmt", "FMT_def_gamma", [] { FMT_def_gamma(); }},
+              {"fmt", "FMT_def_input_gamma", [] { FMT_def_input_gamma(); }},
+              {"fmt", "FMT_def_gamma_tab_res", [] { FMT_def_gamma_tab_res(); }},
+              {"fmt", "FMT_def_aspect", [] { FMT_def_aspect(); }},
+              {"fmt", "FMT_def_swatch", [] { FMT_def_swatch(); }},
+              {"fmt", "FMT_def_image_data", [] { FMT_def_image_data(); }},
+              {"fb", "FB_find", [] { orb::fb::find("x"); }},
+              {"fb", "FB_info", [] { orb::fb::info(); }},
+              {"fb", "FB_def_framebuffer", [] { orb::fb::default_name(); }}};
   for (const auto& row : rows) {
     FMT_exit();
+    orb::fb::exit();
     recorder.clear();
     row.ask();
     row.ask();
-    EXPECT_EQ(recorder.texts(), std::string("fmt, initializing database for ") + row.name + " request");
+    EXPECT_EQ(recorder.texts(),
+              row.database + std::string(", initializing database for ") + row.name + " request");
     EXPECT_EQ(recorder.reports[0].category, ERR_DEBUG);
   }
-}
-
-TEST_F(FormatDefaults, keep_numbers_and_restore_texts_after_the_end) {
-  configure(
-      "fmt__frame_rate 24\nfmt__chan_default rgba\nfmt__aspect_default a\nfmt__aspect_table\na 1 1 1\n");
-  EXPECT_STREQ(FMT_def_aspect(), "a");
-  EXPECT_EQ(FMT_exit(), 0);
-  EXPECT_EQ(FMT_exit(), 0);
-  write(folder() / ".orbrc", "");
-  EXPECT_EQ(all_defaults(), "ntsc_640 4096 2.200000 1.000000 rla im rgb 1 24 0");
-  EXPECT_EQ(all_aspects(), "ntsc_640 640 486 1.330000;");
 }
 
 TEST_F(FormatDefaults, survive_the_failure_of_any_allocation) {
@@ -177,6 +141,93 @@ TEST_F(FormatDefaults, answer_with_what_they_know_while_there_is_no_memory) {
     EXPECT_EQ(FMT_info(), nullptr);
   }
   EXPECT_STREQ(FMT_def_image_data(), "rgba");
+}
+
+class FrameBuffers : public ConfigurationTest {};
+
+std::string names() {
+  std::string all;
+  EXPECT_EQ(orb::fb::init(nullptr), 0);
+  while (const FrameBuffer* fb = orb::fb::info()) all += std::string(fb->name) + ";";
+  return all;
+}
+
+TEST(FrameBuffersAlone, are_there_for_the_first_who_asks) {
+  EXPECT_NE(orb::fb::find("ntsc"), nullptr);
+  EXPECT_EQ(orb::fb::find(nullptr), nullptr);
+  orb::config::ListedSetting listed;
+  EXPECT_TRUE(orb::fb::list(orb::fb::listed_count() - 1, &listed));
+  EXPECT_FALSE(orb::fb::list(orb::fb::listed_count(), &listed));
+  EXPECT_TRUE(orb::fmt::list(orb::fmt::listed_count() - 1, &listed));
+  EXPECT_FALSE(orb::fmt::list(orb::fmt::listed_count(), &listed));
+}
+
+TEST_F(FrameBuffers, are_defined_by_their_difference_from_the_first_built_in_one) {
+  configure(
+      "resolution 1 2\nframebuffer 'my buffer'\nresolution 720 486\naspect 1.5\ngamma 1.8\nred_primary .1 .2 "
+      ".7\n"
+      "green_primary .3 bad .5\nblue_primary 1 2 3\nwhite_point 4 5 6\nend_framebuffer\naspect 9\n"
+      "framebuffer left_open\n");
+  EXPECT_EQ(names(), "full;ntsc;pal;my buffer;");
+  EXPECT_EQ(orb::fb::find("full")->resolution[0], 1280);
+  EXPECT_EQ(orb::fb::find("ntsc")->resolution[1], 486);
+  EXPECT_EQ(orb::fb::find("ntsc")->blue[2], 0.796f);
+  const FrameBuffer* const fb = orb::fb::find("my buffer");
+  EXPECT_EQ(fb->resolution[0], 720);
+  EXPECT_EQ(fb->resolution[1], 486);
+  EXPECT_EQ(fb->aspect, 1.5f);
+  EXPECT_EQ(fb->gamma, 1.8f);
+  EXPECT_EQ(fb->red[2], 0.7f);
+  EXPECT_EQ(fb->green[0], 0.3f);
+  EXPECT_EQ(fb->green[1], 0.71f);  // no number: as it was
+  EXPECT_EQ(fb->green[2], 0.5f);
+  EXPECT_EQ(fb->blue[1], 2);
+  EXPECT_EQ(fb->white[2], 6);
+  EXPECT_EQ(fb->depth, 24);
+  EXPECT_TRUE(recorder.reports.empty()) << recorder.texts();
+  configure("framebuffer\nframebuffer a\nresolution 720\nend_framebuffer 1\nend_framebuffer\n");
+  EXPECT_EQ(names(), "full;ntsc;pal;a;");
+  EXPECT_EQ(recorder.texts(), syntax_error(1) + "\n" + syntax_error(3) + "\n" + syntax_error(4));
+}
+
+TEST_F(FrameBuffers, defined_again_stand_at_the_end) {
+  configure(
+      "framebuffer a\nend_framebuffer\nframebuffer ntsc\ngamma 7\nend_framebuffer\nframebuffer a\ngamma 8\n"
+      "end_framebuffer\nend_framebuffer\nfb__default nowhere\n");
+  EXPECT_EQ(names(), "full;pal;ntsc;a;");
+  EXPECT_EQ(orb::fb::find("ntsc")->gamma, 7);
+  EXPECT_STREQ(orb::fb::info()->name, "a");
+  EXPECT_EQ(orb::fb::find("none"), nullptr);
+  EXPECT_EQ(orb::fb::info(), nullptr);
+  EXPECT_STREQ(orb::fb::default_name(), "nowhere");
+  for (int again = 0; again < 2; ++again) EXPECT_EQ(orb::fb::exit() + FMT_exit(), 0);
+  write(folder() / ".orbrc", "");
+  EXPECT_STREQ(orb::fb::default_name(), "full");
+}
+
+TEST_F(FrameBuffers, have_a_symbol_that_only_says_not_to_call_it) {
+  ::testing::internal::CaptureStderr();
+  FB_symbols();
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "FB_symbols: should not be called by the application\n");
+}
+
+TEST_F(FrameBuffers, survive_the_failure_of_any_allocation) {
+  configure(
+      "framebuffer a\nend_framebuffer\nframebuffer ntsc\nend_framebuffer\nfb__default a\nfb__default b\n");
+  for (int nth = 1;; ++nth) {
+    reset_databases();
+    recorder.clear();
+    {
+      const FailAllocation fail(nth);
+      const int32_t code = orb::fb::init(nullptr);
+      if (!fail.happened()) break;
+      EXPECT_EQ(code, -1) << nth;
+    }
+    EXPECT_EQ(recorder.texts(), "No more internal memory") << nth;
+    EXPECT_EQ(names(), "full;pal;a;ntsc;") << nth;
+    EXPECT_STREQ(orb::fb::default_name(), "b") << nth;
+  }
 }
 
 }  // namespace

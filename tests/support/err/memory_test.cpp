@@ -1,4 +1,5 @@
 // The checked allocator.
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -39,37 +40,28 @@ TEST_F(Memory, that_runs_out_is_reported_once_by_each_way_to_ask_for_it) {
 
 TEST_F(Memory, of_a_size_that_no_count_holds_is_refused_like_any_other) {
   constexpr uint64_t kTooLarge = uint64_t{1} << 32;
-  const struct {
-    uint64_t count;
-    uint64_t bytes;
-  } rows[] = {{kTooLarge, 1}, {1, kTooLarge}, {kTooLarge, kTooLarge}, {UINT64_MAX, 2}, {3, UINT64_MAX}};
-  for (const auto& row : rows) {
+  const uint64_t rows[][2] = {
+      {kTooLarge, 1}, {1, kTooLarge}, {kTooLarge, kTooLarge}, {UINT64_MAX, 2}, {3, UINT64_MAX}};
+  for (const auto& [count, bytes] : rows) {
     ReportRecorder recorder;
-    EXPECT_EQ(allocate_zeroed(row.count, row.bytes), nullptr) << row.count << " x " << row.bytes;
-    EXPECT_EQ(recorder.texts(), "No more internal memory");
-  }
-  for (const uint64_t bytes : {kTooLarge, UINT64_MAX}) {
-    ReportRecorder recorder;
-    EXPECT_EQ(allocate(bytes), nullptr) << bytes;
-    EXPECT_EQ(recorder.texts(), "No more internal memory");
+    EXPECT_EQ(allocate_zeroed(count, bytes), nullptr) << count << " x " << bytes;
+    EXPECT_EQ(allocate(std::max(count, bytes)), nullptr) << bytes;
+    EXPECT_EQ(recorder.texts(), "No more internal memory\nNo more internal memory");
   }
 }
 
-TEST_F(Memory, of_no_bytes_is_a_block_all_the_same) {
+TEST_F(Memory, of_no_bytes_is_a_block_all_the_same_and_that_for_records_is_zeroed) {
   const ReportRecorder recorder;
   const owned<char> blocks[] = {owned<char>(static_cast<char*>(allocate(0))), make_zeroed<char>(0),
                                 owned<char>(static_cast<char*>(allocate_zeroed(0, 0)))};
   for (const auto& block : blocks) EXPECT_NE(block, nullptr);
-  EXPECT_TRUE(recorder.reports.empty());
-}
-
-TEST_F(Memory, for_records_is_zeroed) {
   for (int round = 0; round < 2; ++round) {  // the second time on a block that was used
     const owned<uint8_t> bytes = make_zeroed<uint8_t>(1000);
     ASSERT_NE(bytes, nullptr);
     for (int i = 0; i < 1000; ++i) ASSERT_EQ(bytes.get()[i], 0);
     std::memset(bytes.get(), 0xff, 1000);
   }
+  EXPECT_TRUE(recorder.reports.empty());
 }
 
 }  // namespace

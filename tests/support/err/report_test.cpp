@@ -1,7 +1,10 @@
-// The ways in: what each formats, counts and remembers.
+// The ways in: what each formats, counts, remembers and suppresses; the template language of records.
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <limits>
 #include <string>
+#include <utility>
 
 #include "orbbase/support/err/state.h"
 #include "tests/support/err/fresh_errors.h"
@@ -81,34 +84,25 @@ TEST_F(Report, is_the_latest_of_a_history_of_sixteen) {
   EXPECT_EQ(ERR_last(UINT32_MAX), nullptr);
 }
 
-TEST_F(Report, leaves_its_format_and_text_in_a_record_of_its_entry_point) {
-  const ReportRecorder recorder;
-  static const char* const kFormats[] = {"line %d", "row %d"};
+TEST_F(Report, leaves_its_format_and_text_in_a_record_of_its_entry_point_and_may_quote_the_one_before) {
+  ReportRecorder recorder;
+  static const char* const kFormats[] = {"line %d", "while saving: %s"};
   ERR_report_cat(nullptr, 902, 1, ERR_WARNING, kFormats[0], 3);
-  ERR_printf(ERR_ERROR, kFormats[1], 4);
+  ERR_printf(ERR_ERROR, "%s", "disk gone");
+  ERR_printf(ERR_ERROR, kFormats[1], ERR_last(0)->message_template);
   const struct {
     uint32_t n;
     const char* format;
     int32_t category;
     const char* text;
-  } rows[] = {{1, kFormats[0], ERR_WARNING, "line 3"}, {0, kFormats[1], ERR_ERROR, "row 4"}};
+  } rows[] = {{2, kFormats[0], ERR_WARNING, "line 3"},
+              {0, kFormats[1], ERR_ERROR, "while saving: disk gone"}};
   for (const auto& row : rows) {
-    int32_t category = -1;
-    const void* identity = nullptr;
-    const char* text = nullptr;
-    ERR_query(ERR_last(row.n), &category, nullptr, nullptr, &identity, &text, nullptr, nullptr);
-    EXPECT_EQ(identity, row.format);
-    EXPECT_EQ(category, row.category);
-    EXPECT_STREQ(text, row.text);
+    EXPECT_EQ(ERR_last(row.n)->identity, row.format);
+    EXPECT_EQ(ERR_last(row.n)->category, row.category);
+    EXPECT_STREQ(ERR_last(row.n)->message_template, row.text);
     EXPECT_EQ(ERR_last(row.n)->kind, 1);
   }
-}
-
-TEST_F(Report, may_quote_the_report_before) {
-  ReportRecorder recorder;
-  ERR_printf(ERR_ERROR, "%s", "disk gone");
-  ERR_printf(ERR_ERROR, "while saving: %s", ERR_last(0)->message_template);
-  EXPECT_EQ(recorder.texts(), "disk gone\nwhile saving: disk gone");
 }
 
 TEST_F(Report, with_an_unknown_category_is_delivered_but_neither_counted_nor_fatal) {
@@ -122,36 +116,29 @@ TEST_F(Report, with_an_unknown_category_is_delivered_but_neither_counted_nor_fat
   EXPECT_STREQ(ERR_type(5), "UNKNOWN");
 }
 
-TEST_F(Report, allocates_nothing) {
+TEST_F(Report, allocates_nothing_and_is_counted_by_category) {
   ReportRecorder recorder;
-  recorder.reports.reserve(3);
+  recorder.reports.reserve(20);
   const FailAllocation fail(1, FailAllocation::Mode::from_there_on);
   through_catalogue("a");
-  through_printf("b");
   through_record("c");
-  EXPECT_FALSE(fail.happened());
-  EXPECT_EQ(recorder.texts(), "a\nb\nc");
-}
-
-TEST_F(Report, count_is_kept_by_category_and_the_sum_wraps) {
-  const ReportRecorder recorder;
   ERR_unmask_s(ERR_DEBUG);
   for (int32_t category = 0; category < 5; ++category) {
     for (int32_t i = 0; i <= category; ++i) ERR_printf(category, "text");
   }
-  for (int32_t category = 0; category < 5; ++category)
-    EXPECT_EQ(ERR_stats(category), static_cast<uint32_t>(category) + 1);
-  EXPECT_EQ(ERR_stats(-1), 15u);
-  EXPECT_EQ(ERR_stats(5), 0u);
-  EXPECT_EQ(ERR_stats(-2), 0u);
+  EXPECT_FALSE(fail.happened());
+  for (uint32_t category = 0; category < 5; ++category) {
+    EXPECT_EQ(ERR_stats(static_cast<int32_t>(category)), category + (category == ERR_WARNING ? 3 : 1));
+  }
+  EXPECT_EQ(ERR_stats(-1), 17u);
+  EXPECT_EQ(ERR_stats(5) + ERR_stats(-2), 0u);
   err::state.counts[1] = UINT32_MAX;
-  EXPECT_EQ(ERR_stats(-1), 12u);
+  EXPECT_EQ(ERR_stats(-1), 14u) << "the sum wraps";
 }
 
 TEST_F(Report, names_are_compared_with_or_without_the_module_s_prefix) {
   const struct {
-    const char* name;
-    const char* identity;
+    const char *name, *identity;
     int32_t skip_prefix;
     int sign;
   } rows[] = {{"abcd_size", "abcd_size", 0, 0}, {"size", "abcd_size", 1, 0}, {"size", "abcd_size", 0, 1},
@@ -169,6 +156,154 @@ TEST_F(Report, multi_process_slot_takes_a_pointer_without_the_flag_only) {
   EXPECT_EQ(err::state.multi_process_slot, nullptr);
   EXPECT_EQ(ERR_report_mp(&target, 0), 1);
   EXPECT_EQ(err::state.multi_process_slot, &target);
+}
+
+// ---- Suppressing
+
+class Masks : public FreshErrors {
+ protected:
+  // Reports of one category through all three ways in. Returns how many were delivered.
+  size_t deliveries(uint8_t category) {
+    const ReportRecorder recorder;
+    record.category = category;
+    ERR_report_cat(orb__msg_cat, 902, 1, category, "text");
+    ERR_printf(category, "text");
+    ERR_report(&record);
+    return recorder.reports.size();
+  }
+  ERR_RECORD record = record_of(ERR_ERROR, "name", "text");
+};
+
+TEST_F(Masks, keep_debug_silent_until_it_is_asked_for) {
+  EXPECT_EQ(deliveries(ERR_DEBUG), 0u);
+  EXPECT_EQ(ERR_stats(ERR_DEBUG), 1u);  // only the one through a record
+  EXPECT_EQ(ERR_last(0), nullptr);
+  EXPECT_EQ(ERR_unmask_s(ERR_DEBUG), 1);
+  EXPECT_EQ(deliveries(ERR_DEBUG), 3u);
+}
+
+TEST_F(Masks, tell_whether_they_were_set_and_suppress_what_they_are_of_only) {
+  record.flags = 6;  // the other bits are not the module's
+  const auto twice = [](auto call, auto of) {
+    const int32_t first = call(of);
+    return std::pair(first, call(of));
+  };
+  EXPECT_EQ(twice(ERR_mask, &record), std::pair(0, 1));
+  EXPECT_EQ(record.flags, 7u);
+  EXPECT_EQ(deliveries(ERR_ERROR), 2u);
+  EXPECT_EQ(twice(ERR_unmask, &record), std::pair(1, 0));
+  EXPECT_EQ(record.flags, 6u);
+  EXPECT_EQ(twice(ERR_mask_s, ERR_FATAL), std::pair(0, 1));
+  EXPECT_EQ(deliveries(ERR_FATAL), 0u);
+  EXPECT_EQ(deliveries(ERR_ERROR), 3u);
+  EXPECT_EQ(twice(ERR_unmask_s, ERR_FATAL), std::pair(1, 0));
+  for (const uint32_t category : {5u, 256u, UINT32_MAX}) {  // there are five
+    EXPECT_EQ(twice(ERR_mask_s, category), std::pair(0, 0));
+    EXPECT_EQ(ERR_unmask_s(category), 0);
+  }
+  EXPECT_EQ(deliveries(ERR_ERROR), 3u);
+}
+
+TEST_F(Masks, of_all_reports_suppress_everything_but_the_count_of_records) {
+  EXPECT_EQ(ERR_mask(nullptr), 0);
+  EXPECT_EQ(ERR_mask(nullptr), 1);
+  for (uint8_t category = 0; category < 5; ++category) EXPECT_EQ(deliveries(category), 0u);
+  EXPECT_EQ(record.count, 5u);
+  EXPECT_EQ(ERR_stats(-1), 5u);
+  EXPECT_EQ(ERR_last(0), nullptr);
+  EXPECT_EQ(ERR_unmask(nullptr), 1);
+  EXPECT_EQ(ERR_unmask(nullptr), 0);
+  EXPECT_EQ(deliveries(ERR_INFORMATION), 3u);
+}
+
+// ---- Templates
+
+class Template : public FreshErrors {};
+
+template <class... Args>
+std::string formatted(const char* message_template, Args... args) {
+  ERR_RECORD record = record_of(ERR_ERROR, "name", message_template);
+  char buffer[2048];
+  std::memset(buffer, '!', sizeof(buffer));
+  EXPECT_EQ(ERR_format(buffer, &record, args...), buffer);
+  return buffer;
+}
+
+TEST_F(Template, puts_in_its_arguments_and_copies_what_it_does_not_know) {
+  EXPECT_EQ(formatted("%c%d", 7), "7");
+  EXPECT_EQ(formatted("%s: row %d of %f%%", "a.png", INT32_MIN, -2.5),
+            "a.png: row -2147483648 of -2.500000%");
+  EXPECT_EQ(formatted("%s", static_cast<const char*>(nullptr)), "(null)");
+  EXPECT_EQ(formatted("%s|%d", "%d%n", 1), "%d%n|1");
+  EXPECT_EQ(formatted("%x%5d%ld%", 1), "%x%5d%ld%");
+  EXPECT_EQ(formatted("%"), "%");
+  EXPECT_EQ(formatted("%%%"), "%%");
+  EXPECT_EQ(formatted(""), "");
+  EXPECT_EQ(formatted(nullptr), "");
+  const std::string longest = formatted("%f", std::numeric_limits<double>::lowest());
+  EXPECT_EQ(longest.size(), 317u);
+  EXPECT_EQ(formatted("%s%s", longest.c_str(), longest.c_str()), longest + longest);
+}
+
+TEST_F(Template, leaves_the_buffer_alone_while_anything_masks_it) {
+  ERR_RECORD record = record_of(ERR_ERROR, "name", "text");
+  ERR_RECORD* const all = nullptr;
+  const auto formatted_text = [&] {
+    char buffer[8] = "before";
+    ERR_format(buffer, &record);
+    return std::string(buffer);
+  };
+  for (ERR_RECORD* masked : {&record, all}) {
+    ERR_mask(masked);
+    EXPECT_EQ(formatted_text(), "before");
+    ERR_unmask(masked);
+    EXPECT_EQ(formatted_text(), "text");
+  }
+  ERR_mask_s(ERR_ERROR);
+  EXPECT_EQ(formatted_text(), "before");
+}
+
+TEST_F(Template, shows_placeholders_by_name_while_there_are_names_then_by_type) {
+  const char* none[] = {nullptr};
+  const char* two[] = {"path", "line", nullptr};
+  const struct {
+    const char* message_template;
+    const char** names;
+    const char* expected;
+  } rows[] = {{"%s at %d%%", nullptr, "<string> at <integer>%"},
+              {"%s at %d%%", none, "<string> at <integer>%"},
+              {"%c %f %q", nullptr, "<character> <real> <unknown type>"},
+              {"%s at %d%%, %f %d", two, "<path> at <line>%, <real> <integer>"},
+              {"%% %c %s", two, "% <path> <line>"},
+              {"100%", two, "100%"},
+              {"", two, "before"},
+              {nullptr, two, "before"}};
+  for (const auto& row : rows) {
+    ERR_RECORD record = record_of(ERR_ERROR, "name", row.message_template);
+    record.argument_names = row.names;
+    char buffer[128] = "before";
+    EXPECT_EQ(ERR_format_fill(&record, buffer), buffer);
+    EXPECT_STREQ(buffer, row.expected);
+  }
+}
+
+TEST_F(Template, and_all_else_of_a_record_can_be_asked_for) {
+  int words[2] = {};
+  ERR_RECORD record = record_of(ERR_WARNING, "abcd_name", "text");
+  record.count = 9;
+  record.user_word_1 = &words[0];
+  record.user_word_2 = &words[1];
+  ERR_mask(&record);
+  int32_t category = -1, masked = -1;
+  uint32_t count = 0;
+  const void* identity = nullptr;
+  const char* message_template = nullptr;
+  void *word_1 = nullptr, *word_2 = nullptr;
+  ERR_query(&record, &category, &masked, &count, &identity, &message_template, &word_1, &word_2);
+  EXPECT_TRUE(category == ERR_WARNING && masked == 1 && count == 9 && identity == record.identity);
+  EXPECT_STREQ(message_template, "text");
+  EXPECT_TRUE(word_1 == &words[0] && word_2 == &words[1]);
+  ERR_query(&record, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
-// Resource files that are found and read, and those that claim what they do not hold.
+// Resource files that are found and read, claim what they do not hold, are changed and written anew, dumped, and hold
+// the texts of reports.
+#include <cstdio>
 #include <filesystem>
 
 #include "orbbase/platform/platform.h"
@@ -40,12 +42,7 @@ TEST_F(ResourceFiles, lie_in_any_order_and_the_first_live_item_of_a_name_counts)
   EXPECT_EQ(recorder.texts(), "");
   EXPECT_EQ(file->version, 3u);
   EXPECT_TRUE(file->is_update);
-}
-
-TEST_F(ResourceFiles, have_blocks_of_two_sizes) {
-  ORB_RSRC_FILE* file = open_bytes(kByHand);
-  ASSERT_NE(file, nullptr);
-  EXPECT_EQ(file->arena.block_bytes(), 16848u);
+  EXPECT_EQ(file->arena.block_bytes(), 16848u);  // and 520 for a file of no types
   put_file("empty", word(1) + word(0) + word(12));
   file = orb__rsrc_open("empty");
   ASSERT_NE(file, nullptr);
@@ -166,19 +163,11 @@ TEST_F(ResourceFiles, that_cannot_be_read_any_more_say_so) {
   EXPECT_EQ(file_bytes("r"), bytes);
 }
 
-TEST_F(ResourceFiles, may_have_an_item_of_all_their_bytes) {
-  const std::string bytes =
-      word(1) + word(1) + word(12) + "TEXT" + word(1) + word(24) + half(0) + word(0) + word(34);
-  ORB_RSRC_FILE* file = open_bytes(bytes);
-  ASSERT_NE(file, nullptr);
-  EXPECT_EQ(loaded(file, kText, ""), bytes);
-}
-
 TEST_F(ResourceFiles, whose_items_share_their_bytes_load_no_more_than_the_file_has) {
   std::string list;
   for (char name = 'a'; name < 'd'; ++name) list += half(1) + name + word(0) + word(50);
   ORB_RSRC_FILE* file = open_bytes(word(1) + word(1) + word(12) + "TEXT" + word(3) + word(24) + list +
-                                   std::string(50, 'x'));  // 107 bytes
+                                   std::string(43, 'x'));  // 100 bytes
   ASSERT_NE(file, nullptr);
   EXPECT_EQ(loaded(file, kText, "a").size(), 50u);
   EXPECT_EQ(loaded(file, kText, "b").size(), 50u);
@@ -208,6 +197,197 @@ TEST_F(ResourceFiles, are_looked_for_along_the_search_list) {
   EXPECT_EQ(recorder.texts(),
             "Cannot open resource file none; No such file or directory\n"
             "Cannot open resource file r; Is a directory");
+}
+
+// ---- Changed and written anew
+
+constexpr uint32_t kNew = 0x4E455720;  // "NEW "
+const std::vector<TypeOfItems> kThreeTypes = {{kText, {{"b", "22"}, {"d", "4444"}}},
+                                              {kError, {{"gone", "text"}}},
+                                              {kNew - 1, {{"flag", "F", 1U << 24}}}};
+
+bool add(ORB_RSRC_FILE* file, uint32_t code, const std::string& name, const std::string& data) {
+  return orb__rsrc_add(file, code, name.c_str(), data.data(), data.size()) != 0;
+}
+
+TEST_F(ResourceFiles, are_saved_in_order_without_what_was_deleted_and_cut_at_their_end) {
+  ORB_RSRC_FILE* file = open_bytes(resource_bytes(kThreeTypes) + std::string(100, 'z'));
+  ASSERT_NE(file, nullptr);
+  EXPECT_TRUE(add(file, kText, "c", "333") && add(file, kNew, "second", "S") && add(file, kText, "a", ""));
+  EXPECT_TRUE(add(file, kNew, "first", "F1"));
+  EXPECT_EQ(orb__rsrc_delete(file, kError, "gone"), 1);
+  EXPECT_EQ(orb__rsrc_delete(file, kError, "gone"), 0);
+  EXPECT_EQ(orb__rsrc_delete(file, kText, "d"), 1);
+  EXPECT_TRUE(add(file, kText, "d", "new"));
+  EXPECT_EQ(loaded(file, kText, "d") + loaded(file, kText, "c") + loaded(file, kText, "a"), "new333");
+  const std::string expected = resource_bytes({{kText, {{"a", ""}, {"b", "22"}, {"c", "333"}, {"d", "new"}}},
+                                               {kNew, {{"first", "F1"}, {"second", "S"}}}});
+  EXPECT_EQ(orb__rsrc_save(file), 1) << recorder.texts();
+  EXPECT_EQ(file_bytes("r"), expected);
+  EXPECT_EQ(orb__rsrc_close("r", 1), 1);  // again, from memory
+  EXPECT_EQ(file_bytes("r"), expected);
+  file = orb__rsrc_open("r");
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(orb__rsrc_delete(file, kText, "a") + orb__rsrc_delete(file, kText, "d"), 2);
+  EXPECT_EQ(orb__rsrc_close("r", 0), 1);  // not asked to save
+  EXPECT_EQ(file_bytes("r"), expected);
+  EXPECT_EQ(recorder.texts(), "");
+}
+
+TEST_F(ResourceFiles, take_items_up_to_the_largest_and_refuse_what_is_beyond) {
+  ORB_RSRC_FILE* file = open_bytes(resource_bytes(kThreeTypes));
+  ASSERT_NE(file, nullptr);
+  const std::string data(0xFFFFFF, 'd');
+  const std::string name(0xFFFF, 'n');
+  const struct {
+    uint32_t code;
+    std::string name, data;
+  } refused[] = {{kText, "n", data + "d"}, {kText, name + "n", ""}, {0, "n", ""}, {kText, "b", ""}};
+  for (const auto& row : refused) {
+    recorder.clear();
+    EXPECT_FALSE(add(file, row.code, row.name, row.data)) << row.name.size();
+    EXPECT_EQ(recorder.reports.size(), 1u);
+    EXPECT_EQ(orb__err, ORB_E_HANDLE);
+  }
+  EXPECT_TRUE(add(file, kText, name, data));
+  EXPECT_FALSE(add(file, kText, name, data));  // there already, though not yet saved
+  EXPECT_EQ(orb__rsrc_close("r", 1), 1);
+  file = orb__rsrc_open("r");
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(loaded(file, kText, name.c_str()), data);
+  EXPECT_EQ(loaded(file, kText, "d"), "4444");
+}
+
+// Whatever fails is reported as such, and as long as nothing was written the file is the old one.
+TEST_F(ResourceFiles, survive_the_failure_of_any_allocation) {
+  const std::string before = resource_bytes({{kText, {{"b", std::string(20000, 'b')}, {"d", "4"}}}});
+  for (int nth = 1;; ++nth) {
+    put_file("dir-r", before);
+    orb__err = 0;
+    FailAllocation fail(nth);
+    const bool is_started = orb__rsrc_init(nullptr, nullptr) && orb__rsrc_search("dir-");
+    ORB_RSRC_FILE* file = is_started ? orb__rsrc_open("r") : nullptr;
+    const bool is_changed = file && orb__rsrc_load(file, kText, "b", nullptr) &&
+                            add(file, kText, "c", "333") && add(file, kNew, "n", std::string(20000, 'n')) &&
+                            orb__rsrc_delete(file, kText, "b");
+    const bool is_saved = orb__rsrc_close("r", is_changed) && is_changed;
+    if (!fail.happened()) {
+      EXPECT_TRUE(is_started && is_saved);
+      EXPECT_GT(nth, 8);
+      break;
+    }
+    // Some run-time libraries take memory for a stream through the same door, and do without it.
+    const bool is_whole = is_started && is_saved;
+    EXPECT_EQ(orb__err, is_whole ? ORB_OK : ORB_E_MEMORY) << nth;
+    EXPECT_EQ(recorder.texts(), is_whole ? "" : "No more internal memory") << nth;
+    EXPECT_TRUE(is_saved || file_bytes("dir-r") == before) << nth;
+    recorder.clear();
+  }
+}
+
+// ---- Shown
+
+void append_line(const char* line, void* text) {
+  *static_cast<std::string*>(text) += std::string(line) + "\n";
+}
+
+TEST_F(ResourceFiles, are_dumped_line_by_line) {
+  std::string dump;
+  orb__rsrc_init(append_line, &dump);
+  orb__rsrc_search("./");
+  const std::string long_name(300, 'n');
+  put_file("r", resource_bytes({{kText, {{"a", "12", 1U << 24}, {long_name, ""}}}}));
+  ORB_RSRC_FILE* file = orb__rsrc_open("r");
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(orb__rsrc_dump(file, 0), 1);
+  char none[32];
+  std::snprintf(none, sizeof(none), "%p", static_cast<void*>(nullptr));  // as the system prints it
+  const auto resource = [&](const std::string& name, int offset, int bytes) {
+    return "\t\tRESOURCE\n\t\t\tname           : " + name +
+           "\n\t\t\toffset         : " + std::to_string(offset) + "\n\t\t\tdata           : " + none +
+           "\n\t\t\tsize           : " + std::to_string(bytes) + "\n";
+  };
+  EXPECT_EQ(
+      dump,
+      "Resource file\n\tFile spec      : r\n\tFile name      : r\n\tversion        : 7\toffset         : "
+      "335\n\tupdate         : 1\tNumber of types: 1\n"
+      "\tTYPE\n\t\tcode           : TEXT\n\t\tstatus         : 0\n\t\tnResources     : 2\n"
+      "\t\tnResources(q)  : 0\n\t\toffset         : 14\n" +
+          resource("(DELETED)", 12, 2) + resource(long_name, 14, 0));
+
+  dump.clear();
+  {
+    const FailAllocation fail(1);  // the long name's line, the last but what is behind it
+    EXPECT_EQ(orb__rsrc_dump(file, 0), 0);
+    EXPECT_EQ(orb__err, ORB_E_MEMORY);
+  }
+  EXPECT_TRUE(dump.ends_with(resource("(DELETED)", 12, 2) + "\t\tRESOURCE\n")) << dump;
+  ORB_RSRC_ITEM item = {};
+  EXPECT_EQ(orb__rsrc_find(file, kText, "none", &item), 0);
+  EXPECT_EQ(orb__rsrc_find(file, kText, long_name.c_str(), nullptr), 1);
+  EXPECT_EQ(orb__rsrc_find(file, kText, long_name.c_str(), &item), 1);
+  EXPECT_EQ(item.offset, 14u);
+
+  ASSERT_EQ(orb__rsrc_add(file, kError, "new", "xyz", 3), 1);
+  ASSERT_EQ(orb__rsrc_add(file, kText, "b", "", 0), 1);
+  dump.clear();
+  EXPECT_EQ(orb__rsrc_dump(file, 1), 1);
+  for (const char* part :
+       {"Number of types: 1\n\tfilePointer    : ", "\n\tmemID          : ",
+        "\n\tnTypes         : 1\n\tnTypes(queue)  : 1\n\tTYPE\n",
+        "nResources     : 2\n\t\tnResources(q)  : 1\n",
+        "\tTYPE\n\t\tcode           : ERRO\n\t\tstatus         : 1\n\t\tnResources     : 0\n"
+        "\t\tnResources(q)  : 1\n\t\toffset         : 0\n"}) {
+    EXPECT_NE(dump.find(part), std::string::npos) << part << "\n" << dump;
+  }
+}
+
+std::string heard;  // in static storage: these handlers get no user data
+
+int32_t hear(const void* identity, uint8_t category, const char* message, ERR_RECORD* record,
+             void* user_data) {
+  heard = std::string(static_cast<const char*>(identity)) + "," + std::to_string(category) + "," + message +
+          (record || user_data ? ", and more" : "");
+  return 0;
+}
+
+TEST_F(ResourceFiles, hold_the_texts_of_reports) {
+  put_file("first",
+           resource_bytes({{kError, {{"disk", "%s: %d%% of %f%c"}, {"long", std::string(300, 'x')}}}}));
+  put_file("second", resource_bytes({{kError, {{"disk", "other"}, {"none", "second"}}}}));
+  ASSERT_TRUE(orb__rsrc_open("first") && orb__rsrc_open("second"));
+  ERR_mask(nullptr);  // on purpose without effect
+  ERR_dcl_handler(nullptr, hear, &recorder);
+  EXPECT_EQ(orb__rsrc_report("disk", "sdf", "sda", 7, 0.5), 1);
+  EXPECT_EQ(heard, "disk,3,sda: 7% of 0.500000");
+  EXPECT_EQ(orb__rsrc_report("none", ""), 1);
+  EXPECT_EQ(heard, "none,3,second");
+  EXPECT_EQ(orb__rsrc_report("long", "d", 1), 1);
+  EXPECT_EQ(heard, "long,3," + std::string(252, 'x') + "...");
+  heard.clear();
+  EXPECT_EQ(orb__rsrc_report("absent", ""), 0);
+  {
+    const FailAllocation fail(1);
+    EXPECT_EQ(orb__rsrc_report("long", ""), 0);
+    EXPECT_EQ(orb__err, ORB_E_MEMORY);
+  }
+  EXPECT_EQ(heard, "");
+  ERR_unmask(nullptr);
+  ERR_can_handler(nullptr);
+  EXPECT_EQ(ERR_stats(-1), 0u);
+}
+
+TEST_F(ResourceFiles, cannot_make_a_report_read_arguments_that_were_not_given) {
+  put_file("r", resource_bytes({{kError, {{"few", "%d%s"}, {"kind", "%s"}, {"fine", "%%s %x%c %d"}}}}));
+  ASSERT_NE(orb__rsrc_open("r"), nullptr);
+  EXPECT_EQ(orb__rsrc_report("few", "d", 1), 0);
+  EXPECT_EQ(orb__rsrc_report("kind", "d", 1), 0);
+  EXPECT_EQ(orb__err, ORB_E_FORMAT);
+  EXPECT_EQ(recorder.reports.size(), 2u);
+  ERR_dcl_handler(nullptr, hear, nullptr);
+  EXPECT_EQ(orb__rsrc_report("fine", "d", 1), 1);
+  EXPECT_EQ(heard, "fine,3,%s %x 1");
+  ERR_can_handler(nullptr);
 }
 
 }  // namespace

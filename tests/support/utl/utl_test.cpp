@@ -1,14 +1,20 @@
-// The checked allocator: what it says of blocks, bounds and releases.
+// The checked allocator: what it says of blocks, bounds and releases; and the allocation trace.
 #include <gtest/gtest.h>
 
-#include <array>
+#include <cinttypes>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "orbbase/support/err.h"
 #include "orbbase/support/utl.h"
 #include "orbbase/support/utl/block_index.h"
 #include "orbbase/support/utl/messages.h"
+#include "tests/support/environment.h"
 #include "tests/support/fail_allocation.h"
 
 namespace {
@@ -55,26 +61,16 @@ std::string warning(const char* text) { return std::string("WARNING: ") + text +
 TEST(CheckedBlocks, BoundsAreThoseOfTheBlock) {
   User user;
   auto* block = static_cast<char*>(UTL_malloc(40, 4));
-  const struct {
-    int64_t offset;
-    std::string heard;
-  } pointers[] = {
-      {0, ""}, {39, ""}, {40, fatal("Ptr exceeds upper bound.")}, {-1, fatal("Ptr exceeds lower bound.")}};
-  for (const auto& c : pointers) {
-    char* pointer = reinterpret_cast<char*>(reinterpret_cast<intptr_t>(block) + c.offset);
+  const std::string above = fatal("Ptr exceeds upper bound."), below = fatal("Ptr exceeds lower bound.");
+  for (const auto& [offset, heard] : {std::pair(0, std::string()), {39, ""}, {40, above}, {-1, below}}) {
+    char* pointer = reinterpret_cast<char*>(reinterpret_cast<intptr_t>(block) + offset);
     EXPECT_EQ(UTL_check_pointer(block, pointer), pointer);
-    EXPECT_EQ(user.heard(), c.heard) << c.offset;
+    EXPECT_EQ(user.heard(), heard) << offset;
   }
-  const struct {
-    int32_t index;
-    std::string heard;
-  } indexes[] = {{9, ""},
-                 {10, fatal("Ptr exceeds upper bound.")},
-                 {-1, fatal("Ptr exceeds lower bound.")},
-                 {INT32_MAX, fatal("Ptr exceeds upper bound.")}};
-  for (const auto& c : indexes) {
-    EXPECT_EQ(UTL_check_index(block, c.index), c.index);
-    EXPECT_EQ(user.heard(), c.heard) << c.index;
+  for (const auto& [index, heard] :
+       {std::pair(9, std::string()), {10, above}, {-1, below}, {INT32_MAX, above}}) {
+    EXPECT_EQ(UTL_check_index(block, index), index);
+    EXPECT_EQ(user.heard(), heard) << index;
   }
 }
 
@@ -83,59 +79,50 @@ TEST(CheckedBlocks, SizesThatAreNoMultipleAreQuestioned) {
   EXPECT_NE(UTL_malloc(10, 4), nullptr);
   EXPECT_EQ(user.heard(), fatal("Module not a multiple of size in malloc."));
   EXPECT_NE(UTL_malloc(10, 0), nullptr);
+  void* const empty = UTL_malloc(0, 4);  // blocks too
+  void* const moved = UTL_realloc(empty, 0, 4);
+  EXPECT_TRUE(empty && moved);
+  EXPECT_EQ(UTL_free(moved), 0);
   EXPECT_EQ(user.heard(), "");
 }
 
-TEST(CheckedBlocks, ReleasedTwiceIsReported) {
+TEST(CheckedBlocks, ReleasedTwiceIsReportedAndResizedOnesAreKnownUnderTheirNewBase) {
   User user;
-  void* block = UTL_malloc(8, 8);
+  void* block = UTL_malloc(16, 8);
   EXPECT_EQ(UTL_free(block), 0);
-  EXPECT_EQ(user.heard(), "");
   EXPECT_EQ(UTL_check_index(block, 0), 0);  // still known
+  EXPECT_EQ(user.heard(), "");
   EXPECT_EQ(UTL_free(block), 0);
   EXPECT_EQ(user.heard(), warning("Ptr previously freed."));
-}
-
-TEST(CheckedBlocks, UnknownBasesAreReportedByEveryCall) {
-  User user;
-  char stranger[4];
-  const std::string unknown = warning("Base pointer not in database.");
-  UTL_free(stranger);
-  EXPECT_EQ(user.heard(), unknown);
-  EXPECT_EQ(UTL_check_pointer(stranger, stranger + 1), stranger + 1);
-  EXPECT_EQ(user.heard(), unknown);
-  EXPECT_EQ(UTL_check_index(nullptr, 1), 1);
-  EXPECT_EQ(user.heard(), unknown);
-  EXPECT_EQ(UTL_realloc(stranger, 10, 1), stranger);
-  EXPECT_EQ(user.heard(), unknown);
-}
-
-TEST(CheckedBlocks, ResizedBlocksAreKnownUnderTheirNewBase) {
-  User user;
-  void* block = UTL_malloc(16, 1);
-  UTL_free(block);
   void* moved = UTL_realloc(block, 1 << 20, 2);
   EXPECT_EQ(UTL_check_index(moved, (1 << 19) - 1), (1 << 19) - 1);
-  EXPECT_EQ(user.heard(), "");
   UTL_free(moved);  // live again since it was resized
   EXPECT_EQ(user.heard(), "");
   UTL_check_index(moved, 1 << 19);
   EXPECT_EQ(user.heard(), fatal("Ptr exceeds upper bound."));
 }
 
+TEST(CheckedBlocks, UnknownBasesAreReportedByEveryCall) {
+  User user;
+  char stranger[4];
+  UTL_free(stranger);
+  EXPECT_EQ(UTL_check_pointer(stranger, stranger + 1), stranger + 1);
+  EXPECT_EQ(UTL_check_index(nullptr, 1), 1);
+  EXPECT_EQ(UTL_realloc(stranger, 10, 1), stranger);
+  const std::string unknown = warning("Base pointer not in database.");
+  EXPECT_EQ(user.heard(), unknown + unknown + unknown + unknown);
+}
+
 TEST(CheckedBlocks, DeniedMemoryIsAQuestionAndANull) {
   User user;
   void* block = UTL_malloc(16, 1);
   {
-    const FailAllocation fault(1);
+    const FailAllocation fault(1, FailAllocation::Mode::from_there_on);
     EXPECT_EQ(UTL_malloc(16, 1), nullptr);
-  }
-  EXPECT_EQ(user.heard(), fatal("malloc has denied memory request."));
-  {
-    const FailAllocation fault(1);
     EXPECT_EQ(UTL_realloc(block, 64, 1), nullptr);
   }
-  EXPECT_EQ(user.heard(), fatal("Ptr request denied in realloc."));
+  EXPECT_EQ(user.heard(),
+            fatal("malloc has denied memory request.") + fatal("Ptr request denied in realloc."));
   EXPECT_EQ(UTL_check_index(block, 15), 15);
   EXPECT_EQ(user.heard(), "");
 }
@@ -178,14 +165,6 @@ TEST(CheckedBlocksDeathTest, AnythingButYesAborts) {
 }
 #endif
 
-TEST(CheckedBlocks, of_no_bytes_are_blocks_too) {
-  void* const block = UTL_malloc(0, 4);
-  ASSERT_NE(block, nullptr);
-  void* const moved = UTL_realloc(block, 0, 4);
-  EXPECT_NE(moved, nullptr);
-  EXPECT_EQ(UTL_free(moved), 0);
-}
-
 TEST(BlockIndex, keeps_the_first_entry_of_a_base_until_it_goes) {
   static orb::utl::BlockIndex index;  // never given back
   const char bases[600] = {};
@@ -205,5 +184,79 @@ TEST(BlockIndex, keeps_the_first_entry_of_a_base_until_it_goes) {
   EXPECT_EQ(index.find(bases + 599), 599u);
   EXPECT_EQ(index.find(bases + 499), 499u);
 }
+
+// ---- The trace
+
+std::string trace_text() {
+  std::ifstream file(".memstat");
+  std::stringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+std::string line(const char* format, auto... arguments) {
+  char text[200];
+  std::snprintf(text, sizeof text, format, arguments...);
+  return text;
+}
+
+TEST(Trace, WritesALineForEveryCallWhileItIsOn) {
+  ERR_free(utl__hooks.allocate(10, "before"));
+  ASSERT_EQ(UTL_trace_on(), 1);
+  void* block = utl__hooks.allocate(10, "rows");
+  const std::string first = line("%p", block);
+  void* moved = utl__hooks.reallocate(block, 100000, "rows");
+  std::string expected = "malloc: ptr " + first + " size 10 name rows\n";
+  expected += "realloc: ptr from " + first + line(" to %p size 100000 name rows\n", moved);
+  expected += line("free: ptr %p name: (null)\n", moved);
+  EXPECT_EQ(utl__hooks.release(moved, nullptr), 1);
+  EXPECT_EQ(UTL_trace_off(), 1);
+  EXPECT_EQ(trace_text(), expected);
+  utl__hooks.release(utl__hooks.allocate(10, "after"), "after");
+  EXPECT_EQ(trace_text(), expected);
+}
+
+TEST(Trace, NestsAndEndsWithItsLastCall) {
+  EXPECT_EQ(UTL_trace_off(), 1);  // none is on
+  UTL_trace_on();
+  UTL_trace_on();
+  UTL_trace_off();
+  utl__hooks.release(utl__hooks.allocate(1, "still traced"), "x");
+  UTL_trace_off();
+  EXPECT_NE(trace_text().find("still traced"), std::string::npos);
+  UTL_trace_on();  // begins a new file
+  UTL_trace_off();
+  EXPECT_EQ(trace_text(), "");
+}
+
+TEST(Trace, FileThatCannotBeMadeIsToldAndTheHooksStillWork) {
+  std::filesystem::create_directory(".memstat");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(UTL_trace_on(), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), " yow - can't open vm stat file\n");
+  EXPECT_EQ(utl__hooks.release(utl__hooks.allocate(1, "x"), "x"), 1);
+  EXPECT_EQ(UTL_trace_off(), 1);
+}
+
+TEST(Trace, ReportRunsTheToolBehindTheFolder) {
+  const orb::testing::Environment environment("QV_BIN_DIR", "echo>>ran ");
+  UTL_trace_on();
+  utl__hooks.release(utl__hooks.allocate(1, "flushed"), "x");
+  EXPECT_EQ(UTL_trace_report(), 1);
+  EXPECT_NE(trace_text().find("flushed"), std::string::npos);
+  UTL_trace_off();
+  std::ifstream ran("ran");
+  std::string words;
+  std::getline(ran, words);
+  EXPECT_EQ(words.substr(0, 13), "tools/memstat");
+}
+
+#if GTEST_HAS_DEATH_TEST
+TEST(TraceDeathTest, ReportWithoutTheFolderEndsTheProcess) {
+  const orb::testing::Environment environment("QV_BIN_DIR", nullptr);
+  EXPECT_EXIT(UTL_trace_report(), testing::ExitedWithCode(0),
+              "set brightmoor environment variables, please.");
+}
+#endif
 
 }  // namespace
