@@ -5,14 +5,8 @@
 #include <memory>
 
 #include "orbbase/response.h"
-#include "orbbase/support/err.h"
-#include "tests/support/fail_allocation.h"
-#include "tests/support/report_recorder.h"
 
 namespace {
-
-using orb::testing::FailAllocation;
-using orb::testing::ReportRecorder;
 
 struct Done {
   void operator()(void* table) const { ORB_gamma_done(table); }
@@ -71,21 +65,6 @@ TEST(Gamma, integer_tables_stay_in_their_range_for_any_gamma) {
       EXPECT_LE(tof[i], static_cast<float>(i)) << gamma;
     }
   }
-}
-
-TEST(Gamma, tables_without_memory_are_null_with_a_code) {
-  void* (*const makers[])() = {
-      []() -> void* { return ORB_gamma_btof(2.2f); }, []() -> void* { return ORB_gamma_btos(2.2f); },
-      []() -> void* { return ORB_gamma_tob(2.2f); }, []() -> void* { return ORB_gamma_tof(2.2f); }};
-  for (const auto make : makers) {
-    ReportRecorder recorder;
-    orb__err = 0;
-    FailAllocation fail(1);
-    EXPECT_EQ(make(), nullptr);
-    EXPECT_EQ(orb__err, -10);
-    EXPECT_EQ(recorder.texts(), "No more internal memory");
-  }
-  EXPECT_EQ(ORB_gamma_done(nullptr), 1);
 }
 
 }  // namespace

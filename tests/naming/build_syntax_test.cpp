@@ -9,48 +9,73 @@
 
 namespace {
 
-using orb::testing::build;
-using orb::testing::Built;
-using orb::testing::Plugins;
-using orb::testing::Request;
+using namespace orb::testing;
 
 constexpr const char* kUsual = "name.####.ext";
 
-struct Row {
+constexpr struct {
   Request request;
   const char* path;
   int32_t frame = -1;
+} kBuilt[] = {
+    // a frame, a wildcard or a printf pattern
+    {{kUsual, "shot.0007.rla"}, "shot.0007.rla", 7},
+    {{kUsual, "shot.0007.rla", 12}, "shot.0012.rla", 7},
+    {{kUsual, "shot.0007.rla", -1, 1}, "shot.*.rla", 7},
+    {{kUsual, "shot.0007.rla", -1, 2}, "shot.%04d.rla", 7},
+    {{kUsual, "shot.0007.rla", 12, 3}, "shot.0012.rla", 7},
+    {{kUsual, "shot.0007.rla", 12, -1}, "shot.0012.rla", 7},
+    {{kUsual, "shot.0007.rla", 10000}, "shot.10000.rla", 7},
+    {{kUsual, "shot.0007.rla", -5}, "shot.-005.rla", 7},
+    {{kUsual, "a%d/sh%t.0007.rla", 12}, "a%d/sh%t.0012.rla", 7},
+    {{kUsual, "a%d/sh%t.0007.rla", 12, 1}, "a%d/sh%t.*.rla", 7},
+    {{kUsual, "a%d/sh%t.0007.rla", 12, 2}, "a%%d/sh%%t.%04d.rla", 7},
+    {{"name%#.ext", "sh%7.r%a", 12, 2, 0, "mem", "r%a"}, "sh%%%01d.r%%a", 7},
+    {{"name.ext", "a.1/shot.rla", 12}, "a.1/shot.rla"},
+    // the frame among other digits and separators
+    {{kUsual, "plate_v002.1001.rla"}, "plate_v002.1001.rla", 1001},
+    {{kUsual, "a.b.1.c.0007.rla"}, "a.b.1.c.0007.rla", 7},
+    {{"name####.ext", "plate_v002.1001.rla", 5}, "plate_v002.0005.rla", 1001},
+    {{"name_####.ext", "a_1_2_3.rla", 5}, "a_1_2_5.rla", 3},
+    {{"####name.ext", "12shot34.rla", 5}, "05shot34.rla", 12},
+    {{"name####name.ext", "a1b22c.rla", 5}, "a1b05c.rla", 22},
+    {{kUsual, ".0007.rla"}, ".0007.rla", 7},
+    {{kUsual, "1.2.3.4.5.6.7.8.9.rla"}, "1.2.3.4.5.6.7.8.9.rla", 9},
+    {{"name-ext.####", "a-rla-rla.0007"}, "a-rla-rla.0007", 7},
+    {{"ext.####", "rla.0007", 8}, "rla.0008", 7},
+    {{"#", "dir/7", 8}, "dir/8", 7},
+    {{kUsual, "rla.rla.0007.rla"}, "rla.rla.0007.rla", 7},
+    {{"name.ext", "rla_x.rla"}, "rla_x.rla"},
+    // a field behind a frame at the end
+    {{"name.ext.####", "s.rla.0007e", 12}, "s.rla.0012e", 7},
+    {{"name.ext.####", "s.rla.0007o", 12, 2}, "s.rla.%04do", 7},
+    {{"name.ext.####", "s.rla.0007o", 12, 1}, "s.rla.*", 7},
+    // a frame that the name lacks
+    {{kUsual, "shot.rla"}, "shot.0001.rla"},
+    {{kUsual, "shot.rla", 12}, "shot.0012.rla"},
+    {{kUsual, "shot.rla", 12, 1}, "shot.*.rla"},
+    {{kUsual, "shot.rla", 12, 2}, "shot.%04d.rla"},
+    {{kUsual, "shot.v2.rla", 12}, "shot.v2.0012.rla"},
+    {{kUsual, "shot.2k.rla", 12}, "shot.2k.0012.rla"},
+    {{kUsual, "scan.20240131123456.rla", 12}, "scan.20240131123456.0012.rla"},
+    {{kUsual, "s.2147483648.rla", 3}, "s.2147483648.0003.rla"},
+    {{kUsual, "s.2147483647.rla"}, "s.2147483647.rla", 2147483647},
+    {{"name####.ext", "shot.rla", 12}, "shot0012.rla"},
+    {{"name.####name.ext", "a.b.rla", 12}, "a.b.0012.rla"},
+    {{"name.ext####", "shot.rla", 12}, "shot.rla0012"},
 };
 
-void expect_paths(std::initializer_list<Row> rows) {
-  for (Row row : rows) {
-    if (!row.request.extension) row.request.extension = "rla";
-    const Built built = build(row.request);
-    const auto& asked = row.request;
+TEST(BuildWithSyntax, finds_writes_or_adds_the_frame) {
+  for (const auto& row : kBuilt) {
+    Request asked = row.request;
+    if (!asked.extension) asked.extension = "rla";
+    const Built built = build(asked);
     const std::string label = std::string(asked.syntax) + " " + asked.name + " " +
                               std::to_string(asked.frame) + " mode " + std::to_string(asked.mode);
     EXPECT_EQ(built.code, 0) << label;
     EXPECT_EQ(built.path, row.path) << label;
     EXPECT_EQ(built.frame, row.frame) << label;
   }
-}
-
-TEST(BuildWithSyntax, serves_a_frame_a_wildcard_or_a_printf_pattern) {
-  expect_paths({
-      {{kUsual, "shot.0007.rla"}, "shot.0007.rla", 7},
-      {{kUsual, "shot.0007.rla", 12}, "shot.0012.rla", 7},
-      {{kUsual, "shot.0007.rla", -1, 1}, "shot.*.rla", 7},
-      {{kUsual, "shot.0007.rla", -1, 2}, "shot.%04d.rla", 7},
-      {{kUsual, "shot.0007.rla", 12, 3}, "shot.0012.rla", 7},
-      {{kUsual, "shot.0007.rla", 12, -1}, "shot.0012.rla", 7},
-      {{kUsual, "shot.0007.rla", 10000}, "shot.10000.rla", 7},
-      {{kUsual, "shot.0007.rla", -5}, "shot.-005.rla", 7},
-      {{kUsual, "a%d/sh%t.0007.rla", 12}, "a%d/sh%t.0012.rla", 7},
-      {{kUsual, "a%d/sh%t.0007.rla", 12, 1}, "a%d/sh%t.*.rla", 7},
-      {{kUsual, "a%d/sh%t.0007.rla", 12, 2}, "a%%d/sh%%t.%04d.rla", 7},
-      {{"name%#.ext", "sh%7.r%a", 12, 2, 0, "mem", "r%a"}, "sh%%%01d.r%%a", 7},
-      {{"name.ext", "a.1/shot.rla", 12}, "a.1/shot.rla"},
-  });
 }
 
 TEST(BuildWithSyntax, takes_the_width_of_the_digits_or_of_the_syntax) {
@@ -70,49 +95,6 @@ TEST(BuildWithSyntax, takes_the_width_of_the_digits_or_of_the_syntax) {
     EXPECT_EQ(build({row.syntax, row.name, 12, 0, 1, "mem", "rla"}).path, row.kept);
   }
   EXPECT_EQ(build({kUsual, "s.7.rla", -1, 2, 0, "mem", "rla"}).path, "s.%01d.rla");
-}
-
-TEST(BuildWithSyntax, finds_the_frame_among_other_digits_and_separators) {
-  expect_paths({
-      {{kUsual, "plate_v002.1001.rla"}, "plate_v002.1001.rla", 1001},
-      {{kUsual, "a.b.1.c.0007.rla"}, "a.b.1.c.0007.rla", 7},
-      {{"name####.ext", "plate_v002.1001.rla", 5}, "plate_v002.0005.rla", 1001},
-      {{"name_####.ext", "a_1_2_3.rla", 5}, "a_1_2_5.rla", 3},
-      {{"####name.ext", "12shot34.rla", 5}, "05shot34.rla", 12},
-      {{"name####name.ext", "a1b22c.rla", 5}, "a1b05c.rla", 22},
-      {{kUsual, ".0007.rla"}, ".0007.rla", 7},
-      {{kUsual, "1.2.3.4.5.6.7.8.9.rla"}, "1.2.3.4.5.6.7.8.9.rla", 9},
-      {{"name-ext.####", "a-rla-rla.0007"}, "a-rla-rla.0007", 7},
-      {{"ext.####", "rla.0007", 8}, "rla.0008", 7},
-      {{"#", "dir/7", 8}, "dir/8", 7},
-      {{kUsual, "rla.rla.0007.rla"}, "rla.rla.0007.rla", 7},
-      {{"name.ext", "rla_x.rla"}, "rla_x.rla"},
-  });
-}
-
-TEST(BuildWithSyntax, keeps_the_field_of_a_frame_at_the_end) {
-  expect_paths({
-      {{"name.ext.####", "s.rla.0007e", 12}, "s.rla.0012e", 7},
-      {{"name.ext.####", "s.rla.0007o", 12, 2}, "s.rla.%04do", 7},
-      {{"name.ext.####", "s.rla.0007o", 12, 1}, "s.rla.*", 7},
-  });
-}
-
-TEST(BuildWithSyntax, writes_a_frame_that_the_name_lacks) {
-  expect_paths({
-      {{kUsual, "shot.rla"}, "shot.0001.rla"},
-      {{kUsual, "shot.rla", 12}, "shot.0012.rla"},
-      {{kUsual, "shot.rla", 12, 1}, "shot.*.rla"},
-      {{kUsual, "shot.rla", 12, 2}, "shot.%04d.rla"},
-      {{kUsual, "shot.v2.rla", 12}, "shot.v2.0012.rla"},
-      {{kUsual, "shot.2k.rla", 12}, "shot.2k.0012.rla"},
-      {{kUsual, "scan.20240131123456.rla", 12}, "scan.20240131123456.0012.rla"},
-      {{kUsual, "s.2147483648.rla", 3}, "s.2147483648.0003.rla"},
-      {{kUsual, "s.2147483647.rla"}, "s.2147483647.rla", 2147483647},
-      {{"name####.ext", "shot.rla", 12}, "shot0012.rla"},
-      {{"name.####name.ext", "a.b.rla", 12}, "a.b.0012.rla"},
-      {{"name.ext####", "shot.rla", 12}, "shot.rla0012"},
-  });
 }
 
 TEST(BuildWithSyntax, refuses_a_name_that_does_not_fit) {

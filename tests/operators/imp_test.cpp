@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/operators/reduce_oracle.h"
-#include "tests/support/fail_allocation.h"
+#include "tests/support/plugins.h"
 #include "tests/support/report_recorder.h"
 
 namespace {
@@ -67,83 +67,6 @@ TEST(Imp, OpenStartsTheDatabaseAndTheWalkBeginsAtTheFirst) {
   EXPECT_STREQ(IMP_info()->name, "none");
 }
 
-TEST(Imp, DatabaseThatFindsNoMemorySaysSoAndStartsLater) {
-  ORB_init(nullptr, nullptr);
-  for (int64_t nth = 1; nth <= 3; ++nth) {
-    const FailAllocation fault(nth);
-    EXPECT_EQ(IMP_info(), nullptr) << nth;
-    EXPECT_EQ(IMP_status(), -3) << nth;
-  }
-  EXPECT_STREQ(IMP_info()->name, "none");
-  EXPECT_EQ(IMP_status(), 0);
-}
-
-TEST(Imp, GeneratorsRefuseWhatTheyCannotDo) {
-  const struct {
-    const char* what;
-    IMP_PROCESS process;
-    void (*spoil)(Picture&);
-    const char* report;
-  } cases[] = {
-      {"size", {"swatch", -1, 0, 0, nullptr}, [](Picture&) {}, "swatch cannot handle the requested action"},
-      {"levels", {"mipmap", 0, -1, 0, nullptr}, [](Picture&) {}, "mipmap cannot handle the requested action"},
-      {"filter", {"swatch", 3, 0, 1, nullptr}, [](Picture&) {}, "swatch cannot handle the requested action"},
-      {"indices",
-       {"mipmap", 0, 0, 0, nullptr},
-       [](Picture& p) { p.no_channels().group(&ORB_IFD::index, 1, ORB_C_INTEGER, 8); },
-       "mipmap cannot handle image channel type"},
-      {"tables for real samples",
-       {"swatch", 3, 0, 0, nullptr},
-       [](Picture& p) {
-         static uint8_t table[2] = {};
-         static void* tables[] = {table};
-         p.group(&ORB_IFD::color, 3, ORB_C_FLOAT, 32);
-         p.ifds[0].curve = {ORB_CURVE_TABLE, 1.0F, 0, 1, 2, ORB_C_INTEGER, 8, tables};
-       },
-       "swatch cannot handle the requested action"},
-  };
-  for (const auto& c : cases) {
-    Picture picture("spoilt.mem", "mem");
-    c.spoil(picture);
-    const Image image = open_written(picture);
-    ASSERT_TRUE(image) << c.what;
-    const ORB_IMAGE before = *image;
-    const ReportRecorder recorder;
-    EXPECT_EQ(IMP_open(image.get(), &c.process, "r"), nullptr) << c.what;
-    EXPECT_EQ(orb__err, ORB_E_HANDLE) << c.what;
-    EXPECT_EQ(recorder.texts(), c.report) << c.what;
-    EXPECT_EQ(std::memcmp(&before, image.get(), sizeof before), 0) << c.what;
-    EXPECT_EQ(IMP_open(image.get(), &c.process, "w"), nullptr) << c.what;  // open in the other mode
-    EXPECT_EQ(IMP_open(nullptr, &c.process, "r"), nullptr) << c.what;
-  }
-}
-
-TEST(Imp, FailedAllocationsLeaveTheHandleAsItWas) {
-  const Source source(Picture("memory.mem", "mem").window({0, 20, 0, 15}).active({1, 20, 0, 15}));
-  for (const char* type : {"mipmap", "swatch"}) {
-    const IMP_PROCESS process = {type, 4, 0, 0, &source.ifd()};
-    for (const char* access : {"r", "w"}) {
-      Picture file("memory.file", "mem");
-      file.ifds.resize(10);
-      file.ifds.resize(static_cast<size_t>(IMP_plan(&process, &source.ifd(), file.ifds.data(), 10)));
-      const Image image = *access == 'r' ? source.open() : open_to_write(file);
-      const ORB_IMAGE before = *image;
-      IMP_info();
-      int64_t nth = 1;
-      for (bool happened = true; happened; ++nth) {
-        const FailAllocation fault(nth);
-        const ORB_IMAGE* const opened = IMP_open(image.get(), &process, access);
-        happened = fault.happened();
-        EXPECT_EQ(opened, happened ? nullptr : image.get()) << type << access << nth;
-        if (!happened) break;
-        EXPECT_EQ(orb__err, ORB_E_MEMORY) << type << access << nth;
-        EXPECT_EQ(std::memcmp(&before, image.get(), sizeof before), 0) << type << access << nth;
-      }
-      EXPECT_GT(nth, 6);
-    }
-  }
-}
-
 TEST(Imp, PlansGiveAsManyImagesAsThereIsRoomFor) {
   ORB_IFD full = Picture("plan.mem").ifds[0];
   full.window = {-5, 4, 10, 16};
@@ -161,15 +84,127 @@ TEST(Imp, PlansGiveAsManyImagesAsThereIsRoomFor) {
   EXPECT_EQ(images[2].window.right, 0);  // untouched
   full.window = full.active_window = {INT32_MIN, INT32_MIN, INT32_MIN, INT32_MAX};
   EXPECT_EQ(IMP_plan(&process, &full, nullptr, 0), 33);
-  process.type = nullptr;
-  EXPECT_EQ(IMP_plan(&process, &full, images, 3), 1);
-  process.type = "blur";
-  EXPECT_EQ(IMP_plan(&process, &full, images, 3), 0);
-  EXPECT_EQ(orb__err, ORB_E_HANDLE);
-  full.active_window.top = INT32_MIN;
-  full.active_window.bottom = 0;
-  process.type = "swatch";
-  EXPECT_EQ(IMP_plan(&process, &full, images, 3), 0);
+  EXPECT_EQ(IMP_plan(nullptr, &full, images, 3), 1);
+  EXPECT_EQ(images[0].window.left, INT32_MIN);
+  const ReportRecorder recorder;
+  ORB_IFD reversed = full;
+  reversed.active_window.bottom = 0;
+  reversed.active_window.top = INT32_MIN;
+  const struct {
+    IMP_PROCESS process;
+    const ORB_IFD* full;
+    int32_t room, count;
+  } rows[] = {{{nullptr, 0, 0, 0, nullptr}, &full, 1, 1},   {{nullptr, 0, 0, 0, nullptr}, &full, 0, 1},
+              {{"swatch", 4, 0, 0, nullptr}, &full, 0, 1},  {{"swatch", 4, 0, 0, nullptr}, nullptr, 1, 0},
+              {{"swatch", -1, 0, 0, nullptr}, &full, 1, 0}, {{"swatch", 4, 0, 0, nullptr}, &reversed, 1, 0},
+              {{"blur", 0, 0, 0, nullptr}, &full, 1, 0}};
+  for (const auto& row : rows) {
+    orb__err = 0;
+    EXPECT_EQ(IMP_plan(&row.process, row.full, row.room ? images : nullptr, row.room), row.count)
+        << &row - rows;
+    EXPECT_EQ(orb__err, row.count ? 0 : ORB_E_HANDLE) << &row - rows;
+  }
+}
+
+// ---- What all generators make, beside the slow form ----------------------------------------------------
+
+// Empty when the images of a handle are what a process makes of a source.
+std::string compare_made(ORB_IMAGE* image, const Source& source, bool is_pyramid) {
+  if (!is_pyramid) return compare_image(image, reduced_planes(source, image->info.images[0]));
+  const auto levels = pyramid_of(source);
+  if (image->info.image_count != static_cast<int32_t>(levels.size())) return "number of levels";
+  for (int32_t k = 0; k < image->info.image_count; ++k) {
+    ORB__select(image, k);
+    const std::string difference = compare_image(image, levels[static_cast<size_t>(k)]);
+    if (!difference.empty()) return "level " + std::to_string(k) + " " + difference;
+    if (levels.size() > 1 && ORB__select_remove(image) != 1) return "selection stays";
+  }
+  return "";
+}
+
+std::string compare_read(const Source& source, const IMP_PROCESS& process) {
+  const Image image = source.open();
+  if (IMP_open(image.get(), &process, "r") != image.get()) return "code " + std::to_string(orb__err);
+  return compare_made(image.get(), source, process.size == 0);
+}
+
+std::string compare_written(const Source& source, IMP_PROCESS process, const char* key) {
+  Picture file("made.file", key);
+  file.ifds.resize(40);
+  file.ifds.resize(static_cast<size_t>(IMP_plan(&process, &source.ifd(), file.ifds.data(), 40)));
+  process.full = &source.ifd();
+  Image writer = open_to_write(file);
+  if (!writer || IMP_open(writer.get(), &process, "w") != writer.get())
+    return "code " + std::to_string(orb__err);
+  if (writer->info.image_count != 1) return "images for the application";
+  if (window_width(writer->info.images[0]) != window_width(source.ifd())) return "width for the application";
+  if (source.write(writer.get()) != 0) return "rows";
+  if (ORB_close(writer.release()) != 0) return "close";
+  return compare_made(open_to_read(Picture("made.file", key)).get(), source, process.size == 0);
+}
+
+// The same as an RLA file takes it, which knows no negative columns and no other order.
+Source for_rla(const Source& source) {
+  Picture picture = source.picture();
+  picture.ifds[0].orientation = ORB_BOTTOM_UP;
+  for (ORB_WINDOW* window : {&picture.ifds[0].window, &picture.ifds[0].active_window}) {
+    window->left += 3;
+    window->right += 3;
+  }
+  return Source(picture);
+}
+
+TEST(Generators, EveryKindIsTheSlowOneReadAndWritten) {
+  const Plugins plugins({"rla_format"});
+  for (const Source& source : every_kind_of_source()) {
+    const ORB_IFD& ifd = source.ifd();
+    for (const IMP_PROCESS& process : {kMipmap, swatch_of(5), swatch_of(16), swatch_of(22)}) {
+      SCOPED_TRACE(std::string(process.type) + std::to_string(process.size) + " of " +
+                   std::to_string(ifd.color.width) + " bits, gamma " + std::to_string(ifd.curve.gamma));
+      EXPECT_EQ(compare_read(source, process), "");
+      EXPECT_EQ(compare_written(source, process, "mem"), "");
+      if (ifd.curve.kind != ORB_CURVE_GAMMA || !(ifd.curve.gamma >= 0)) continue;
+      EXPECT_EQ(compare_written(for_rla(source), process, "rla"), "");
+    }
+  }
+}
+
+TEST(Generators, EverySizeIsTheSlowOne) {
+  const auto check = [](int32_t width, int32_t height, bool is_upward, float gamma,
+                        const IMP_PROCESS& process) {
+    Picture picture("size.mem", "mem");
+    picture.window({0, width - 1, 0, height - 1}).group(&ORB_IFD::color, 1, ORB_C_INTEGER, 8);
+    if (!is_upward) picture.top_down();
+    picture.ifds[0].curve.gamma = gamma;
+    EXPECT_EQ(compare_read(Source(picture), process), "") << width << " x " << height << process.type;
+  };
+  for (int32_t size = 1; size <= 67; ++size) {
+    for (int32_t other : {1, 2, 3, 7, 67}) {
+      check(size, other, true, other % 2 == 0 || other == 7 ? 1.0F : 2.2F, kMipmap);
+      check(other, size, false, 2.2F, kMipmap);
+    }
+    for (const int32_t height : {1, 3, size % 16 == 3 ? 67 : 2}) {
+      for (const int32_t to : {1, 2, 31, 66, 100}) check(size, height, size % 2 == 0, 2.2F, swatch_of(to));
+    }
+  }
+}
+
+TEST(Generators, RemovalGivesTheHandleBack) {
+  for (const IMP_PROCESS& process : {kMipmap, swatch_of(15)}) {
+    const Image image = Source(Picture("remove.mem", "mem").window({5, 25, 0, 15}).images(2)).open();
+    const ORB_IMAGE before = *image;
+    void* const second = image->driver[1].data;
+    ASSERT_NE(IMP_open(image.get(), &process, "r"), nullptr);
+    ORB__select(image.get(), 1);
+    const bool is_pyramid = process.size == 0;
+    EXPECT_EQ(IMP_remove(image.get()), is_pyramid ? 0 : 1);
+    EXPECT_EQ(ORB__select_remove(image.get()), is_pyramid ? 1 : 0);
+    EXPECT_EQ(image->info.image_count, is_pyramid ? 6 : 2);
+    EXPECT_EQ(IMP_remove(image.get()), is_pyramid ? 1 : 0);
+    EXPECT_EQ(std::memcmp(&before, image.get(), sizeof before), 0);
+    EXPECT_EQ(image->driver[1].data, second);
+    EXPECT_EQ(IMP_remove(image.get()), 0);
+  }
 }
 
 }  // namespace

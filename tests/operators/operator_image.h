@@ -1,6 +1,8 @@
 // Open images made for the tests of operators: kept by the memory driver, read and written through handles.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <vector>
 
@@ -12,44 +14,51 @@ namespace orb::testing {
 
 // A response curve that is one power.
 inline ORB_RESPONSE_CURVE gamma_curve(float gamma) {
-  ORB_RESPONSE_CURVE curve = {};
-  curve.kind = ORB_CURVE_GAMMA;
-  curve.gamma = gamma;
-  return curve;
+  return {ORB_CURVE_GAMMA, gamma, 0, 0, 0, 0, 0, nullptr};
 }
+
+// The same by tables.
+struct Table : ORB_RESPONSE_CURVE {
+  Table(float power, int32_t channels, int32_t entries, int32_t bits, int32_t type = ORB_C_INTEGER)
+      : ORB_RESPONSE_CURVE{ORB_CURVE_GAMMA, power, 0, channels, entries, type, bits, nullptr} {
+    EXPECT_EQ(ORB_response_curve_init(this), 0);
+  }
+  ~Table() { ORB_response_curve_done(this); }
+  Table(const Table&) = delete;
+  Table& operator=(const Table&) = delete;
+};
+
+inline Image open_to_read(const Picture& picture) { return Image(picture.open("r")); }
+inline Image open_to_write(const Picture& picture) { return Image(picture.open("w")); }
 
 // A picture written under its name and opened again. The sample bytes are the picture's, by its own rule.
 inline Image open_written(const Picture& picture) {
-  if (write_whole(picture) != 0) return nullptr;
-  ORB_INFO info = picture.info();
-  return Image(ORB_open(&info, "r"));
-}
-
-inline Image open_to_write(const Picture& picture) {
-  ORB_INFO info = picture.info();
-  return Image(ORB_open(&info, "w"));
+  return write_whole(picture) == 0 ? open_to_read(picture) : nullptr;
 }
 
 inline size_t window_width(const ORB_IFD& ifd) {
   return static_cast<size_t>(int64_t{ifd.window.right} - ifd.window.left + 1);
 }
 
-// A row of samples as a copy; Sample is what the row is stored in.
 template <class Sample>
-std::vector<Sample> row_samples(const void* row, size_t count) {
-  std::vector<Sample> samples(count);
-  std::memcpy(samples.data(), row, count * sizeof(Sample));
-  return samples;
+using Line = std::vector<std::vector<Sample>>;  // the rows of its channels
+
+// One line read whole through a handle, or empty when it cannot be. Sample is what the rows are stored in.
+template <class Sample>
+Line<Sample> read_line(ORB_IMAGE* image, int32_t line, int32_t channels, size_t width) {
+  void** rows = nullptr;
+  if (ORB_scan_read(image, line, &rows) != 0) return {};
+  Line<Sample> read(static_cast<size_t>(channels), std::vector<Sample>(width));
+  for (std::vector<Sample>& row : read) std::memcpy(row.data(), *rows++, width * sizeof(Sample));
+  return read;
 }
 
-// One line read whole through a handle, or empty when it cannot be.
+// Writes a line of samples, which the call may change.
 template <class Sample>
-std::vector<std::vector<Sample>> read_line(ORB_IMAGE* image, int32_t line, int32_t channels, size_t width) {
-  void** rows = nullptr;
-  std::vector<std::vector<Sample>> line_rows;
-  if (ORB_scan_read(image, line, &rows) != 0) return line_rows;
-  for (int32_t i = 0; i < channels; ++i) line_rows.push_back(row_samples<Sample>(rows[i], width));
-  return line_rows;
+int32_t write_samples(ORB_IMAGE* image, int32_t line, Line<Sample>& rows) {
+  std::vector<void*> pointers;
+  for (std::vector<Sample>& row : rows) pointers.push_back(row.data());
+  return ORB_scan_write(image, line, pointers.data());
 }
 
 }  // namespace orb::testing

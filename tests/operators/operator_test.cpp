@@ -3,9 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <utility>
-
+#include "orbbase/imp.h"
 #include "tests/operators/operator_image.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/report_recorder.h"
@@ -14,205 +12,380 @@ namespace {
 
 using namespace orb::testing;
 
+using Install = ORB_IMAGE* (*)(ORB_IMAGE*);
+constexpr ORB_QUANTIZE_TARGET kBytes = {ORB_C_INTEGER, 8};
+constexpr ORB_QUANTIZE_TARGET kReal = {ORB_C_FLOAT, 32};
+
 Picture byte_picture() {
   return Picture("op.mem", "mem")
       .window({-2, 40, -1, 6})
       .active({1, 37, 0, 5})
-      .group(&ORB_IFD::matte, 1, ORB_C_INTEGER, 8);
+      .group(&ORB_IFD::matte, 1, ORB_C_INTEGER, 8)
+      .group(&ORB_IFD::aux, 1, ORB_C_INTEGER, 8);
 }
+Picture real_picture() { return byte_picture().group(&ORB_IFD::color, 3, ORB_C_FLOAT, 32); }
 
 ORB_IMAGE* gamma_once(ORB_IMAGE* image) {
   ORB_RESPONSE_CURVE curve = gamma_curve(1.5f);
   return ORB__gamma(image, &curve);
 }
 ORB_IMAGE* minmax_once(ORB_IMAGE* image) { return ORB__minmax(image, 0.25, 0.75); }
-constexpr ORB_QUANTIZE_TARGET kBytes = {ORB_C_INTEGER, 8};
-ORB_IMAGE* quantize_once(ORB_IMAGE* image) {
-  return ORB__quantize(image, ORB_MODE_READ, &kBytes, &kBytes, &kBytes);
+template <uint32_t type, int32_t width>
+ORB_IMAGE* quantize_to(ORB_IMAGE* image) {
+  const ORB_QUANTIZE_TARGET target = {type, width};
+  return ORB__quantize(image, image ? image->mode : 0, &target, &kBytes, &kBytes);
 }
-ORB_IMAGE* select_second(ORB_IMAGE* image) { return ORB__select(image, 1); }
+constexpr Install kQuantizeOnce = quantize_to<ORB_C_INTEGER, 8>;
+template <int32_t index>
+ORB_IMAGE* select_image(ORB_IMAGE* image) {
+  return ORB__select(image, index);
+}
+ORB_IMAGE* generate(ORB_IMAGE* image, const char* type, int32_t size, int32_t levels = 0,
+                    int32_t filter = 0) {
+  const IMP_PROCESS process = {type, size, levels, filter, nullptr};
+  return IMP_open(image, &process, image && image->mode == ORB_MODE_WRITE ? "w" : "r");
+}
+ORB_IMAGE* swatch_once(ORB_IMAGE* image) { return generate(image, "swatch", 4); }
+ORB_IMAGE* mipmap_once(ORB_IMAGE* image) { return generate(image, "mipmap", 0); }
+// With a curve of tables.
+template <int32_t channels, int32_t entries, int32_t bits, int32_t type>
+ORB_IMAGE* gamma_table(ORB_IMAGE* image) {
+  Table wanted(2.0f, channels, entries, bits, type);
+  return ORB__gamma(image, &wanted);
+}
 
-struct Entries {
-  explicit Entries(const ORB_IMAGE& image)
-      : scan(image.scan),
-        close(image.close),
-        data(image.driver->data),
-        layers(image.layers),
-        seek(image.seek) {}
-  bool operator==(const Entries&) const = default;
-  ORB_SCAN_FN scan;
-  ORB_CLOSE_FN close;
-  void* data;
-  void* layers;
-  ORB_SEEK_FN seek;
+struct Operator {
+  const char* name;
+  Install install;
+  Picture picture;  // that it can be put on
 };
+std::vector<Operator> operators() {
+  return {{"gamma correction operator", gamma_once, byte_picture()},
+          {"min-max transform operator", minmax_once, byte_picture()},
+          {"quantize operator", kQuantizeOnce, real_picture()},
+          {"select", select_image<1>, byte_picture().images(2)},
+          {"swatch", swatch_once, byte_picture()},
+          {"mipmap", mipmap_once, byte_picture()},
+          {"field merge", ORB__merge_fields, byte_picture()}};
+}
+
+bool is_same(const ORB_IMAGE& a, const ORB_IMAGE& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 TEST(Operators, StackIsTakenOffFromTheTopAlone) {
   const Picture picture = byte_picture();
   const Image image = open_written(picture);
-  const Entries bare(*image);
+  const ORB_IMAGE bare = *image;
   ASSERT_EQ(gamma_once(image.get()), image.get());
-  const Entries lower(*image);
+  const ORB_IMAGE lower = *image;
+  void* const lower_data = image->driver->data;
   minmax_once(image.get());
-  const Entries middle(*image);
+  const ORB_IMAGE middle = *image;
   gamma_once(image.get());
   ASSERT_EQ(orb__err, ORB_OK);
-  const Entries upper(*image);
-  EXPECT_FALSE(upper == middle || middle == lower || lower == bare);
-
-  EXPECT_EQ(ORB__minmax_remove(image.get()), 0);
-  EXPECT_EQ(ORB__quantize_remove(image.get()), 0);
-  EXPECT_EQ(ORB__select_remove(image.get()), 0);
-  EXPECT_TRUE(Entries(*image) == upper);
+  EXPECT_FALSE(is_same(*image, middle) || is_same(middle, lower) || is_same(lower, bare));
+  for (const auto remove : {ORB__minmax_remove, ORB__quantize_remove, ORB__select_remove}) {
+    EXPECT_EQ(remove(image.get()), 0);
+  }
   EXPECT_EQ(ORB__gamma_remove(image.get()), 1);
-  EXPECT_TRUE(Entries(*image) == middle);
+  EXPECT_TRUE(is_same(*image, middle));
   EXPECT_EQ(ORB__gamma_remove(image.get()), 0);
   EXPECT_EQ(ORB__minmax_remove(image.get()), 1);
+  EXPECT_EQ(image->driver->data, lower_data);
   EXPECT_EQ(ORB__gamma_remove(image.get()), 1);
-  EXPECT_TRUE(Entries(*image) == bare);
+  EXPECT_TRUE(is_same(*image, bare));
   EXPECT_EQ(ORB__gamma_remove(image.get()), 0);  // the driver's data is nobody's operator
   EXPECT_EQ(compare_line(image.get(), picture, 2), "");
+  gamma_once(minmax_once(image.get()));  // which the close unwinds
 }
 
-TEST(Operators, CloseUnwindsTheStackAndTheDriverCloses) {
-  const Picture picture = byte_picture();
-  ORB_INFO info = picture.info();
-  ASSERT_EQ(write_whole(picture), 0);
-  ORB_IMAGE* image = ORB_open(&info, "r");
-  gamma_once(minmax_once(image));
-  EXPECT_EQ(ORB_close(image), 0);
-}
-
-TEST(Operators, HandlesThatCannotCarryOneAreRefused) {
-  const ReportRecorder recorder;
-  ORB_RESPONSE_CURVE curve = gamma_curve(1);
+TEST(Operators, HandlesThatLackSomethingStayAsTheyAre) {
+  constexpr void (*kLacks[])(ORB_IMAGE&) = {
+      [](ORB_IMAGE& image) { image.scan = nullptr; },
+      [](ORB_IMAGE& image) { image.driver = nullptr; },
+      [](ORB_IMAGE& image) { image.info.images = nullptr, image.info.image_count = 0; },
+      [](ORB_IMAGE& image) { image.info.image_count = 0; },
+      [](ORB_IMAGE& image) { image.info.image_count = 1, image.info.handle = nullptr, image.scan = nullptr; },
+  };
+  const Image image = open_written(real_picture().images(2));
+  image->info.field_value = 1;
+  const ORB_IMAGE whole = *image;
+  for (const Operator& op : operators()) {
+    for (const auto lack : kLacks) {
+      lack(*image);
+      const ORB_IMAGE before = *image;
+      const ReportRecorder recorder;
+      op.install(image.get());
+      EXPECT_TRUE(is_same(*image, before)) << op.name;
+      const bool counts = image->scan && image->driver && op.install != select_image<1>;
+      EXPECT_EQ(recorder.texts(), counts && op.install != ORB__merge_fields
+                                      ? std::string(op.name) + " cannot store multiple images"
+                                      : "");
+      *image = whole;
+    }
+    const ReportRecorder recorder;
+    EXPECT_EQ(op.install(nullptr), nullptr) << op.name;
+    EXPECT_EQ(recorder.texts(), "");
+  }
+  for (const char* type : {"swatch", "mipmap"}) {
+    const IMP_PROCESS process = {type, 4, 0, 0, nullptr};
+    EXPECT_EQ(IMP_open(image.get(), &process, "w"), nullptr);  // open in the other mode
+  }
+  ORB_IMAGE* field = nullptr;
+  EXPECT_EQ(ORB__merge_fields_remove(nullptr, &field), 1);
+  EXPECT_EQ(ORB__minmax_remove(nullptr), 1);
   EXPECT_EQ(ORB__minmax(nullptr, 0, 0.5), nullptr);
   EXPECT_EQ(orb__err, ORB_E_HANDLE);
-  EXPECT_EQ(ORB__gamma(nullptr, &curve), nullptr);
-  EXPECT_EQ(ORB__select(nullptr, 0), nullptr);
-  EXPECT_EQ(ORB__merge_fields(nullptr), nullptr);
-  orb::ImageOwner bare = orb::new_handle(ORB_MODE_READ);
-  EXPECT_EQ(ORB__minmax(bare.get(), 0, 0.5), bare.get());
-  EXPECT_EQ(orb__err, ORB_E_HANDLE);
+  const orb::ImageOwner bare = orb::new_handle(ORB_MODE_READ);
   EXPECT_EQ(ORB__minmax_remove(bare.get()), 1);  // there is nothing in slot 0
-  EXPECT_EQ(recorder.texts(), "");
-
-  const Image writing = open_to_write(byte_picture());
-  const Entries before(*writing);
-  minmax_once(writing.get());
+  EXPECT_EQ(ORB__gamma(image.get(), nullptr), image.get());
   EXPECT_EQ(orb__err, ORB_E_HANDLE);
-  EXPECT_EQ(recorder.texts(), "min-max transform operator cannot handle the requested action");
-  EXPECT_TRUE(Entries(*writing) == before);
-
-  const Image image = open_written(byte_picture());
-  const std::pair<ORB_IMAGE* (*)(ORB_IMAGE*), const char*> operators[] = {
-      {minmax_once, "min-max transform operator"}, {gamma_once, "gamma correction operator"}};
-  for (const auto& [install, name] : operators) {
-    const ReportRecorder without_image;
-    const int32_t count = std::exchange(image->info.image_count, 0);
-    install(image.get());
-    image->info.image_count = count;
-    EXPECT_EQ(orb__err, ORB_E_HANDLE);
-    EXPECT_EQ(without_image.texts(), std::string(name) + " cannot store multiple images");
-  }
-}
-
-TEST(Operators, ChannelsThatAreNotBytesAreRefusedByGroup) {
-  constexpr ORB_CHANNELS ORB_IFD::*kColor = &ORB_IFD::color;
-  const struct {
-    ORB_CHANNELS ORB_IFD::*group;
-    uint32_t type;
-    int32_t width;
-    ORB_IMAGE* (*install)(ORB_IMAGE*);
-    const char* text;
-  } cases[] = {
-      {kColor, ORB_C_INTEGER, 16, minmax_once,
-       "min-max transform operator cannot handle image channel width"},
-      {kColor, ORB_C_FLOAT, 32, minmax_once, "min-max transform operator cannot handle image channel type"},
-      {&ORB_IFD::matte, ORB_C_INTEGER, 9, minmax_once,
-       "min-max transform operator cannot handle matte channel width"},
-      {&ORB_IFD::matte, ORB_C_DOUBLE, 8, minmax_once,
-       "min-max transform operator cannot handle matte channel type"},
-      {&ORB_IFD::aux, ORB_C_INTEGER, 32, minmax_once,
-       "min-max transform operator cannot handle auxiliary channel width"},
-      {&ORB_IFD::aux, ORB_C_FLOAT, 8, minmax_once,
-       "min-max transform operator cannot handle auxiliary channel type"},
-      {kColor, ORB_C_INTEGER, 9, gamma_once, "gamma correction operator cannot handle image channel width"},
-  };
-  for (const auto& c : cases) {
-    const Image image = open_written(byte_picture().group(c.group, 1, c.type, c.width));
-    const Entries before(*image);
-    const ReportRecorder recorder;
-    EXPECT_EQ(c.install(image.get()), image.get());
-    EXPECT_EQ(orb__err, ORB_E_HANDLE);
-    EXPECT_EQ(recorder.texts(), c.text);
-    EXPECT_TRUE(Entries(*image) == before);
-  }
-}
-
-TEST(Operators, ImageIndexBeyondTheCountIsReported) {
-  const Image image = open_written(byte_picture());
   const ReportRecorder recorder;
-  EXPECT_EQ(orb::op::check_matte("some operator", *image, 1), ORB_E_HANDLE);
+  EXPECT_EQ(orb::op::check_matte("some operator", *image, 2), ORB_E_HANDLE);
   EXPECT_EQ(recorder.texts(), "some operator cannot store multiple images");
 }
 
-TEST(Operators, FailedAllocationsLeaveTheHandleAsItWas) {
-  const struct {
-    Picture picture;
-    ORB_IMAGE* (*install)(ORB_IMAGE*);
-  } cases[] = {
-      {byte_picture(), gamma_once},
-      {byte_picture(), minmax_once},
-      {byte_picture().group(&ORB_IFD::color, 3, ORB_C_FLOAT, 32), quantize_once},
-      {byte_picture().images(3), select_second},
-  };
-  for (const auto& c : cases) {
-    const Image image = open_written(c.picture);
-    const Entries before(*image);
-    const ORB_IFD described = image->info.images[0];
-    bool happened = true;
-    for (int64_t nth = 1; happened; ++nth) {
-      ASSERT_LT(nth, 20);
-      {
-        const FailAllocation fault(nth);
-        EXPECT_EQ(c.install(image.get()), image.get());
-        happened = fault.happened();
-      }
-      if (!happened) break;
-      EXPECT_EQ(orb__err, ORB_E_MEMORY) << nth;
-      EXPECT_TRUE(Entries(*image) == before) << nth;
-      EXPECT_EQ(image->info.images[0].color.type, described.color.type);
-      EXPECT_EQ(image->info.image_count, static_cast<int32_t>(c.picture.ifds.size()));
+// What ORB_scan_read would hand to a layer for an image that the layer does not know.
+TEST(Operators, ImagesThatAnOperatorDoesNotKnowAreLocked) {
+  for (const Operator& op : operators()) {
+    if (op.install == ORB__merge_fields) continue;  // needs two files; its own test has that
+    for (const bool is_writing : {false, true}) {
+      const Image image = is_writing ? open_to_write(op.picture) : open_written(op.picture);
+      const ReportRecorder recorder;
+      if (is_writing && op.install == kQuantizeOnce) continue;
+      op.install(image.get());
+      if (is_writing && !image->layers) continue;  // one that only reads
+      ASSERT_NE(image->layers, nullptr) << op.name;
+      void** rows = nullptr;
+      EXPECT_EQ(image->scan(nullptr, 0, &rows), -1) << op.name;
+      EXPECT_EQ(recorder.texts(), "Cannot access sub image (attempted to access a locked sub image)");
+      EXPECT_TRUE(!image->seek || image->seek(nullptr, 0) != 0) << op.name;
     }
-    EXPECT_FALSE(Entries(*image) == before);
   }
 }
 
-TEST(Operators, FailureBelowIsPassedOn) {
-  const Image image = open_written(byte_picture());
-  gamma_once(minmax_once(image.get()));
-  const ReportRecorder recorder;
-  void** rows = nullptr;
-  EXPECT_EQ(ORB_scan_read(image.get(), 99, &rows), ORB_E_SCANLINE);
-  EXPECT_EQ(recorder.reports.size(), 1u);
+// ---- What they refuse, and where they are not needed ---------------------------------------------------
+
+uint8_t table_entries[256];
+void* tables[] = {table_entries, table_entries, table_entries};
+template <int32_t channels, int32_t entries, uint32_t type, int32_t depth>
+void set_tables(ORB_IMAGE& image) {
+  image.info.images->curve = {ORB_CURVE_TABLE, 1.0F, 0, channels, entries, type, depth, tables};
 }
+template <ORB_CHANNELS ORB_IFD::*group, uint32_t type, int32_t width>
+void set_group(ORB_IMAGE& image) {
+  (image.info.images->*group).type = type;
+  (image.info.images->*group).width = width;
+}
+void leave(ORB_IMAGE&) {}
+void set_indices(ORB_IMAGE& image) {
+  image.info.images->color.count = 0;
+  image.info.images->index.count = 1;
+}
+void set_real_with_tables(ORB_IMAGE& image) {
+  set_tables<3, 256, ORB_C_INTEGER, 8>(image);
+  set_group<&ORB_IFD::color, ORB_C_FLOAT, 32>(image);
+}
+
+// Each on a handle for reading a byte picture, or for writing one, that was spoilt first.
+struct Trial {
+  Install install;
+  void (*spoil)(ORB_IMAGE& image);
+  const char* message;
+  bool is_writing = false;
+};
+
+void expect_left_alone(const Trial& trial, const std::string& text) {
+  const Image image = trial.is_writing ? open_to_write(byte_picture()) : open_written(byte_picture());
+  const ORB_IMAGE whole = *image;
+  const ORB_IFD ifd = *image->info.images;
+  trial.spoil(*image);
+  const ORB_IMAGE before = *image;
+  const ReportRecorder recorder;
+  const ORB_IMAGE* const result = trial.install(image.get());
+  const bool is_refused = !text.empty();
+  const bool is_generator = text.starts_with("swatch") || text.starts_with("mipmap");
+  EXPECT_EQ(result, is_refused && is_generator ? nullptr : image.get()) << text;
+  EXPECT_EQ(orb__err, is_refused ? ORB_E_HANDLE : ORB_OK) << text;
+  EXPECT_EQ(recorder.texts(), text);
+  ASSERT_TRUE(is_same(*image, before)) << text;
+  *image->info.images = ifd;
+  *image = whole;
+}
+
+TEST(Operators, RefuseWhatTheyCannotDo) {
+  constexpr const char* kAction = " cannot handle the requested action";
+  constexpr const char* kType = " cannot handle image channel type";
+  constexpr const char* kWidth = " cannot handle image channel width";
+  constexpr uint32_t kInteger = ORB_C_INTEGER;
+  constexpr uint32_t kFloat = ORB_C_FLOAT;
+  constexpr Trial kMinMax[] = {
+      {minmax_once, leave, kAction, true},
+      {minmax_once, set_group<&ORB_IFD::color, kInteger, 16>, kWidth},
+      {minmax_once, set_group<&ORB_IFD::color, kFloat, 32>, kType},
+      {minmax_once, set_group<&ORB_IFD::matte, kInteger, 9>, " cannot handle matte channel width"},
+      {minmax_once, set_group<&ORB_IFD::matte, ORB_C_DOUBLE, 8>, " cannot handle matte channel type"},
+      {minmax_once, set_group<&ORB_IFD::aux, kInteger, 32>, " cannot handle auxiliary channel width"},
+      {minmax_once, set_group<&ORB_IFD::aux, kFloat, 8>, " cannot handle auxiliary channel type"},
+  };
+  for (const Trial& trial : kMinMax) {
+    expect_left_alone(trial, std::string("min-max transform operator") + trial.message);
+  }
+  constexpr Trial kGamma[] = {
+      {gamma_once, set_group<&ORB_IFD::color, kInteger, 9>, kWidth},
+      {gamma_once, set_group<&ORB_IFD::color, kInteger, 4>, kWidth, true},
+      {gamma_once, set_indices, kAction, true},
+      {gamma_table<3, 4096, 10, ORB_C_INTEGER>, leave, kAction},
+      {gamma_table<3, 4096, 8, ORB_C_FLOAT>, leave, kAction},
+  };
+  for (const Trial& trial : kGamma) {
+    expect_left_alone(trial, std::string("gamma correction operator") + trial.message);
+  }
+  constexpr Trial kQuantize[] = {
+      {quantize_to<kInteger, 0>, set_group<&ORB_IFD::color, kFloat, 32>, kWidth},
+      {quantize_to<kInteger, 33>, set_group<&ORB_IFD::color, kFloat, 32>, kWidth},
+      {quantize_to<4, 8>, set_group<&ORB_IFD::color, kFloat, 32>, kType},
+  };
+  for (const Trial& trial : kQuantize) {
+    expect_left_alone(trial, std::string("quantize operator") + trial.message);
+  }
+  const auto make_pair = [](ORB_IMAGE& image) { image.info.image_count = 2; };
+  for (const Install select : {select_image<-1>, select_image<2>, select_image<INT32_MAX>}) {
+    expect_left_alone({select, make_pair, kAction}, std::string("mem") + kAction);
+  }
+  constexpr Trial kGenerators[] = {
+      {nullptr, set_tables<0, 256, kInteger, 8>, kAction},
+      {nullptr, set_tables<3, 0, kInteger, 8>, kAction},
+      {nullptr, set_tables<3, 256, kInteger, 7>, kAction},
+      {nullptr, set_tables<3, 256, kInteger, 17>, kAction},
+      {nullptr, set_tables<3, 256, ORB_C_DOUBLE, 8>, kAction},
+      {nullptr, set_real_with_tables, kAction},
+      {nullptr, set_indices, kType},
+      {nullptr, [](ORB_IMAGE& image) { image.info.images->curve.kind = ORB_CURVE_TABLE; }, kAction},
+  };
+  for (Trial trial : kGenerators) {
+    trial.install = swatch_once;
+    expect_left_alone(trial, std::string("swatch") + trial.message);
+    trial.install = mipmap_once;
+    expect_left_alone(trial, std::string("mipmap") + trial.message);
+  }
+  for (const bool is_writing : {false, true}) {
+    const std::string text = std::string("swatch") + kAction;
+    expect_left_alone({[](ORB_IMAGE* image) { return generate(image, "swatch", -1); }, leave, "", is_writing},
+                      text);
+    expect_left_alone({[](ORB_IMAGE* image) { return generate(image, "swatch", 4, 0, 1); }, leave, ""}, text);
+    expect_left_alone(
+        {[](ORB_IMAGE* image) { return generate(image, "mipmap", 0, -1); }, leave, "", is_writing},
+        std::string("mipmap") + kAction);
+  }
+}
+
+TEST(Operators, CurvesThatDoNotFitAreRefusedByTheirComposition) {
+  constexpr const char* kDepth = "Invalid curve depth 1 found: must be in the range 8 to 16";
+  const struct {
+    Install install;
+    void (*spoil)(ORB_IMAGE& image);
+    const char* text;
+  } rows[] = {
+      {gamma_table<1, 4096, 8, ORB_C_INTEGER>, leave,
+       "Incompatible response curve channel counts (channel counts must be the same for composited "
+       "response curves)"},
+      {gamma_table<3, 256, 8, ORB_C_INTEGER>, leave, "Incompatible response curve channel element counts"},
+      // The depth says how many entries the other curve would need.
+      {gamma_once, set_tables<3, 256, ORB_C_INTEGER, -1>, kDepth},
+      {gamma_once, set_tables<3, 256, ORB_C_INTEGER, 31>, kDepth},
+      {gamma_once, set_tables<3, 256, ORB_C_INTEGER, 7>, kDepth}};
+  for (const auto& row : rows) {
+    const Image image = open_written(byte_picture());
+    const ORB_IFD ifd = *image->info.images;
+    row.spoil(*image);
+    const ReportRecorder recorder;
+    EXPECT_EQ(row.install(image.get()), image.get());
+    EXPECT_NE(orb__err, ORB_OK);
+    EXPECT_EQ(recorder.texts(), row.text);
+    EXPECT_EQ(image->layers, nullptr);
+    *image->info.images = ifd;
+  }
+}
+
+TEST(Operators, InstallNothingWhereNothingIsToBeDone) {
+  const Trial trials[] = {
+      {kQuantizeOnce, leave, ""},
+      {quantize_to<ORB_C_FLOAT, 32>,
+       [](ORB_IMAGE& image) {
+         set_group<&ORB_IFD::color, ORB_C_FLOAT, 32>(image);
+         image.info.images->matte.count = image.info.images->aux.count = 0;
+       },
+       "", true},
+      {kQuantizeOnce,
+       [](ORB_IMAGE& image) {
+         set_group<&ORB_IFD::color, ORB_C_FLOAT, 32>(image);
+         image.info.images->aspect_kind = 2;
+       },
+       ""},
+      {[](ORB_IMAGE* image) { return ORB__quantize(image, 0, &kReal, nullptr, nullptr); }, leave, ""},
+      {[](ORB_IMAGE* image) {
+         ORB_RESPONSE_CURVE wanted = gamma_curve(2.2f);
+         ORB__gamma(image, &wanted);
+         EXPECT_EQ(wanted.channel_count, 0);
+         return image;
+       },
+       [](ORB_IMAGE& image) { image.info.images->curve.gamma = 2.2f; }, ""},
+      {[](ORB_IMAGE* image) { return ORB__minmax(image, 0, 1); }, leave, ""},
+      {select_image<5>, leave, ""},
+      {[](ORB_IMAGE* image) { return generate(image, "swatch", 43); }, leave, ""},
+  };
+  for (const Trial& trial : trials) {
+    SCOPED_TRACE(&trial - trials);
+    expect_left_alone(trial, "");
+  }
+}
+
+TEST(Operators, FailedAllocationsLeaveTheHandleAsItWas) {
+  IMP_info();  // starts the database
+  for (const Operator& op : operators()) {
+    const IMP_PROCESS process = {op.name, 4, 0, 0, nullptr};
+    Picture written = op.picture;  // by a generator
+    written.ifds.resize(10);
+    const ReportRecorder silent;
+    written.ifds.resize(
+        static_cast<size_t>(IMP_plan(&process, op.picture.ifds.data(), written.ifds.data(), 10)));
+    for (const bool is_writing : {false, true}) {
+      if (op.install == ORB__merge_fields || (is_writing && written.ifds.empty())) continue;
+      const Image image = is_writing ? open_to_write(written) : open_written(op.picture);
+      const ORB_IMAGE before = *image;
+      const ORB_CHANNELS color = image->info.images->color;
+      for (int64_t nth = 1;; ++nth) {
+        SCOPED_TRACE(op.name + std::to_string(nth));
+        const FailAllocation fault(nth);
+        op.install(image.get());
+        if (!fault.happened()) break;
+        EXPECT_EQ(orb__err, ORB_E_MEMORY);
+        EXPECT_TRUE(is_same(*image, before));
+        EXPECT_EQ(std::memcmp(&image->info.images->color, &color, sizeof color), 0);
+      }
+      EXPECT_NE(image->layers, nullptr) << op.name;
+    }
+  }
+}
+
+// ---- What a handle does under them ---------------------------------------------------------------------
 
 // A reader whose file would have to be opened again loses no operator without a word.
 TEST(Operators, SeekingBackInASequentialFileIsRefusedUnderAnOperator) {
-  const Picture picture = byte_picture();
-  Picture stream = picture;
+  Picture stream = byte_picture();
   stream.name = "op.pipe";
   stream.key = "pipe";
   ORB_IMAGE* image = open_written(stream).release();
-  minmax_once(image);
-  EXPECT_EQ(ORB_seek(&image, 3), ORB_OK);
-  void** rows = nullptr;
-  EXPECT_EQ(ORB_scan_read(image, 3, &rows), 0);
+  gamma_once(minmax_once(image));
   const ReportRecorder recorder;
+  void** rows = nullptr;
+  EXPECT_EQ(ORB_scan_read(image, 99, &rows), ORB_E_SCANLINE);  // the driver's word
+  EXPECT_EQ(recorder.reports.size(), 1u);
+  EXPECT_EQ(ORB_seek(&image, 3), ORB_OK);
+  EXPECT_EQ(ORB_scan_read(image, 3, &rows), 0);
   EXPECT_EQ(ORB_seek(&image, 1), ORB_E_HANDLE);
-  EXPECT_EQ(recorder.texts(), "pipe cannot handle the requested action");
-  EXPECT_EQ(ORB__minmax_remove(image), 1);
+  EXPECT_EQ(recorder.reports.back().text, "pipe cannot handle the requested action");
+  EXPECT_EQ(ORB__gamma_remove(image) + ORB__minmax_remove(image), 2);
   EXPECT_EQ(ORB_seek(&image, 1), ORB_OK);
   EXPECT_EQ(compare_line(image, stream, 1), "");
   ORB_close(image);
@@ -221,37 +394,31 @@ TEST(Operators, SeekingBackInASequentialFileIsRefusedUnderAnOperator) {
 TEST(Operators, RegionsAreReadThroughTheStack) {
   const Picture picture = byte_picture();
   ORB_IMAGE* image = open_written(picture).release();
-  void** raw = nullptr;
-  ASSERT_EQ(ORB_scan_read(image, 2, &raw), 0);
-  const uint8_t sample = static_cast<uint8_t*>(raw[0])[5 - (-2)];
   minmax_once(image);
   uint8_t grey = 0;
   ASSERT_EQ(ORB_get_region(&image, 5, 5, 2, 2, &grey, ORB_REGION_PACKED, ORB_REGION_GREY8), 0);
-  EXPECT_EQ(grey, sample / 2 + 64);
+  EXPECT_EQ(grey, picture.sample_byte(0, 0, 2, 5 - (-2)) / 2 + 64);
   ORB_close(image);
 }
-
-// ---- Selection ---------------------------------------------------------------------------------------
 
 TEST(Select, ChosenImageIsTheOnlyOneUntilTheRemoval) {
   const Picture picture = byte_picture().images(3);
   const Image image = open_written(picture);
+  const ORB_IMAGE before = *image;
   ORB__select(image.get(), 2);
   ASSERT_EQ(image->info.image_count, 1);
-  EXPECT_EQ(image->info.images[0].window.right, picture.ifds[2].window.right);
-  EXPECT_EQ(image->driver[1].data, nullptr);
-  // What the picture says of its third image, through the handle's only one.
-  void** rows = nullptr;
-  ASSERT_EQ(ORB_scan_read(image.get(), 3, &rows), 0);
   const ORB_IFD& ifd = picture.ifds[2];
-  EXPECT_EQ(static_cast<uint8_t*>(rows[0])[ifd.active_window.left - ifd.window.left],
-            picture.sample_byte(2, 0, 3, ifd.active_window.left - ifd.window.left));
+  EXPECT_EQ(image->info.images[0].window.right, ifd.window.right);
+  EXPECT_EQ(image->driver[1].data, nullptr);
+  const int32_t column = ifd.active_window.left - ifd.window.left;
+  const auto rows = read_line<uint8_t>(image.get(), 3, 1, window_width(ifd));
+  EXPECT_EQ(rows.at(0)[static_cast<size_t>(column)], picture.sample_byte(2, 0, 3, column));
   minmax_once(image.get());
   EXPECT_EQ(orb__err, ORB_OK);
   EXPECT_EQ(ORB__select_remove(image.get()), 0);
   EXPECT_EQ(ORB__minmax_remove(image.get()), 1);
   EXPECT_EQ(ORB__select_remove(image.get()), 1);
-  EXPECT_EQ(image->info.image_count, 3);
+  EXPECT_TRUE(is_same(*image, before));
   for (int32_t i = 0; i < 3; ++i) EXPECT_EQ(compare_line(image.get(), picture, 3, i), "") << i;
 }
 
@@ -266,21 +433,6 @@ TEST(Select, OperatorsBeneathLockTheOtherImages) {
   ORB__select(image.get(), 1);
   EXPECT_EQ(ORB_scan_read(image.get(), 1, &rows), -1);
   EXPECT_EQ(recorder.texts(), "Cannot access sub image (attempted to access a locked sub image)");
-}
-
-TEST(Select, SingleImagesStayAndWrongIndexesAreRefused) {
-  const Image single = open_written(byte_picture());
-  const Entries before(*single);
-  EXPECT_EQ(ORB__select(single.get(), 5), single.get());
-  EXPECT_EQ(orb__err, ORB_OK);
-  EXPECT_TRUE(Entries(*single) == before);
-  const Image pair = open_written(byte_picture().images(2));
-  for (const int32_t index : {-1, 2, INT32_MAX}) {
-    const ReportRecorder recorder;
-    ORB__select(pair.get(), index);
-    EXPECT_EQ(orb__err, ORB_E_HANDLE) << index;
-    EXPECT_EQ(recorder.texts(), "mem cannot handle the requested action") << index;
-  }
 }
 
 }  // namespace

@@ -8,9 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "orbbase/imp.h"
 #include "tests/operators/operator_image.h"
 
 namespace orb::testing {
+
+inline constexpr IMP_PROCESS kMipmap = {"mipmap", 0, 0, 0, nullptr};
+constexpr IMP_PROCESS swatch_of(int32_t size) { return {"swatch", size, 0, 0, nullptr}; }
 
 // One channel of a whole image, rows from the bottom up.
 struct Plane {
@@ -23,25 +27,28 @@ struct Plane {
   std::vector<double> values;
 };
 
-// A sample as a number, and back.
+// Calls visit(bytes, sample), the sample being a 0 of the type that is stored.
+template <class Visit>
+auto visit_sample(const ORB_CHANNELS& group, const void* row, size_t x, Visit visit) {
+  auto* bytes = static_cast<uint8_t*>(const_cast<void*>(row)) + x * sample_bytes(group, false);
+  if (group.type == ORB_C_FLOAT) return visit(bytes, float{});
+  if (group.type == ORB_C_DOUBLE) return visit(bytes, double{});
+  if (group.width > 16) return visit(bytes, uint32_t{});
+  return group.width <= 8 ? visit(bytes, uint8_t{}) : visit(bytes, uint16_t{});
+}
+
 inline double load_sample(const ORB_CHANNELS& group, const void* row, size_t x) {
-  const auto* bytes = static_cast<const uint8_t*>(row) + x * sample_bytes(group, false);
-  const auto loaded = [bytes]<class Sample>(Sample sample) {
+  return visit_sample(group, row, x, [](const uint8_t* bytes, auto sample) {
     std::memcpy(&sample, bytes, sizeof sample);
     return static_cast<double>(sample);
-  };
-  if (group.type == ORB_C_FLOAT) return loaded(float{});
-  if (group.type == ORB_C_DOUBLE) return loaded(double{});
-  return group.width <= 8 ? loaded(uint8_t{}) : group.width <= 16 ? loaded(uint16_t{}) : loaded(uint32_t{});
+  });
 }
 
 inline void store_sample(const ORB_CHANNELS& group, void* row, size_t x, double value) {
-  auto* bytes = static_cast<uint8_t*>(row) + x * sample_bytes(group, false);
-  const auto stored = [bytes]<class Sample>(Sample sample) { std::memcpy(bytes, &sample, sizeof sample); };
-  if (group.type == ORB_C_FLOAT) return stored(static_cast<float>(value));
-  if (group.type == ORB_C_DOUBLE) return stored(value);
-  if (group.width <= 8) return stored(static_cast<uint8_t>(value));
-  group.width <= 16 ? stored(static_cast<uint16_t>(value)) : stored(static_cast<uint32_t>(value));
+  visit_sample(group, row, x, [value](uint8_t* bytes, auto sample) {
+    sample = static_cast<decltype(sample)>(value);
+    std::memcpy(bytes, &sample, sizeof sample);
+  });
 }
 
 // What a sample of a channel stands for, by the documented rules.
@@ -106,39 +113,23 @@ inline std::vector<Meaning> meanings(const ORB_IFD& ifd) {
   return all;
 }
 
-inline Plane halved(const Plane& full) {
-  Plane half((full.width + 1) / 2, (full.height + 1) / 2);
-  for (size_t y = 0; y < half.height; ++y) {
-    for (size_t x = 0; x < half.width; ++x) {
-      double sum = 0;
-      int pixels = 0;
-      for (size_t v = 2 * y; v < std::min(2 * y + 2, full.height); ++v) {
-        for (size_t u = 2 * x; u < std::min(2 * x + 2, full.width); ++u, ++pixels) sum += full.at(u, v);
-      }
-      half.at(x, y) = sum / pixels;
-    }
-  }
-  return half;
-}
-
-// How much of full pixel i lies in reduced pixel j.
-inline double overlap(size_t i, size_t full, size_t j, size_t reduced) {
-  const double scale = static_cast<double>(full) / static_cast<double>(reduced);
+// How much of full pixel i lies in reduced pixel j, of which each is `scale` full ones.
+inline double overlap(size_t i, double scale, size_t j) {
   const auto from = std::max(static_cast<double>(i), static_cast<double>(j) * scale);
   const auto to = std::min(static_cast<double>(i + 1), static_cast<double>(j + 1) * scale);
   return std::max(0.0, to - from);
 }
 
-inline Plane reduced(const Plane& full, size_t width, size_t height) {
+inline Plane reduced(const Plane& full, size_t width, size_t height, double x_scale, double y_scale) {
   Plane small(width, height);
   for (size_t y = 0; y < height; ++y) {
     for (size_t x = 0; x < width; ++x) {
       double sum = 0;
       double area = 0;
       for (size_t v = 0; v < full.height; ++v) {
-        const double part = overlap(v, full.height, y, height);
+        const double part = overlap(v, y_scale, y);
         for (size_t u = 0; part > 0 && u < full.width; ++u) {
-          const double share = part * overlap(u, full.width, x, width);
+          const double share = part * overlap(u, x_scale, x);
           sum += share * full.at(u, v);
           area += share;
         }
@@ -147,6 +138,15 @@ inline Plane reduced(const Plane& full, size_t width, size_t height) {
     }
   }
   return small;
+}
+
+inline Plane reduced(const Plane& full, size_t width, size_t height) {
+  return reduced(full, width, height, static_cast<double>(full.width) / static_cast<double>(width),
+                 static_cast<double>(full.height) / static_cast<double>(height));
+}
+
+inline Plane halved(const Plane& full) {
+  return reduced(full, (full.width + 1) / 2, (full.height + 1) / 2, 2, 2);
 }
 
 // A picture with samples of its own rule, each within its width.
@@ -186,13 +186,11 @@ class Source {
   }
 
   [[nodiscard]] Image open() const {
-    Image writer = open_to_write(picture_);
-    EXPECT_TRUE(writer) << orb__err;
-    if (!writer) return nullptr;
-    EXPECT_EQ(write(writer.get()), 0);
-    writer.reset();
-    ORB_INFO info = picture_.info();
-    return Image(ORB_open(&info, "r"));
+    {
+      const Image writer = open_to_write(picture_);
+      EXPECT_TRUE(writer && write(writer.get()) == 0) << orb__err;
+    }
+    return open_to_read(picture_);
   }
 
   // The light of a channel as it should be: zeros where nothing is active.
@@ -232,28 +230,50 @@ class Source {
 inline std::string compare_image(ORB_IMAGE* image, const std::vector<Plane>& planes) {
   const ORB_IFD ifd = image->info.images[0];
   const auto channels = meanings(ifd);
+  const size_t height = planes[0].height;
   if (window_width(ifd) != planes[0].width) return "width " + std::to_string(window_width(ifd));
+  if (ifd.window.top - ifd.window.bottom + 1 != static_cast<int32_t>(height)) return "height";
   const bool is_upward = (ifd.orientation & ORB_BOTTOM_UP) != 0;
-  if (ifd.window.top - ifd.window.bottom + 1 != static_cast<int32_t>(planes[0].height)) return "height";
-  for (size_t i = 0; i < planes[0].height; ++i) {
-    const size_t y = is_upward ? i : planes[0].height - 1 - i;
+  for (size_t i = 0; i < height; ++i) {
+    const size_t y = is_upward ? i : height - 1 - i;
     void** rows = nullptr;
     const int32_t code = ORB_scan_read(image, ifd.window.bottom + static_cast<int32_t>(y), &rows);
     if (code != 0) return "row " + std::to_string(y) + ": code " + std::to_string(code);
     for (size_t c = 0; c < planes.size(); ++c) {
       for (size_t x = 0; x < planes[c].width; ++x) {
-        const double found = load_sample(channels[c].group, rows[c], x);
-        const std::string difference = channels[c].check(planes[c].at(x, y), found);
-        if (!difference.empty()) {
-          return "channel " + std::to_string(c) + " at " + std::to_string(x) + ", " + std::to_string(y) +
-                 ": " + difference;
-        }
-        store_sample(channels[c].group, rows[c], x,
-                     1.0);  // as an operator may; the next row must not show it
+        const std::string difference =
+            channels[c].check(planes[c].at(x, y), load_sample(channels[c].group, rows[c], x));
+        if (!difference.empty())
+          return std::to_string(c) + " at " + std::to_string(x) + ", " + std::to_string(y) + ": " +
+                 difference;
+        store_sample(channels[c].group, rows[c], x, 1);  // as an operator may; the next row must not show it
       }
     }
   }
   return "";
+}
+
+inline std::vector<Plane> planes_of(const Source& source) {
+  std::vector<Plane> planes;
+  for (size_t c = 0; c < meanings(source.ifd()).size(); ++c) planes.push_back(source.light(c));
+  return planes;
+}
+
+// What a swatch of this description must show.
+inline std::vector<Plane> reduced_planes(const Source& source, const ORB_IFD& to) {
+  std::vector<Plane> planes = planes_of(source);
+  const auto height = static_cast<size_t>(to.window.top - to.window.bottom + 1);
+  for (Plane& plane : planes) plane = reduced(plane, window_width(to), height);
+  return planes;
+}
+
+inline std::vector<std::vector<Plane>> pyramid_of(const Source& source) {
+  std::vector<std::vector<Plane>> levels = {planes_of(source)};
+  while (levels.back()[0].width > 1 || levels.back()[0].height > 1) {
+    levels.push_back(levels.back());
+    for (Plane& plane : levels.back()) plane = halved(plane);
+  }
+  return levels;
 }
 
 // The types, widths, curves, orders and windows that the generators must carry.
@@ -281,8 +301,24 @@ inline std::vector<Source> every_kind_of_source() {
   }
   const ORB_WINDOW actives[] = {{0, 0, 0, 0}, {36, 36, 8, 8}, {5, 31, 0, 8}, {0, 36, 3, 3}};
   for (const ORB_WINDOW& active : actives) {
-    sources.emplace_back(Picture("kind.mem", "mem").window({0, 36, 0, 8}).active(active));
-    sources.emplace_back(Picture("kind.mem", "mem").window({0, 36, 0, 8}).active(active).top_down());
+    Picture picture("kind.mem", "mem");
+    sources.emplace_back(picture.window({0, 36, 0, 8}).active(active));
+    sources.emplace_back(picture.top_down());
+  }
+  static uint8_t falling[256];
+  static uint16_t steps[256];
+  static float hostile[200];
+  for (int i = 0; i < 256; ++i) falling[i] = static_cast<uint8_t>(255 - i);
+  for (int i = 0; i < 256; ++i) steps[i] = static_cast<uint16_t>(i / 40 * 600);
+  for (int i = 0; i < 200; ++i) hostile[i] = i % 3 ? static_cast<float>(i * i) / 30000.0F - 0.01F : NAN;
+  static void* tables[] = {falling, falling, falling, steps, hostile};
+  for (const ORB_RESPONSE_CURVE& curve :
+       {ORB_RESPONSE_CURVE{ORB_CURVE_TABLE, 1.0F, 0, 3, 256, ORB_C_INTEGER, 8, tables},
+        {ORB_CURVE_TABLE, 1.0F, 0, 1, 256, ORB_C_INTEGER, 12, tables + 3},
+        {ORB_CURVE_TABLE, 1.0F, 0, 1, 200, ORB_C_FLOAT, 32, tables + 4}}) {
+    Picture picture("kind.mem", "mem");
+    picture.window({0, 40, 0, 6}).active({2, 35, 1, 6}).ifds[0].curve = curve;
+    sources.emplace_back(picture);
   }
   return sources;
 }

@@ -44,16 +44,16 @@ TEST(Compare, over_n_characters_looks_at_the_first_one_at_least) {
 
 // Strings over several pages, at addresses that reach the ends of pages at different places.
 TEST(Compare, is_right_across_the_ends_of_pages) {
-  const size_t page = 4096;
-  std::string a(5 * page, '\0'), b(5 * page, '\0');
-  for (const size_t length : {page - 1, page, 2 * page + 7, 3 * page}) {
+  constexpr size_t kPage = 4096;
+  std::vector<char> a(5 * kPage), b(5 * kPage);
+  for (const size_t length : {kPage - 1, kPage, 2 * kPage + 7, 3 * kPage}) {
     for (const size_t left : {0, 1, 47, 2048, 4090}) {
       for (const size_t right : {0, 64, 3000}) {
-        std::memset(a.data() + left, 'k', length);
-        std::memset(b.data() + right, 'k', length);
+        std::memset(&a[left], 'k', length);
+        std::memset(&b[right], 'k', length);
         a[left + length] = b[right + length] = '\0';
         EXPECT_EQ(STR_compare(&a[left], &b[right]), 0);
-        for (const size_t at : {length - 1, length / 2, page - 200, page - 20, size_t{64}, size_t{100}}) {
+        for (const size_t at : {length - 1, length / 2, kPage - 200, kPage - 20, size_t{64}, size_t{100}}) {
           b[right + at] = 'm';
           ASSERT_EQ(STR_compare(&a[left], &b[right]), -2)
               << length << ' ' << left << ' ' << right << ' ' << at;
@@ -62,6 +62,29 @@ TEST(Compare, is_right_across_the_ends_of_pages) {
       }
     }
   }
+}
+
+TEST(Abbr, accepts_what_lies_between_the_shortest_form_and_the_whole_word) {
+  // clang-format off
+  const struct { const char *word, *pattern; int32_t accepted; } rows[] = {
+      {"fr", "fr*ame", 1}, {"fra", "fr*ame", 1}, {"frame", "fr*ame", 1}, {"f", "fr*ame", 0},
+      {"frx", "fr*ame", 0}, {"frames", "fr*ame", 0}, {"", "fr*ame", 0}, {"frame", "frame", 1},
+      {"fram", "frame", 0}, {"frames", "frame", 0}, {"", "", 1}, {"", "*ame", 1}, {"frame", "frame*", 1},
+      {"frames", "frame*", 0}, {"fr*", "fr*ame", 0}, {nullptr, "fr*ame", 0}};
+  // clang-format on
+  for (const auto& row : rows) {
+    EXPECT_EQ(STR_abbr(row.word, row.pattern), row.accepted) << (row.word ? row.word : "null") << row.pattern;
+  }
+}
+
+TEST(Abbr, ordering_skips_the_star_where_the_texts_differ) {
+  // clang-format off
+  const struct { const char *a, *b; int32_t difference; } rows[] = {
+      {"frame", "fr*ame", 0}, {"fr*ame", "frame", 0}, {"fr*ame", "fr*ame", 0}, {"fr*", "fr", 0},
+      {"*fr", "**fr", 0}, {"fr*b", "fra", 1}, {"fra", "fr*b", -1}, {"fr", "fr*ame", -'a'},
+      {"a\xe9", "a*b", -23 - 'b'}, {"", "*", 0}};
+  // clang-format on
+  for (const auto& row : rows) EXPECT_EQ(STR_abbr_compare(row.a, row.b), row.difference) << row.a << row.b;
 }
 
 }  // namespace orb::testing

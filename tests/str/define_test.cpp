@@ -3,7 +3,6 @@
 #include <string>
 
 #include "tests/str/text.h"
-#include "tests/support/fail_allocation.h"
 
 namespace orb::testing {
 
@@ -65,18 +64,6 @@ TEST(Define, undefine_array_drops_every_element_and_frees_the_array) {
   EXPECT_STREQ(kept, "one");
   STR_undefine(kept);  // the last of it: the sanitizers see a copy too many or too few
   EXPECT_EQ(STR_undefine_array(nullptr), 0);
-}
-
-TEST(Define, fails_cleanly_without_memory) {
-  char* known = STR_define("known");
-  {
-    const FailAllocation fail(1, FailAllocation::Mode::from_there_on);
-    EXPECT_EQ(STR_define("not known"), nullptr);
-    EXPECT_TRUE(fail.happened());
-    EXPECT_EQ(STR_define("known"), known);  // needs none
-  }
-  EXPECT_STREQ(STR_define("not known"), "not known");
-  for (const char* s : {"known", "known", "not known"}) STR_undefine(s);
 }
 
 }  // namespace orb::testing
