@@ -33,12 +33,6 @@ inline bool core_has_dwa() {
   return major > 3 || (major == 3 && minor >= 2);
 }
 
-// The rows of one image of a handle; null, with orb__err, when a line cannot be read.
-inline void** read_line(ORB_IMAGE& image, int32_t index, int32_t line) {
-  void** rows = nullptr;
-  return image.scan(image.driver[index].data, line, &rows) == 0 ? rows : nullptr;
-}
-
 // A sample of a reader's rows as 32 bits; a double as a float's or an integer's.
 inline uint32_t sample_bits(const ORB_CHANNELS& group, const void* row, int32_t at, bool is_integer) {
   if (group.type != ORB_C_DOUBLE) return static_cast<const uint32_t*>(row)[at];

@@ -39,7 +39,7 @@ void save_exr(const std::string& path, const std::vector<Stored>& parts);
 // A part as the C++ library reads it. Samples are widened to 32 bits: halves as floats.
 struct Loaded {
   Imf::Header header;
-  std::map<std::string, std::vector<uint32_t>> samples;  // line by line, from the first of the data window
+  std::map<std::string, std::vector<uint64_t>> samples;  // line by line, from the first of the data window
 };
 Loaded load_exr(const std::string& path, int part = 0);
 

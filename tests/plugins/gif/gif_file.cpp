@@ -99,55 +99,28 @@ std::string comment(const std::string& text) {
 
 std::string repeats(int count) { return "\x21\xFF\x0BNETSCAPE2.0\x03\x01" + half(count) + '\0'; }
 
-Image open_gif(const std::string& path, Ask ask) {
-  ORB_INFO info;
-  ORB_info_init(&info);
-  std::string key = "gif";
-  std::string name = path;
-  info.key = key.data();
-  info.handle = name.data();
-  ORB_CAP_SETTING palette = {0, {1}};
-  ORB_CAP_SETTING* lent[] = {&palette, nullptr};
-  if (ask == Ask::indices) info.settings = ORB_cap_setting_copy(lent);
-  Image image(ORB_open(&info, "r"));
-  if (!image && info.settings) {
-    ERR_free(info.settings[0]);
-    ERR_free(info.settings);
-  }
-  return image;
-}
-
-Image open_gif(const GifFile& file, Ask ask) {
-  // Each under a name of its own: the file of the name before may still be open.
-  static int count = 0;
-  const std::string path = "in" + std::to_string(++count) + ".gif";
-  save(path, file.bytes());
-  return open_gif(path, ask);
+Image open_gif(const GifFile& file, const Settings& settings) {
+  save("in.gif", file.bytes());
+  return open_read("gif", "in.gif", settings);
 }
 
 std::string shown(ORB_IMAGE* image, const std::string& palette) {
   const ORB_IFD& ifd = image->info.images[0];
+  const Planes planes = read_all(*image);
   std::string all;
-  for (int32_t line = ifd.window.top; line >= 0; --line) {
-    void** rows = nullptr;
-    if (ORB_scan_read(image, line, &rows) != 0) return "";
-    const auto sample = [rows](int channel, int32_t x) { return static_cast<const char*>(rows[channel])[x]; };
-    for (int32_t x = 0; x <= ifd.window.right; ++x) {
-      if (ifd.color.count == 0) {
-        all += static_cast<char>('a' + static_cast<const uint16_t*>(rows[0])[x]);
-      } else if (ifd.color.count == 1) {
-        all += static_cast<char>('a' + sample(0, x));
-      } else if (ifd.matte.count == 1 && sample(3, x) == 0) {
-        all += '.';
-      } else {
-        size_t at = 0;
-        while (at < palette.size() &&
-               palette.substr(at, 3) != std::string{sample(0, x), sample(1, x), sample(2, x)})
-          at += 3;
-        all += at < palette.size() ? static_cast<char>('a' + at / 3) : '?';
-      }
+  for (size_t i = 0; !planes.empty() && i < planes[0].size(); ++i) {
+    if (i > 0 && i % static_cast<size_t>(ifd.window.right + 1) == 0) all += '/';
+    if (ifd.color.count < 3) {
+      all += static_cast<char>('a' + planes[0][i]);
+    } else if (ifd.matte.count == 1 && planes[3][i] == 0) {
+      all += '.';
+    } else {
+      std::string colour;
+      for (size_t c = 0; c < 3; ++c) colour += static_cast<char>(planes[c][i]);
+      size_t at = 0;
+      while (at < palette.size() && palette.substr(at, 3) != colour) at += 3;
+      all += at < palette.size() ? static_cast<char>('a' + at / 3) : '?';
     }
-    if (line > 0) all += '/';
   }
   return all;
 }

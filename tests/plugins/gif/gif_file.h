@@ -39,12 +39,10 @@ std::string repeats(int count);
 class GifTest : public FormatTest {
  protected:
   GifTest() : FormatTest({GIF_MODULE}) {}
-  ~GifTest() override { ORB_multiframe_set(0, 0); }  // the idle files go before the library ends
 };
 
-enum class Ask { colours, indices };
-Image open_gif(const std::string& path, Ask ask = Ask::colours);
-Image open_gif(const GifFile& file, Ask ask = Ask::colours);
+const Settings kAsIndices = {{0, 1}};
+Image open_gif(const GifFile& file, const Settings& settings = {});
 
 // The current frame as letters of the palette; "." is a pixel without coverage, "?" one of no colour of the
 // palette. "" when it cannot be read.

@@ -110,19 +110,21 @@ TEST_F(Playback, refuses_what_cannot_be_played_and_stays_where_it_is) {
 }
 
 TEST_F(Playback, finds_a_file_that_was_closed_at_the_frame_where_it_was_left) {
+  ORB_multiframe_set(1, 15);
   const std::string path = image_->info.handle;
+  image_ = open_read("gif", path);
   const ORB_IMAGE* const kept = image_.get();
   ASSERT_EQ(ORB_set_frame(image_.get(), 5, 0, 0), 0);
   image_.reset();
-  image_ = open_gif(path);
+  image_ = open_read("gif", path);
   EXPECT_EQ(image_.get(), kept);
   EXPECT_EQ(shown(image_.get()).find('b'), 4U);
-  const Image indices = open_gif(path, Ask::indices);
+  const Image indices = open_read("gif", path, kAsIndices);
   EXPECT_NE(indices.get(), kept);  // other settings, another handle
   EXPECT_EQ(shown(indices.get()).find('b'), 0U);
   image_.reset();
   save(path, GifFile{1, 1, {{.picture = "c"}}}.bytes() + " and more");
-  image_ = open_gif(path);
+  image_ = open_read("gif", path);
   EXPECT_EQ(shown(image_.get()), "c");
 }
 

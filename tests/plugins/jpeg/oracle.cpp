@@ -24,7 +24,7 @@ std::string encode(const Picture& picture) {
   cinfo.in_color_space = picture.given;
   cinfo.input_components = components_of(picture.given);
   jpeg_set_defaults(&cinfo);
-  picture.choose(cinfo);
+  picture.choose(&cinfo);
   jpeg_start_compress(&cinfo, TRUE);
   picture.mark(cinfo);
   std::vector<uint8_t> row(static_cast<size_t>(picture.width * cinfo.input_components));

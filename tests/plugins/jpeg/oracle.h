@@ -27,7 +27,7 @@ struct Picture {
   int height = 13;
   J_COLOR_SPACE given = JCS_RGB;  // of the samples; decides the number of components
   // Alters the parameters before the file is begun, and adds markers behind its header.
-  std::function<void(jpeg_compress_struct&)> choose = [](jpeg_compress_struct&) {};
+  std::function<void(jpeg_compress_struct*)> choose = [](jpeg_compress_struct*) {};
   std::function<void(jpeg_compress_struct&)> mark = [](jpeg_compress_struct&) {};
 };
 

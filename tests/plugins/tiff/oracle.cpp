@@ -1,11 +1,5 @@
 #include "oracle.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <memory>
 
 namespace orb::testing {
@@ -17,7 +11,7 @@ struct Closed {
 using Tiff = std::unique_ptr<TIFF, Closed>;
 
 // One sample behind the other, whole bytes as the machine holds them, others from the highest bit on.
-void add_sample(Bytes& row, size_t& bit, uint64_t value, int bits) {
+void add_sample(std::vector<uint8_t>& row, size_t& bit, uint64_t value, int bits) {
   for (int i = 0; i < bits; ++i, ++bit) {
     const bool is_whole = bits % 8 == 0;
     const int taken = is_whole ? i / 8 * 8 + 7 - i % 8 : bits - 1 - i;
@@ -27,8 +21,8 @@ void add_sample(Bytes& row, size_t& bit, uint64_t value, int bits) {
 }
 
 // The samples of one row from a column on; beyond the picture they are 0.
-Bytes packed_row(const Stored& page, uint32_t first, uint32_t count, uint32_t row, int plane) {
-  Bytes packed;
+std::vector<uint8_t> packed_row(const Stored& page, uint32_t first, uint32_t count, uint32_t row, int plane) {
+  std::vector<uint8_t> packed;
   size_t bit = 0;
   for (uint32_t x = first; x < first + count; ++x) {
     for (int s = 0; s < page.samples; ++s) {
@@ -42,9 +36,9 @@ Bytes packed_row(const Stored& page, uint32_t first, uint32_t count, uint32_t ro
 void write_tiles(TIFF* tiff, const Stored& page, int plane) {
   for (uint32_t y = 0; y < page.height; y += page.tile) {
     for (uint32_t x = 0; x < page.width; x += page.tile) {
-      Bytes tile;
+      std::vector<uint8_t> tile;
       for (uint32_t i = 0; i < page.tile; ++i) {
-        const Bytes row = packed_row(page, x, page.tile, y + i, plane);
+        const std::vector<uint8_t> row = packed_row(page, x, page.tile, y + i, plane);
         tile.insert(tile.end(), row.begin(), row.end());
       }
       const uint32_t index = TIFFComputeTile(tiff, x, y, 0, static_cast<uint16_t>(plane));
@@ -78,7 +72,7 @@ void write_page(TIFF* tiff, const Stored& page) {
       continue;
     }
     for (uint32_t y = 0; y < page.height; ++y) {
-      Bytes row = packed_row(page, 0, page.width, y, plane);
+      std::vector<uint8_t> row = packed_row(page, 0, page.width, y, plane);
       ASSERT_EQ(TIFFWriteScanline(tiff, row.data(), y, static_cast<uint16_t>(plane)), 1);
     }
   }
@@ -94,20 +88,10 @@ uint64_t Stored::at(uint32_t column, uint32_t row, int sample) const {
   return bits == 64 ? value : value & ((uint64_t{1} << bits) - 1);
 }
 
-void save(const std::string& path, const std::vector<Stored>& pages, const char* mode) {
+void save_tiff(const std::string& path, const std::vector<Stored>& pages, const char* mode) {
   const Tiff tiff(TIFFOpen(path.c_str(), mode));
   ASSERT_TRUE(tiff);
   for (const Stored& page : pages) write_page(tiff.get(), page);
-}
-
-Bytes load_bytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
-void save_bytes(const std::string& path, const Bytes& bytes) {
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
 void inspect(const std::string& path, const std::function<void(TIFF*)>& look) {

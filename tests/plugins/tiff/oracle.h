@@ -9,7 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "tests/plugins/common/formats.h"
+
 namespace orb::testing {
+
+class TiffTest : public FormatTest {
+ protected:
+  TiffTest() : FormatTest({TIFF_MODULE}) {}
+};
 
 // A page whose samples are a function of their place.
 struct Stored {
@@ -31,11 +38,7 @@ struct Stored {
 };
 
 // mode: as TIFFOpen takes it, "wl", "wb", "w8".
-void save(const std::string& path, const std::vector<Stored>& pages, const char* mode = "wl");
-
-using Bytes = std::vector<uint8_t>;
-Bytes load_bytes(const std::string& path);
-void save_bytes(const std::string& path, const Bytes& bytes);
+void save_tiff(const std::string& path, const std::vector<Stored>& pages, const char* mode = "wl");
 
 // Opens a file with the codec library and shows it; its messages fail the test.
 void inspect(const std::string& path, const std::function<void(TIFF*)>& look);
