@@ -1,92 +1,71 @@
 // The completion scripts, in the shells themselves.
-#include <gtest/gtest.h>
-
-#include "run_orb.h"
+#include "tool_test.h"
 
 namespace orb::testing {
 namespace {
 
 struct Case {
-  const char* line;      // what has been typed; the last word is to be completed
-  const char* expected;  // the candidates, sorted
+  std::string line;      // what has been typed; the last word is to be completed
+  std::string expected;  // the candidates, sorted
 };
 
 // Where bash, zsh and fish agree.
-constexpr Case kCases[] = {
-    {"orb conv", "convert"},
-    {"orb info --fro", "--from"},
-    {"orb convert --to ti", "tiff"},
-    {"orb convert --missing ne", "nearest"},
-    {"orb convert -v -d dou", "double"},
-    {"orb convert --layout rgba1", "rgba16"},
-    {"orb convert --drop aux,win", "aux,window"},
-    {"orb convert -o pictures/c", "pictures/c.png"},
-    {"orb check pictures/c", "pictures/c.png"},
-    {"orb rsrc du", "dump"},
-    {"orb rsrc add pictures/c", "pictures/c.png"},
-    {"orb completion f", "fish"},
-};
+const std::vector<Case> kCases = {{"orb conv", "convert"},
+                                  {"orb info --fro", "--from"},
+                                  {"orb convert --to ti", "tiff"},
+                                  {"orb convert --missing ne", "nearest"},
+                                  {"orb convert -v -d dou", "double"},
+                                  {"orb convert --layout rgba1", "rgba16"},
+                                  {"orb convert --drop aux,win", "aux,window"},
+                                  {"orb convert -o pictures/c", "pictures/c.png"},
+                                  {"orb check pictures/c", "pictures/c.png"},
+                                  {"orb rsrc du", "dump"},
+                                  {"orb rsrc add pictures/c", "pictures/c.png"},
+                                  {"orb completion f", "fish"}};
 
 // What only bash's and fish's lists show.
-constexpr Case kLists[] = {
-    {"orb convert --to=pn", "--to=png --to=pnm"},
-    {"orb completion ", "bash fish zsh"},
-    {"orb rsrc ", "add cat dump ls rm"},
-    {"orb convert --missing ", "black error hold nearest skip"},
-    {"orb formats ", ""},
-    {"orb info --frames ", ""},
-    {"orb ls --color always --pro", "--progress"},
-    {"orb info pictures/", "pictures/a b.png pictures/c.png"},
-};
+const std::vector<Case> kLists = {{"orb convert --to=pn", "--to=png --to=pnm"},
+                                  {"orb completion ", "bash fish zsh"},
+                                  {"orb rsrc ", "add cat dump ls rm"},
+                                  {"orb convert --missing ", "black error hold nearest skip"},
+                                  {"orb formats ", ""},
+                                  {"orb info --frames ", ""},
+                                  {"orb ls --color always --pro", "--progress"},
+                                  {"orb info pictures/", "pictures/a b.png pictures/c.png"}};
 
-class Completion : public ::testing::Test {
+class Completion : public ToolTest {
  protected:
   Completion() {
-    std::filesystem::create_directory(folder.path("pictures"));
-    for (const char* name : {"pictures/a b.png", "pictures/c.png"}) put_bytes(folder.path(name), "");
-    // "orb" in the shells is the tool under test.
-    std::filesystem::create_directory(folder.path("bin"));
-    std::filesystem::create_symlink(ORB_PROGRAM, folder.path("bin/orb"));
+    std::filesystem::create_directory("pictures");
+    for (const char* name : {"pictures/a b.png", "pictures/c.png"}) put_bytes(name, "");
   }
 
-  [[nodiscard]] bool has(const char* shell_name) const {
-    return shell(folder, std::string("command -v ") + shell_name).status == 0;
-  }
+  static bool has(const std::string& program) { return shell("command -v " + program).status == 0; }
 
   // What a script prints, with the completion of that shell in the file "script".
-  [[nodiscard]] std::string run(const std::string& shell_name, const std::string& command) const {
-    const Outcome made = orb(folder, {"completion", shell_name, "-f", "-o", "script"});
-    EXPECT_EQ(made.status, 0) << made.err;
-    put_bytes(folder.path("commands"), command);
-    const Outcome outcome =
-        shell(folder, "PATH=$PWD/bin:$PATH HOME=$PWD timeout 60 " + shell_name + " commands");
+  static std::string run(const std::string& program, const std::string& commands) {
+    expect("completion -f -o script " + program, 0);
+    put_bytes("commands", commands);
+    const Outcome outcome = shell("HOME=$PWD timeout 60 " + program + " commands");
     EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
     return outcome.out;
   }
 
-  // The commands print the line in brackets, then the candidates.
-  void expect_all(const std::string& shell_name, const std::string& before, const std::string& each) const {
-    std::string commands = before;
+  // The commands have a function complete_it, which prints its line in brackets, then the candidates.
+  static void expect_lists(const std::string& program, std::string commands) {
     std::string expected;
-    for (const auto& [line, candidates] : all_cases()) {
-      commands += each + " '" + line + "'\n";
-      expected += "[" + line + "] " + candidates + "\n";
+    for (const auto& cases : {kCases, kLists}) {
+      for (const auto& [line, candidates] : cases) {
+        commands += "complete_it '" + line + "'\n";
+        expected += "[" + line + "] " + candidates + "\n";
+      }
     }
-    EXPECT_EQ(run(shell_name, commands), expected);
+    EXPECT_EQ(run(program, commands), expected);
   }
-
-  static std::vector<std::pair<std::string, std::string>> all_cases() {
-    std::vector<std::pair<std::string, std::string>> all;
-    for (const Case& row : kCases) all.emplace_back(row.line, row.expected);
-    for (const Case& row : kLists) all.emplace_back(row.line, row.expected);
-    return all;
-  }
-
-  Folder folder;
 };
 
 TEST_F(Completion, of_bash_offers_what_may_come_next) {
-  expect_all("bash", R"(source ./script
+  expect_lists("bash", R"(source ./script
 complete_it() {
   read -r -a COMP_WORDS <<< "$1"
   [[ $1 != *' ' ]] || COMP_WORDS+=('')
@@ -96,33 +75,31 @@ complete_it() {
   mapfile -t sorted < <(((${#COMPREPLY[@]} == 0)) || printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort)
   echo "[$1] ${sorted[*]}"
 }
-)",
-             "complete_it");
+)");
   // As bash splits "--to=pn", and behind the end of the options.
-  const std::string told = run("bash", R"(source ./script
+  EXPECT_EQ(run("bash", R"(source ./script
 try() { COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)); _orb; echo "${COMPREPLY[*]}"; }
 try orb convert --to = pn
 try orb info -- -
 try orb rsrc add pictures/c.png ''
 try orb rsrc add x TEXT name pictures/c
-)");
-  EXPECT_EQ(told, "png pnm\n\n\npictures/c.png\n");
+)"),
+            "png pnm\n\n\npictures/c.png\n");
 }
 
 TEST_F(Completion, of_fish_offers_what_may_come_next) {
   if (!has("fish")) GTEST_SKIP() << "fish is not installed";
-  expect_all("fish", R"(source ./script
+  expect_lists("fish", R"(source ./script
 function complete_it
     set -l found (complete -C $argv[1] | string replace -r '\t.*' '' | env LC_ALL=C sort)
     echo "[$argv[1]] $found"
 end
-)",
-             "complete_it");
+)");
 }
 
 TEST_F(Completion, of_zsh_completes_a_typed_line) {
   if (!has("zsh")) GTEST_SKIP() << "zsh is not installed";
-  std::filesystem::create_directory(folder.path("functions"));
+  std::filesystem::create_directory("functions");
   std::string commands = R"(zmodload zsh/zpty
 cp script functions/_orb
 zpty -b line zsh -f -i
@@ -136,9 +113,8 @@ complete_it() {
 }
 )";
   std::string expected;
-  for (const Case& row : kCases) {
-    const std::string line = row.line;
-    const std::string whole = line.substr(0, line.rfind(' ') + 1) + row.expected;
+  for (const auto& [line, candidate] : kCases) {
+    const std::string whole = line.substr(0, line.rfind(' ') + 1) + candidate;
     commands += "complete_it '" + line + "' '" + whole + "'\n";
     expected += "[" + line + "] " + whole + "\n";
   }

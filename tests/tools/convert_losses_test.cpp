@@ -1,17 +1,14 @@
 // What convert refuses: every loss by its name, and nothing written; and how a loss is asked for.
-#include <gtest/gtest.h>
 #include <png.h>
 
 #include <cstdlib>
-#include <nlohmann/json.hpp>
 
-#include "pictures.h"
-#include "run_orb.h"
+#include "tool_test.h"
 
 namespace orb::testing {
 namespace {
 
-using Json = nlohmann::json;
+using ConvertLosses = ToolTest;
 
 void with_aux(ORB_INFO&, ORB_IFD& image) { image.aux = {nullptr, 1, ORB_C_INTEGER, 8}; }
 void with_curve_table(ORB_INFO& info, ORB_IFD& image) {
@@ -24,10 +21,9 @@ void with_active_window(ORB_INFO&, ORB_IFD& image) { image.active_window = {2, 5
 void with_matte_of_16_bits(ORB_INFO&, ORB_IFD& image) { image.matte = {nullptr, 1, ORB_C_INTEGER, 16}; }
 void with_five_colours(ORB_INFO&, ORB_IFD& image) { image.color.count = 5; }
 
-TEST(ConvertLosses, a_loss_is_refused_by_name_and_nothing_is_written) {
-  const Folder folder;
+TEST_F(ConvertLosses, a_loss_is_refused_by_name_and_nothing_is_written) {
   const struct {
-    const char* name;
+    std::string name;
     void (*change)(ORB_INFO&, ORB_IFD&);
   } rows[] = {{"aux", with_aux},
               {"curve", with_curve_table},
@@ -37,82 +33,64 @@ TEST(ConvertLosses, a_loss_is_refused_by_name_and_nothing_is_written) {
   for (const auto& row : rows) {
     PipeFile file;
     file.change = row.change;
-    file.write(folder.path("a.pipe"));
-    const Outcome refused = orb(folder, {"convert", "a.pipe", "-o", "b.png"});
-    EXPECT_EQ(refused.status, 5) << row.name << refused.err;
-    EXPECT_NE(refused.err.find("orb: error: "), std::string::npos);
-    const Outcome dry = orb(folder, {"convert", "-n", "a.pipe", "-o", "b.png"});
-    EXPECT_EQ(dry.status, 5) << row.name;
-    EXPECT_EQ(folder.names(), std::vector<std::string>{"a.pipe"}) << row.name;
-    if (*row.name == '\0') continue;
-    const Outcome dropped = orb(folder, {"convert", "a.pipe", "-o", "b.png", "--drop", row.name});
-    EXPECT_EQ(dropped.status, 0) << row.name << dropped.err;
-    EXPECT_EQ(dropped.err, "") << row.name;
-    const Outcome lossy = orb(folder, {"convert", "-f", "a.pipe", "-o", "b.png", "--allow-lossy"});
-    EXPECT_EQ(lossy.status, 0) << row.name << lossy.err;
-    EXPECT_NE(lossy.err.find("orb: warning: b.png: "), std::string::npos) << row.name << lossy.err;
-    EXPECT_EQ(read_png(folder.path("b.png")).height, 5U);
-    std::filesystem::remove(folder.path("b.png"));
+    file.write("a.pipe");
+    expect_all({{"convert a.pipe -o b.png", 5, _, HasSubstr("orb: error: ")},
+                {"convert a.pipe -o - --to png", 5, ""},
+                {"convert -n a.pipe -o b.png", 5}});
+    EXPECT_THAT(names(), ElementsAre("a.pipe")) << row.name;
+    if (row.name.empty()) continue;
+    expect_all({{"convert a.pipe -o b.png --drop " + row.name, 0, _, ""},
+                {"convert -f a.pipe -o b.png --allow-lossy", 0, _, HasSubstr("orb: warning: b.png: ")}});
+    EXPECT_EQ(read_png("b.png").height, 5U);
+    std::filesystem::remove("b.png");
   }
 }
 
-TEST(ConvertLosses, only_the_group_at_fault_is_left_out_and_the_rest_keeps_its_samples) {
-  const Folder folder;
+TEST_F(ConvertLosses, only_the_group_at_fault_is_left_out_and_the_rest_keeps_its_samples) {
   PipeFile file;
   file.change = [](ORB_INFO&, ORB_IFD& image) {
     image.matte = image.aux = {nullptr, 1, ORB_C_INTEGER, 8};
     image.orientation = 0;
   };
-  file.write(folder.path("a.pipe"));
-  ASSERT_EQ(orb(folder, {"convert", "a.pipe", "-o", "b.png", "--allow-lossy"}).status, 0);
-  const Png with_matte = read_png(folder.path("b.png"));
+  file.write("a.pipe");
+  // A group from the middle: those behind it move up.
+  expect_all({{"convert a.pipe -o b.png --allow-lossy"},
+              {"convert a.pipe -o c.pipe --drop matte"},
+              {"convert a.pipe -o d.pipe --drop color,matte"}});
+  const Png with_matte = read_png("b.png");
   EXPECT_EQ(with_matte.color_type, PNG_COLOR_TYPE_RGB_ALPHA);
   for (int c = 0; c < 4; ++c) EXPECT_EQ(static_cast<uint8_t>(with_matte.rows[1][4 * 6 + c]), ramp(6, 3, c));
-
-  // A group from the middle: those behind it move up.
-  ASSERT_EQ(orb(folder, {"convert", "a.pipe", "-o", "c.pipe", "--drop", "matte"}).status, 0);
-  ASSERT_EQ(orb(folder, {"convert", "a.pipe", "-o", "d.pipe", "--drop", "color,matte"}).status, 0);
-  const std::string colours_and_aux = bytes_of(folder.path("c.pipe"));
-  const std::string aux = bytes_of(folder.path("d.pipe"));
   std::string top_row;
   for (int x = 0; x < 7; ++x) top_row += static_cast<char>(ramp(x, 4, 4));
-  EXPECT_NE(colours_and_aux.find(top_row), std::string::npos);
-  EXPECT_NE(aux.find(top_row), std::string::npos);
-  EXPECT_EQ(colours_and_aux.size(), aux.size() + 3 * 7 * 5);
+  EXPECT_THAT(bytes_of("c.pipe"), HasSubstr(top_row));
+  EXPECT_THAT(bytes_of("d.pipe"), HasSubstr(top_row));
+  EXPECT_EQ(bytes_of("c.pipe").size(), bytes_of("d.pipe").size() + 3 * 7 * 5);
 }
 
-TEST(ConvertLosses, a_dry_run_writes_nothing_and_says_what_it_would_do) {
-  const Folder folder;
-  PipeFile().write(folder.path("a.pipe"));
-  const Outcome run = orb(folder, {"convert", "-n", "a.pipe", "-o", "b.png"});
-  EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run.out, "would write b.png (png) from a.pipe (pipe), rows: spool\n");
-  put_bytes(folder.path("b.png"), "old");
-  EXPECT_EQ(orb(folder, {"convert", "-n", "a.pipe", "-o", "b.png"}).status, 4);
-  EXPECT_NE(orb(folder, {"convert", "-n", "-f", "a.pipe", "-o", "b.png"}).out.find("would replace b.png"),
-            std::string::npos);
-  EXPECT_EQ(bytes_of(folder.path("b.png")), "old");
+TEST_F(ConvertLosses, a_dry_run_writes_nothing_and_says_what_it_would_do) {
+  PipeFile().write("a.pipe");
+  expect("convert -n a.pipe -o b.png", 0, "would write b.png (png) from a.pipe (pipe), rows: spool\n");
+  put_bytes("b.png", "old");
+  expect("convert -n a.pipe -o b.png", 4);
+  expect("convert -n -f a.pipe -o b.png", 0, HasSubstr("would replace b.png"));
+  EXPECT_EQ(bytes_of("b.png"), "old");
 }
 
-TEST(ConvertLosses, the_losses_are_listed_in_json) {
-  const Folder folder;
+TEST_F(ConvertLosses, the_losses_are_listed_in_json) {
   PipeFile file;
   file.change = [](ORB_INFO& info, ORB_IFD& image) {
     with_curve_table(info, image);
     with_active_window(info, image);
   };
-  file.write(folder.path("a.pipe"));
-  const Outcome run = orb(folder, {"convert", "--json", "a.pipe", "-o", "b.png"});
-  EXPECT_EQ(run.status, 5);
-  const Json outcome = Json::parse(run.out);
+  file.write("a.pipe");
+  const Json outcome = Json::parse(expect("convert --json a.pipe -o b.png", 5).out);
   EXPECT_EQ(outcome["result"], "refused");
-  ASSERT_EQ(outcome["losses"].size(), 2U) << run.out;
+  ASSERT_EQ(outcome["losses"].size(), 2U) << outcome;
   EXPECT_EQ(outcome["losses"][0]["name"], "active-window");
   EXPECT_EQ(outcome["losses"][1]["name"], "curve");
 }
 
-TEST(ConvertLosses, what_the_input_declares_comes_through_and_what_it_does_not_is_not_made_up) {
-  const Folder folder;
+TEST_F(ConvertLosses, what_the_input_declares_comes_through_and_what_it_does_not_is_not_made_up) {
   std::string words = "A ramp, \xc3\xbc";
   PipeFile file;
   file.change = [&words](ORB_INFO& info, ORB_IFD& image) {
@@ -120,9 +98,9 @@ TEST(ConvertLosses, what_the_input_declares_comes_through_and_what_it_does_not_i
     info.word_e &= ~uint64_t{ORB_ASSUMED_GAMMA};
     image.curve.gamma = 1.8F;
   };
-  file.write(folder.path("a.pipe"));
-  ASSERT_EQ(orb(folder, {"convert", "a.pipe", "-o", "b.png"}).status, 0);
-  const Json read = Json::parse(orb(folder, {"info", "--json", "b.png"}).out)["files"][0];
+  file.write("a.pipe");
+  expect("convert a.pipe -o b.png", 0);
+  const Json read = json_of("info --json b.png")["files"][0];
   EXPECT_EQ(read["texts"], (Json{{"description", words}}));
   EXPECT_NEAR(read["images"][0]["curve"]["gamma"].get<double>(), 1.8, 1e-4);
   EXPECT_EQ(read["images"][0]["curve"]["assumed"], false);

@@ -1,27 +1,16 @@
 // What convert carries over: samples bit for bit, in any order of rows, through files, streams and devices.
-#include <gtest/gtest.h>
 #include <png.h>
 
-#include <nlohmann/json.hpp>
+#include <sstream>
 
-#include "pictures.h"
-#include "run_orb.h"
+#include "tool_test.h"
 
 namespace orb::testing {
 namespace {
 
-using Json = nlohmann::json;
+using Convert = ToolTest;
 
-TEST(Convert, a_photograph_comes_back_unchanged_from_a_pipe_stream) {
-  const Folder folder;
-  ASSERT_EQ(orb(folder, {"convert", sample("chelsea.png"), "-o", "a.pipe"}).status, 0);
-  ASSERT_EQ(orb(folder, {"convert", "a.pipe", "-o", "b.png"}).status, 0);
-  EXPECT_EQ(read_png(folder.path("b.png")), read_png(sample("chelsea.png")));
-  EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.pipe", "b.png"}));
-}
-
-TEST(Convert, every_kind_of_picture_is_copied_bit_for_bit) {
-  const Folder folder;
+TEST_F(Convert, every_kind_of_picture_is_copied_bit_for_bit) {
   const struct {
     int depth, color_type;
   } rows[] = {{1, PNG_COLOR_TYPE_GRAY},        {2, PNG_COLOR_TYPE_GRAY},      {4, PNG_COLOR_TYPE_GRAY},
@@ -29,88 +18,66 @@ TEST(Convert, every_kind_of_picture_is_copied_bit_for_bit) {
               {16, PNG_COLOR_TYPE_GRAY_ALPHA}, {8, PNG_COLOR_TYPE_RGB},       {16, PNG_COLOR_TYPE_RGB},
               {8, PNG_COLOR_TYPE_RGB_ALPHA},   {16, PNG_COLOR_TYPE_RGB_ALPHA}};
   for (const auto& row : rows) {
-    write_noise_png(folder.path("a.png"), 24, 9, row.depth, row.color_type);
-    const Outcome there = orb(folder, {"convert", "-f", "a.png", "-o", "b.pipe"});
-    const Outcome back = orb(folder, {"convert", "-f", "b.pipe", "-o", "c.png"});
-    ASSERT_EQ(there.status + back.status, 0) << there.err << back.err;
-    EXPECT_EQ(read_png(folder.path("c.png")), read_png(folder.path("a.png")))
-        << row.depth << " " << row.color_type;
+    write_noise_png("a.png", 24, 9, row.depth, row.color_type);
+    expect("convert -f a.png -o b.pipe", 0);
+    expect("convert -f b.pipe -o c.png", 0);
+    EXPECT_EQ(read_png("c.png"), read_png("a.png")) << row.depth << " " << row.color_type;
   }
+  EXPECT_THAT(names(), ElementsAre("a.png", "b.pipe", "c.png"));
 }
 
-TEST(Convert, a_key_is_an_ending_too) {
-  const Folder folder;
-  const std::string picture = sample("head-rgb-16.png");
-  ASSERT_EQ(orb(folder, {"convert", picture, "-o", "a.tiff"}).status, 0);
-  const Outcome same = orb(folder, {"diff", picture, "a.tiff"});
-  EXPECT_EQ(same.status, 0) << same.err;
-  EXPECT_EQ(orb(folder, {"convert", picture, "-o", "a.tiffy"}).status, 4);
+TEST_F(Convert, a_key_is_an_ending_too) {
+  expect_all({{"convert samples/head-rgb-16.png -o a.tiff"},
+              {"diff samples/head-rgb-16.png a.tiff"},
+              {"convert samples/head-rgb-16.png -o a.tiffy", 4}});
 }
 
-TEST(Convert, streams_through_shell_pipes_hold_the_image_and_nothing_else) {
-  const Folder folder;
-  const Outcome run = shell(folder, "set -o pipefail; \"$ORB\" convert -v '" + sample("chelsea.png") +
-                                        "' -o - | \"$ORB\" convert - -o - --to png > b.png && "
-                                        "\"$ORB\" convert --from png - -o c.png < b.png && "
-                                        "\"$ORB\" info --from png - < c.png");
+TEST_F(Convert, streams_through_shell_pipes_hold_the_image_and_nothing_else) {
+  const Outcome run = shell(
+      "set -o pipefail; orb convert -v $SAMPLES/chelsea.png -o - | orb convert - -o - --to png > b.png && "
+      "orb convert --from png - -o c.png < b.png && orb info --from png - < c.png");
   ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(read_png(folder.path("b.png")), read_png(sample("chelsea.png")));
-  EXPECT_EQ(read_png(folder.path("c.png")), read_png(sample("chelsea.png")));
-  EXPECT_NE(run.out.find("451 x 300"), std::string::npos);
+  EXPECT_EQ(read_png("b.png"), read_png(sample("chelsea.png")));
+  EXPECT_EQ(read_png("c.png"), read_png(sample("chelsea.png")));
+  EXPECT_THAT(run.out, HasSubstr("451 x 300"));
 }
 
 // Rows of a PipeFile as its PNG must hold them.
 Png ramp_png(int32_t width, int32_t height) {
   Png picture = {static_cast<uint32_t>(width), static_cast<uint32_t>(height), 8, PNG_COLOR_TYPE_RGB, {}};
   for (int32_t row = height - 1; row >= 0; --row) {
-    std::string bytes;
-    for (int32_t x = 0; x < width; ++x) {
-      for (int32_t c = 0; c < 3; ++c) bytes += static_cast<char>(ramp(x, row, c));
-    }
-    picture.rows.push_back(bytes);
+    picture.rows.emplace_back();
+    for (int32_t i = 0; i < 3 * width; ++i) picture.rows.back() += static_cast<char>(ramp(i / 3, row, i % 3));
   }
   return picture;
 }
 
-TEST(Convert, rows_stored_the_other_way_round_are_turned_and_the_way_is_told) {
-  const Folder folder;
+TEST_F(Convert, rows_stored_the_other_way_round_are_turned_and_the_way_is_told) {
   PipeFile file;
   file.height = 100;
-  file.write(folder.path("up.pipe"));
+  file.write("up.pipe");
   file.change = [](ORB_INFO&, ORB_IFD& image) { image.orientation = 0; };
-  file.write(folder.path("down.pipe"));
+  file.write("down.pipe");
   const struct {
     const char* input;
-    std::vector<std::string> flags;
     const char* way;
-  } rows[] = {{"down.pipe", {}, "direct"},
-              {"up.pipe", {}, "spool"},
-              {"up.pipe", {"--mem", "1M"}, "spool"},
-              {"up.pipe", {"--mem", "10"}, "reopen"},
-              {"up.pipe", {"--limit", "handle=4000"}, "reopen"}};
-  for (const auto& row : rows) {
-    std::vector<std::string> arguments = {"convert", "-f", "-v", "--json", row.input, "-o", "out.png"};
-    arguments.insert(arguments.end(), row.flags.begin(), row.flags.end());
-    const Outcome run = orb(folder, arguments);
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.err.find(std::string("rows: ") + row.way + "\n"), std::string::npos) << run.err;
-    EXPECT_EQ(Json::parse(run.out)["rows"], row.way);
-    EXPECT_EQ(read_png(folder.path("out.png")), ramp_png(7, 100)) << row.way;
+  } rows[] = {{"down.pipe", "direct"},
+              {"up.pipe", "spool"},
+              {"up.pipe --mem 1M", "spool"},
+              {"up.pipe --mem 10", "reopen"},
+              {"up.pipe --limit handle=4000", "reopen"}};
+  for (const auto& [input, way] : rows) {
+    const Outcome run = expect(std::string("convert -f -v --json -o out.png ") + input, 0, _,
+                               HasSubstr(std::string("rows: ") + way + "\n"));
+    EXPECT_EQ(Json::parse(run.out)["rows"], way);
+    EXPECT_EQ(read_png("out.png"), ramp_png(7, 100)) << input;
   }
+  // A stream cannot be read twice.
+  expect({"convert - -o new.png --mem 10", 4, _, HasSubstr("--mem")}, {bytes_of("up.pipe")});
+  EXPECT_THAT(names(), ElementsAre("down.pipe", "out.png", "up.pipe"));
 }
 
-TEST(Convert, a_stream_that_cannot_be_read_twice_is_refused_when_memory_does_not_allow_to_turn_it) {
-  const Folder folder;
-  PipeFile().write(folder.path("up.pipe"));
-  const Outcome run = orb(folder, {"convert", "-", "-o", "out.png", "--mem", "10"},
-                          {bytes_of(folder.path("up.pipe")), {}, false});
-  EXPECT_EQ(run.status, 4);
-  EXPECT_NE(run.err.find("--mem"), std::string::npos) << run.err;
-  EXPECT_EQ(folder.names(), std::vector<std::string>{"up.pipe"});
-}
-
-TEST(Convert, a_palette_passes_as_indices_when_both_drivers_are_told_so) {
-  const Folder folder;
+TEST_F(Convert, a_palette_passes_as_indices_when_both_drivers_are_told_so) {
   PipeFile file;
   file.change = [](ORB_INFO& info, ORB_IFD& image) {
     static ORB_LUT* const lut = ORB_lut_alloc(256);
@@ -123,59 +90,49 @@ TEST(Convert, a_palette_passes_as_indices_when_both_drivers_are_told_so) {
     image.index = {nullptr, 1, ORB_C_INTEGER, 8};
     image.orientation = 0;
   };
-  file.write(folder.path("a.pipe"));
-  const Outcome run = orb(folder, {"convert", "a.pipe", "-o", "b.png"});
-  ASSERT_EQ(run.status, 0) << run.err;
-  const Png stored = read_png(folder.path("b.png"));
+  file.write("a.pipe");
+  expect_all({{"convert a.pipe -o b.png"},
+              {"convert b.png -o c.pipe --read-set PALETTE=Indices"},
+              {"convert c.pipe -o d.png"},
+              {"convert d.png -o e.png"}});
+  const Png stored = read_png("b.png");
   EXPECT_EQ(stored.color_type, PNG_COLOR_TYPE_PALETTE);
   EXPECT_EQ(static_cast<uint8_t>(stored.rows[0][2]), ramp(2, 4, 0));
-
-  ASSERT_EQ(orb(folder, {"convert", "b.png", "-o", "c.pipe", "--read-set", "PALETTE=Indices"}).status, 0);
-  ASSERT_EQ(orb(folder, {"convert", "c.pipe", "-o", "d.png"}).status, 0);
-  EXPECT_EQ(read_png(folder.path("d.png")), stored);
-  ASSERT_EQ(orb(folder, {"convert", "d.png", "-o", "e.png"}).status, 0);
-  const Png colours = read_png(folder.path("e.png"));
+  EXPECT_EQ(read_png("d.png"), stored);
+  const Png colours = read_png("e.png");
   EXPECT_EQ(colours.color_type, PNG_COLOR_TYPE_RGB);
   const uint8_t index = ramp(0, 4, 0);
   EXPECT_EQ(static_cast<uint8_t>(colours.rows[0][0]), 255 - index);
   EXPECT_EQ(static_cast<uint8_t>(colours.rows[0][1]), index);
 }
 
-TEST(Convert, a_driver_setting_reaches_the_driver) {
-  const Folder folder;
-  ASSERT_EQ(
-      orb(folder, {"convert", sample("chelsea.png"), "-o", "small.png", "--set", "compression=9"}).status, 0);
-  ASSERT_EQ(orb(folder, {"convert", sample("chelsea.png"), "-o", "big.png", "--set", "compression=0"}).status,
-            0);
-  EXPECT_EQ(read_png(folder.path("small.png")), read_png(folder.path("big.png")));
-  EXPECT_GT(bytes_of(folder.path("big.png")).size(), 451U * 300 * 3);
-  EXPECT_LT(bytes_of(folder.path("small.png")).size(), 300000U);
+TEST_F(Convert, a_driver_setting_reaches_the_driver) {
+  expect("convert samples/chelsea.png -o small.png --set compression=9", 0);
+  expect("convert samples/chelsea.png -o big.png --set compression=0", 0);
+  EXPECT_EQ(read_png("small.png"), read_png("big.png"));
+  EXPECT_GT(bytes_of("big.png").size(), 451U * 300 * 3);
+  EXPECT_LT(bytes_of("small.png").size(), 300000U);
 }
 
-TEST(Convert, progress_counts_rows_up_to_all_of_them) {
-  const Folder folder;
+TEST_F(Convert, progress_counts_rows_up_to_all_of_them) {
   PipeFile file;
   file.height = 250;
   file.change = [](ORB_INFO&, ORB_IFD& image) { image.orientation = 0; };
-  file.write(folder.path("a.pipe"));
-  const Outcome plain = orb(folder, {"convert", "a.pipe", "-o", "b.png", "--progress=plain"});
-  EXPECT_EQ(plain.err.rfind("progress: 1/250 0%\nprogress: 3/250 1%\n", 0), 0U) << plain.err;
-  EXPECT_EQ(plain.err.substr(plain.err.rfind("progress: ")), "progress: 250/250 100%\n");
-
-  const Outcome json = orb(folder, {"convert", "-f", "a.pipe", "-o", "b.png", "--progress=json"});
-  size_t lines = 0;
-  for (size_t at = 0; at < json.err.size(); at = json.err.find('\n', at) + 1, ++lines) {
-    const Json line = Json::parse(json.err.substr(at, json.err.find('\n', at) - at));
-    EXPECT_EQ(line["progress"]["total"], 250);
+  file.write("a.pipe");
+  const std::string convert = "convert -f a.pipe -o b.png ";
+  expect_all(
+      {{convert + "--progress=plain", 0, _,
+        AllOf(StartsWith("progress: 1/250 0%\nprogress: 3/250 1%\n"), EndsWith("progress: 250/250 100%\n"))},
+       {convert, 0, _, ""}});
+  std::istringstream lines(expect(convert + "--progress=json", 0).err);
+  size_t count = 0;
+  for (std::string line; std::getline(lines, line); ++count) {
+    EXPECT_EQ(Json::parse(line)["progress"]["total"], 250);
   }
-  EXPECT_EQ(lines, 101U);
-
-  EXPECT_EQ(orb(folder, {"convert", "-f", "a.pipe", "-o", "b.png"}).err, "");
-  const auto on_terminal = [&](const char* how) {
-    return orb(folder, {"convert", "-f", "a.pipe", "-o", "b.png", how}, {"", {}, true}).err;
-  };
-  EXPECT_NE(on_terminal("--progress=auto").find("] 100%\r\033[K"), std::string::npos);
-  EXPECT_EQ(on_terminal("--progress=none"), "");
+  EXPECT_EQ(count, 101U);
+  expect_all({{convert + "--progress=auto", 0, _, HasSubstr("] 100%\r\033[K")},
+              {convert + "--progress=none", 0, _, ""}},
+             {.terminal_for_errors = true});
 }
 
 }  // namespace

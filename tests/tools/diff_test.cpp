@@ -1,98 +1,69 @@
 // What diff says of two images: its verdicts, its figures, the image of the differences.
-#include <gtest/gtest.h>
 #include <png.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
-#include <nlohmann/json.hpp>
 
-#include "pictures.h"
-#include "run_orb.h"
+#include "tool_test.h"
 
 namespace orb::testing {
 namespace {
 
-using Json = nlohmann::json;
+using Diff = ToolTest;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
-// One row of grey samples of a type, given as numbers.
-template <class Sample>
-PipeFile grey(const std::vector<double>& samples, uint32_t type, int32_t width_bits) {
-  PipeFile file;
-  file.width = static_cast<int32_t>(samples.size());
-  file.height = 1;
-  file.change = [=](ORB_INFO&, ORB_IFD& image) { image.color = {nullptr, 1, type, width_bits}; };
-  file.fill = [=](void* row, int32_t, int32_t) {
-    for (size_t i = 0; i < samples.size(); ++i)
-      static_cast<Sample*>(row)[i] = static_cast<Sample>(samples[i]);
-  };
-  return file;
-}
-PipeFile grey8(const std::vector<double>& samples) { return grey<uint8_t>(samples, ORB_C_INTEGER, 8); }
-PipeFile grey16(const std::vector<double>& samples) { return grey<uint16_t>(samples, ORB_C_INTEGER, 16); }
-PipeFile grey32(const std::vector<double>& samples) { return grey<uint32_t>(samples, ORB_C_INTEGER, 32); }
-PipeFile real(const std::vector<double>& samples) { return grey<float>(samples, ORB_C_FLOAT, 32); }
-PipeFile twice(const std::vector<double>& samples) { return grey<double>(samples, ORB_C_DOUBLE, 64); }
-
-Outcome diff(const Folder& folder, const std::vector<std::string>& more, const RunOptions& options = {}) {
-  std::vector<std::string> arguments = {"diff"};
-  arguments.insert(arguments.end(), more.begin(), more.end());
-  return orb(folder, arguments, options);
-}
-
-TEST(Diff, the_verdict_follows_the_thresholds) {
-  const Folder folder;
+TEST_F(Diff, the_verdict_follows_the_thresholds) {
+  const PipeFile a8 = grey({{9, 200}}), one_of_four = grey({{0, 0, 0, 1}}), zeros = grey({{0, 0, 0, 0}});
+  const PipeFile next8 = grey({{9, 201}}), next16 = grey<uint16_t>({{1, 40001}});
+  const PipeFile a16 = grey<uint16_t>({{1, 40000}}), one = grey<float>({{1}}), one64 = grey<double>({{1}});
+  const PipeFile above_one = grey<float>({{1.0000005}}), above_one64 = grey<double>({{1 + 1e-15}});
+  const PipeFile last32 = grey<uint32_t>({{4294967295.0}}), before32 = grey<uint32_t>({{4294967294.0}});
   const std::string step = "0.00392156862745098";  // 1/255
   const struct {
     PipeFile a, b;
-    std::vector<std::string> flags;
+    std::string flags;
     int status;
-  } rows[] = {
-      {grey8({9, 200}), grey8({9, 200}), {"--fail", "0", "--warn", "0"}, 0},
-      {grey8({9, 200}), grey8({9, 201}), {}, 2},
-      {grey8({9, 200}), grey8({9, 201}), {"--fail", step}, 1},
-      {grey8({9, 200}), grey8({9, 201}), {"--fail", step, "--warn", step}, 0},
-      {grey8({9, 200}), grey8({9, 201}), {"--fail", "0.0039215", "--warn", step}, 2},
-      {grey8({0, 0, 0, 1}), grey8({0, 0, 0, 0}), {"--fail-percent", "25"}, 1},
-      {grey8({0, 0, 0, 1}), grey8({0, 0, 0, 0}), {"--fail-percent", "25", "--warn-percent", "25"}, 0},
-      {grey8({0, 0, 0, 1}), grey8({0, 0, 0, 0}), {"--fail-percent", "24.9"}, 2},
-      {grey8({0, 0, 0, 1}), grey8({0, 0, 0, 0}), {"--fail-percent", "25", "--hard-fail", "0.003"}, 2},
-      {grey8({0, 0, 0, 1}), grey8({0, 0, 0, 0}), {"--fail", "1", "--warn", "1", "--hard-fail", step}, 0},
-      {grey8({0, 0, 0, 1}), grey8({0, 0, 0, 0}), {"--fail", "1", "--warn", "1", "--hard-warn", "0"}, 1},
-      {grey16({1, 40000}), grey16({1, 40001}), {}, 2},
-      {grey16({1, 40000}), grey16({1, 40001}), {"--fail", "0.00002", "--warn", "0.00002"}, 0},
-      {grey32({4294967295.0}), grey32({4294967294.0}), {}, 0},
-      {grey32({4294967295.0}), grey32({4294967294.0}), {"--fail", "0"}, 2},
-      {grey8({0, 100, 255}), grey16({0, 25700, 65535}), {"--fail", "0", "--warn", "0"}, 0},
-      {grey8({100}), grey16({25701}), {}, 2},
-      {grey8({0, 255}), real({0, 1}), {"--fail", "0", "--warn", "0"}, 0},
-      {real({1}), real({1.0000005}), {}, 0},
-      {real({1}), real({1.0000005}), {"--fail", "0"}, 2},
-      {twice({1}), twice({1 + 1e-15}), {"--fail", "0"}, 2},
-      {twice({1}), twice({1 + 1e-15}), {}, 0},
-      {real({kNaN, kInf, -kInf, 0}), real({kNaN, kInf, -kInf, -0.0}), {"--fail", "0", "--warn", "0"}, 0},
-      {real({kNaN}), real({1}), {"--fail", "1000"}, 2},
-      {real({1}), real({-kNaN}), {"--fail", "1000"}, 2},
-      {real({kInf}), real({-kInf}), {"--fail", "1000"}, 2},
-      {real({kInf}), real({3e38}), {"--fail", "1000"}, 2}};
+  } rows[] = {{a8, a8, "--fail 0 --warn 0", 0},
+              {a8, next8, "", 2},
+              {a8, next8, "--fail " + step, 1},
+              {a8, next8, "--fail " + step + " --warn " + step, 0},
+              {a8, next8, "--fail 0.0039215 --warn " + step, 2},
+              {one_of_four, zeros, "--fail-percent 25", 1},
+              {one_of_four, zeros, "--fail-percent 25 --warn-percent 25", 0},
+              {one_of_four, zeros, "--fail-percent 24.9", 2},
+              {one_of_four, zeros, "--fail-percent 25 --hard-fail 0.003", 2},
+              {one_of_four, zeros, "--fail 1 --warn 1 --hard-fail " + step, 0},
+              {one_of_four, zeros, "--fail 1 --warn 1 --hard-warn 0", 1},
+              {a16, next16, "", 2},
+              {a16, next16, "--fail 0.00002 --warn 0.00002", 0},
+              {last32, before32, "", 0},
+              {last32, before32, "--fail 0", 2},
+              {grey({{0, 100, 255}}), grey<uint16_t>({{0, 25700, 65535}}), "--fail 0 --warn 0", 0},
+              {grey({{100}}), grey<uint16_t>({{25701}}), "", 2},
+              {grey({{0, 255}}), grey<float>({{0, 1}}), "--fail 0 --warn 0", 0},
+              {one, above_one, "", 0},
+              {one, above_one, "--fail 0", 2},
+              {one64, above_one64, "--fail 0", 2},
+              {one64, above_one64, "", 0},
+              {grey<float>({{kNaN, kInf, -kInf, 0}}), grey<float>({{kNaN, kInf, -kInf, -0.0}}),
+               "--fail 0 --warn 0", 0},
+              {grey<float>({{kNaN}}), one, "--fail 1000", 2},
+              {one, grey<float>({{-kNaN}}), "--fail 1000", 2},
+              {grey<float>({{kInf}}), grey<float>({{-kInf}}), "--fail 1000", 2},
+              {grey<float>({{kInf}}), grey<float>({{3e38}}), "--fail 1000", 2}};
   for (size_t i = 0; i < std::size(rows); ++i) {
-    rows[i].a.write(folder.path("a.pipe"));
-    rows[i].b.write(folder.path("b.pipe"));
-    for (const bool is_swapped : {false, true}) {
-      std::vector<std::string> arguments = rows[i].flags;
-      arguments.insert(arguments.end(), {is_swapped ? "b.pipe" : "a.pipe", is_swapped ? "a.pipe" : "b.pipe"});
-      const Outcome run = diff(folder, arguments);
-      EXPECT_EQ(run.status, rows[i].status) << i << "\n" << run.out << run.err;
-      const char* const words[] = {"\nMATCH\n", "\nWARNING\n", "\nFAILURE\n"};
-      EXPECT_NE(run.out.find(words[rows[i].status]), std::string::npos) << i << run.out;
+    SCOPED_TRACE(i);
+    rows[i].a.write("a.pipe");
+    rows[i].b.write("b.pipe");
+    const char* const words[] = {"\nMATCH\n", "\nWARNING\n", "\nFAILURE\n"};
+    for (const char* files : {" a.pipe b.pipe", " b.pipe a.pipe"}) {
+      expect("diff " + rows[i].flags + files, rows[i].status, HasSubstr(words[rows[i].status]));
     }
   }
 }
 
-TEST(Diff, figures_are_exact_and_the_place_is_that_of_the_first_image) {
-  const Folder folder;
+TEST_F(Diff, figures_are_exact_and_the_place_is_that_of_the_first_image) {
   const auto put = [&](const char* name, int32_t left, int32_t bottom, uint8_t green, uint8_t blue) {
     PipeFile file;
     file.width = 5000;  // more than is compared at once
@@ -104,13 +75,11 @@ TEST(Diff, figures_are_exact_and_the_place_is_that_of_the_first_image) {
       if (above_bottom == 1 && channel == 1) static_cast<uint8_t*>(row)[4998] = green;
       if (above_bottom == 1 && channel == 2) static_cast<uint8_t*>(row)[4998] = blue;
     };
-    file.write(folder.path(name));
+    file.write(name);
   };
   put("a.pipe", -10, 20, 0, 51);
   put("b.pipe", 0, 0, 102, 51 + 51);
-  const Outcome run = diff(folder, {"--json", "--fail", "0.3", "a.pipe", "b.pipe"});
-  EXPECT_EQ(run.status, 2);
-  const Json found = Json::parse(run.out);
+  const Json found = Json::parse(expect("diff --json --fail 0.3 a.pipe b.pipe", 2).out);
   EXPECT_EQ(found["result"], "failure");
   EXPECT_NEAR(found["mean_error"].get<double>(), 0.6 / 30000, 1e-15);
   EXPECT_NEAR(found["rms_error"].get<double>(), std::sqrt(0.2 / 30000), 1e-15);
@@ -125,67 +94,55 @@ TEST(Diff, figures_are_exact_and_the_place_is_that_of_the_first_image) {
   EXPECT_EQ(found["notes"].size(), 1U);
 }
 
-TEST(Diff, samples_that_are_not_finite_are_told_and_stay_out_of_the_means) {
-  const Folder folder;
-  real({kNaN, 2, 0, 0}).write(folder.path("a.pipe"));
-  real({1, 3, 0, 0}).write(folder.path("b.pipe"));
-  const Json found = Json::parse(diff(folder, {"--json", "a.pipe", "b.pipe"}).out);
+TEST_F(Diff, samples_that_are_not_finite_are_told_and_stay_out_of_the_means) {
+  grey<float>({{kNaN, 2, 0, 0}}).write("a.pipe");
+  grey<float>({{1, 3, 0, 0}}).write("b.pipe");
+  const Json found = Json::parse(orb("diff --json a.pipe b.pipe").out);
   EXPECT_EQ(found["not_finite"], 1);
   EXPECT_NEAR(found["mean_error"].get<double>(), 1.0 / 3, 1e-15);
   EXPECT_EQ(found["max_error"]["value"], "inf");
   EXPECT_EQ(found["max_error"]["a"], "nan");
 }
 
-TEST(Diff, what_cannot_be_compared_has_an_exit_status_of_its_own) {
-  const Folder folder;
+TEST_F(Diff, what_cannot_be_compared_has_an_exit_status_of_its_own) {
   PipeFile file;
-  file.write(folder.path("a.pipe"));
-  const std::string whole = bytes_of(folder.path("a.pipe"));
-  put_bytes(folder.path("cut.pipe"), whole.substr(0, whole.size() - 1));
-  put_bytes(folder.path("bad.pipe"), "bad");
+  file.write("a.pipe");
+  const std::string whole = bytes_of("a.pipe");
+  put_bytes("cut.pipe", whole.substr(0, whole.size() - 1));
+  put_bytes("bad.pipe", "bad");
   file.width = 8;
-  file.write(folder.path("wide.pipe"));
+  file.write("wide.pipe");
   const struct {
-    const char *a, *b;
+    const char* files;
     int status;
     const char* result;
-    const char* text;
-  } rows[] = {{"a.pipe", "wide.pipe", 3, "different sizes", "7 x 5 against 8 x 5\nDIFFERENT SIZES\n"},
-              {"a.pipe", "none.pipe", 4, "failed", ""},
-              {"none.pipe", "a.pipe", 4, "failed", ""},
-              {"a.pipe", "bad.pipe", 4, "failed", ""},
-              {"cut.pipe", "a.pipe", 4, "failed", ""}};
+    Text text;
+  } rows[] = {
+      {" a.pipe wide.pipe", 3, "different sizes", HasSubstr("7 x 5 against 8 x 5\nDIFFERENT SIZES\n")},
+      {" a.pipe none.pipe", 4, "failed", ""},
+      {" none.pipe a.pipe", 4, "failed", ""},
+      {" a.pipe bad.pipe", 4, "failed", ""},
+      {" cut.pipe a.pipe", 4, "failed", ""}};
   for (const auto& row : rows) {
-    const Outcome text = diff(folder, {row.a, row.b, "-o", "d.pipe"});
-    EXPECT_EQ(text.status, row.status) << row.a << " " << row.b << text.err;
-    EXPECT_EQ(text.out.empty(), *row.text == '\0') << text.out;
-    EXPECT_NE(text.out.find(row.text), std::string::npos) << text.out;
-    const Json found = Json::parse(diff(folder, {"--json", row.a, row.b}).out);
+    expect(std::string("diff -o d.pipe") + row.files, row.status, row.text);
+    const Json found = Json::parse(orb(std::string("diff --json") + row.files).out);
     EXPECT_EQ(found["result"], row.result);
     EXPECT_EQ(found.contains("error"), row.status == 4);
   }
-  for (const std::vector<std::string>& more :
-       std::vector<std::vector<std::string>>{{"-", "-"},
-                                             {"a.pipe"},
-                                             {"a.pipe", "a.pipe", "-o", "-"},
-                                             {"--fail", "-1", "a.pipe", "a.pipe"},
-                                             {"--warn", "nan", "a.pipe", "a.pipe"},
-                                             {"--fail-percent", "101", "a.pipe", "a.pipe"}}) {
-    const Outcome run = diff(folder, more);
-    EXPECT_EQ(run.status, 2) << more.front();
-    EXPECT_EQ(run.out, "") << more.front();
+  for (const char* arguments : {"- -", "a.pipe", "a.pipe a.pipe -o -", "--fail -1 a.pipe a.pipe",
+                                "--warn nan a.pipe a.pipe", "--fail-percent 101 a.pipe a.pipe"}) {
+    expect(std::string("diff ") + arguments, 2, "");
   }
-  EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.pipe", "bad.pipe", "cut.pipe", "wide.pipe"}));
+  EXPECT_THAT(names(), ElementsAre("a.pipe", "bad.pipe", "cut.pipe", "wide.pipe"));
 }
 
-TEST(Diff, channels_and_lookup_tables_of_one_image_only_fail) {
-  const Folder folder;
+TEST_F(Diff, channels_and_lookup_tables_of_one_image_only_fail) {
   PipeFile file;
-  file.write(folder.path("rgb.pipe"));
+  file.write("rgb.pipe");
   file.change = [](ORB_INFO&, ORB_IFD& image) { image.color.count = 1; };
-  file.write(folder.path("grey.pipe"));
+  file.write("grey.pipe");
   file.change = [](ORB_INFO&, ORB_IFD& image) { image.aux = {nullptr, 1, ORB_C_FLOAT, 32}; };
-  file.write(folder.path("depth.pipe"));
+  file.write("depth.pipe");
   for (const int red : {1, 2}) {
     file.change = [red](ORB_INFO& info, ORB_IFD& image) {
       static ORB_LUT* const lut = ORB_lut_alloc(256);
@@ -194,54 +151,46 @@ TEST(Diff, channels_and_lookup_tables_of_one_image_only_fail) {
       image.color.count = 0;
       image.index = {nullptr, 1, ORB_C_INTEGER, 8};
     };
-    file.write(folder.path("index" + std::to_string(red) + ".pipe"));
+    file.write("index" + std::to_string(red) + ".pipe");
   }
   const struct {
-    const char *a, *b, *failure;
-  } rows[] = {{"rgb.pipe", "grey.pipe", "only in rgb.pipe: colour 1, colour 2"},
-              {"grey.pipe", "rgb.pipe", "only in rgb.pipe: colour 1, colour 2"},
-              {"rgb.pipe", "depth.pipe", "only in depth.pipe: auxiliary 0"},
-              {"index1.pipe", "index2.pipe", "the lookup tables differ"},
-              {"index1.pipe", "index1.pipe", nullptr}};
+    const char* files;
+    Json failures;
+  } rows[] = {{"rgb.pipe grey.pipe", {"only in rgb.pipe: colour 1, colour 2"}},
+              {"grey.pipe rgb.pipe", {"only in rgb.pipe: colour 1, colour 2"}},
+              {"rgb.pipe depth.pipe", {"only in depth.pipe: auxiliary 0"}},
+              {"index1.pipe index2.pipe", {"the lookup tables differ"}},
+              {"index1.pipe index1.pipe", Json::array()}};
   for (const auto& row : rows) {
-    const Outcome run = diff(folder, {"--json", row.a, row.b});
+    const Outcome run = expect(std::string("diff --json ") + row.files, row.failures.empty() ? 0 : 2);
     const Json found = Json::parse(run.out);
-    EXPECT_EQ(run.status, row.failure == nullptr ? 0 : 2) << row.a << row.b;
-    EXPECT_EQ(found["failures"], row.failure == nullptr ? Json::array() : Json{row.failure});
+    EXPECT_EQ(found["failures"], row.failures);
     EXPECT_EQ(found["max_error"]["value"], 0.0);
   }
 }
 
-TEST(Diff, images_are_compared_whatever_the_order_of_their_rows) {
-  const Folder folder;
+TEST_F(Diff, images_are_compared_whatever_the_order_of_their_rows) {
   PipeFile file;
   file.height = 40;
-  file.write(folder.path("up.pipe"));
+  file.write("up.pipe");
   file.fill = [](void* row, int32_t above_bottom, int32_t channel) {
     for (int x = 0; x < 7; ++x) static_cast<uint8_t*>(row)[x] = ramp(x, above_bottom, channel);
     if (above_bottom == 31 && channel == 2) static_cast<uint8_t*>(row)[3] ^= 1;
   };
   file.change = [](ORB_INFO&, ORB_IFD& image) { image.orientation = 0; };
-  file.write(folder.path("down.pipe"));
-  ASSERT_EQ(orb(folder, {"convert", "up.pipe", "-o", "same.png"}).status, 0);
-  const struct {
-    std::vector<std::string> arguments;
-    int status;
-    const char* way;
-  } rows[] = {{{"up.pipe", "same.png"}, 0, "same.png: rows: spool"},
-              {{"same.png", "up.pipe"}, 0, "up.pipe: rows: spool"},
-              {{"up.pipe", "down.pipe"}, 2, "down.pipe: rows: spool"},
-              {{"up.pipe", "down.pipe", "--mem", "10"}, 2, "down.pipe: rows: reopen"},
-              {{"-", "down.pipe"}, 2, "down.pipe: rows: spool"},
-              {{"down.pipe", "-", "--mem", "10"}, 4, ""},
-              {{"same.png", "down.pipe"}, 2, "down.pipe: rows: direct"},
-              {{"up.pipe", "up.pipe", "-o", "d.png"}, 0, "up.pipe: rows: spool"}};
-  for (const auto& row : rows) {
-    std::vector<std::string> arguments = {"-v", "--json"};
-    arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
-    const Outcome run = diff(folder, arguments, {bytes_of(folder.path("up.pipe")), {}, false});
-    EXPECT_EQ(run.status, row.status) << row.way << run.out << run.err;
-    EXPECT_NE(run.err.find(row.way), std::string::npos) << run.err;
+  file.write("down.pipe");
+  expect("convert up.pipe -o same.png", 0);
+  for (const Call& row :
+       std::vector<Call>{{"up.pipe same.png", 0, _, HasSubstr("same.png: rows: spool")},
+                         {"same.png up.pipe", 0, _, HasSubstr("up.pipe: rows: spool")},
+                         {"up.pipe down.pipe", 2, _, HasSubstr("down.pipe: rows: spool")},
+                         {"up.pipe down.pipe --mem 10", 2, _, HasSubstr("down.pipe: rows: reopen")},
+                         {"- down.pipe", 2, _, HasSubstr("down.pipe: rows: spool")},
+                         {"down.pipe - --mem 10", 4},
+                         {"same.png down.pipe", 2, _, HasSubstr("down.pipe: rows: direct")},
+                         {"up.pipe up.pipe -o d.png", 0, _, HasSubstr("up.pipe: rows: spool")}}) {
+    const Outcome run =
+        expect({"diff -v --json " + row.command, row.status, _, row.err}, {bytes_of("up.pipe")});
     if (row.status != 2) continue;
     const Json found = Json::parse(run.out);
     EXPECT_EQ(found["max_error"]["row"], 31);
@@ -250,39 +199,34 @@ TEST(Diff, images_are_compared_whatever_the_order_of_their_rows) {
   }
 }
 
-TEST(Diff, the_difference_image_holds_the_scaled_differences_exactly) {
-  const Folder folder;
-  write_noise_png(folder.path("a.png"), 60, 9, 8, PNG_COLOR_TYPE_RGB_ALPHA);
-  write_noise_png(folder.path("b.png"), 60, 9, 8, PNG_COLOR_TYPE_RGB);
-  const Png a = read_png(folder.path("a.png"));
-  const Png b = read_png(folder.path("b.png"));
-  EXPECT_EQ(diff(folder, {"a.png", "b.png", "-o", "d.png", "--scale", "3"}).status, 2);
-  const Png found = read_png(folder.path("d.png"));
+TEST_F(Diff, the_difference_image_holds_the_scaled_differences_exactly) {
+  write_noise_png("a.png", 60, 9, 8, PNG_COLOR_TYPE_RGB_ALPHA);
+  write_noise_png("b.png", 60, 9, 8, PNG_COLOR_TYPE_RGB);
+  const Png a = read_png("a.png");
+  const Png b = read_png("b.png");
+  expect("diff a.png b.png -o d.png --scale 3", 2);
+  const Png found = read_png("d.png");
   ASSERT_EQ(found.color_type, PNG_COLOR_TYPE_RGB_ALPHA);
-  for (size_t y = 0; y < 9; ++y) {
-    for (size_t x = 0; x < 60; ++x) {
-      for (size_t c = 0; c < 4; ++c) {
-        const int of_a = static_cast<uint8_t>(a.rows[y][4 * x + c]);
-        const int of_b = c == 3 ? 0 : static_cast<uint8_t>(b.rows[y][3 * x + c]);
-        ASSERT_EQ(static_cast<uint8_t>(found.rows[y][4 * x + c]), std::min(255, 3 * std::abs(of_a - of_b)));
-      }
-    }
+  for (size_t i = 0; i < size_t{9} * 60 * 4; ++i) {
+    const size_t row = i / 240, pixel = i % 240 / 4, channel = i % 4;
+    const int of_a = static_cast<uint8_t>(a.rows[row][4 * pixel + channel]);
+    const int of_b = channel == 3 ? 0 : static_cast<uint8_t>(b.rows[row][3 * pixel + channel]);
+    ASSERT_EQ(static_cast<uint8_t>(found.rows[row][i % 240]), std::min(255, 3 * std::abs(of_a - of_b)));
   }
-  EXPECT_EQ(diff(folder, {"a.png", "b.png", "-o", "d.png"}).status, 4);  // it exists
-  EXPECT_EQ(diff(folder, {"a.png", "b.png", "-f", "-n", "-o", "d.png"}).status, 2);
-  EXPECT_EQ(read_png(folder.path("d.png")), found);
-  EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.png", "b.png", "d.png"}));
+  expect("diff a.png b.png -o d.png", 4);  // it exists
+  expect("diff a.png b.png -f -n -o d.png", 2);
+  EXPECT_EQ(read_png("d.png"), found);
+  EXPECT_THAT(names(), ElementsAre("a.png", "b.png", "d.png"));
 }
 
-TEST(Diff, a_difference_image_that_the_format_cannot_keep_is_refused_and_a_real_one_is_not_cut) {
-  const Folder folder;
-  real({-3, kNaN, 1e30, 0}).write(folder.path("a.pipe"));
-  real({4, 0, -1e30, 0}).write(folder.path("b.pipe"));
-  real({14, kInf, 4e30, 0}).write(folder.path("wanted.pipe"));
-  EXPECT_EQ(diff(folder, {"a.pipe", "b.pipe", "-o", "d.png"}).status, 5);
-  EXPECT_EQ(diff(folder, {"-q", "a.pipe", "b.pipe", "-o", "d.pipe", "--scale", "2"}).status, 2);
-  EXPECT_EQ(diff(folder, {"d.pipe", "wanted.pipe", "--fail", "0", "--warn", "0"}).status, 0);
-  EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.pipe", "b.pipe", "d.pipe", "wanted.pipe"}));
+TEST_F(Diff, a_difference_image_that_the_format_cannot_keep_is_refused_and_a_real_one_is_not_cut) {
+  grey<float>({{-3, kNaN, 1e30, 0}}).write("a.pipe");
+  grey<float>({{4, 0, -1e30, 0}}).write("b.pipe");
+  grey<float>({{14, kInf, 4e30, 0}}).write("wanted.pipe");
+  expect_all({{"diff a.pipe b.pipe -o d.png", 5},
+              {"diff -q a.pipe b.pipe -o d.pipe --scale 2", 2},
+              {"diff d.pipe wanted.pipe --fail 0 --warn 0", 0}});
+  EXPECT_THAT(names(), ElementsAre("a.pipe", "b.pipe", "d.pipe", "wanted.pipe"));
 }
 
 }  // namespace

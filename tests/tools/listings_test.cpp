@@ -1,25 +1,21 @@
 // What info, formats and config say, in text and as JSON.
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
-
-#include "pictures.h"
-#include "run_orb.h"
+#include "tool_test.h"
 
 namespace orb::testing {
 namespace {
 
-using Json = nlohmann::json;
+using Info = ToolTest;
+using Formats = ToolTest;
+using Config = ToolTest;
 
-const Json* find(const Json& list, const char* field, const std::string& value) {
+Json find(const Json& list, const char* field, const std::string& value) {
   for (const Json& entry : list) {
-    if (entry[field] == value) return &entry;
+    if (entry[field] == value) return entry;
   }
   return nullptr;
 }
 
-TEST(Info, tells_what_a_file_declares_and_what_is_assumed) {
-  const Folder folder;
+TEST_F(Info, tells_what_a_file_declares_and_what_is_assumed) {
   std::string words = "with a\nbreak \033[31m";
   std::string label = "Z";
   PipeFile file;
@@ -31,190 +27,141 @@ TEST(Info, tells_what_a_file_declares_and_what_is_assumed) {
     image.active_window = {-1, 2, 11, 12};
     image.aux = {label.data(), 2, ORB_C_FLOAT, 32};
   };
-  file.write(folder.path("a.pipe"));
-  const Outcome text = orb(folder, {"info", "a.pipe"});
-  EXPECT_EQ(text.status, 0);
+  file.write("a.pipe");
+  const Outcome text = expect("info a.pipe", 0);
   for (const char* part : {"7 x 5", "columns -3 to 3, rows 10 to 14", "columns -1 to 2, rows 11 to 12",
                            "bottom up", "3 channels, integer, 8 bits", "2 channels, float, 32 bits, \"Z\"",
                            "gamma 1.8\n", "0.374  (assumed)\n", "with a\\nbreak \\x1b[31m\n"}) {
-    EXPECT_NE(text.out.find(part), std::string::npos) << part << "\n" << text.out;
+    EXPECT_THAT(text.out, HasSubstr(part));
   }
-  const Json image = Json::parse(orb(folder, {"info", "--json", "a.pipe"}).out)["files"][0];
-  EXPECT_EQ(image["format"]["key"], "pipe");
-  EXPECT_EQ(image["texts"]["description"], words);
-  EXPECT_EQ(image["primaries"]["assumed"], true);
-  EXPECT_EQ(image["images"][0]["window"], (Json{{"left", -3}, {"right", 3}, {"bottom", 10}, {"top", 14}}));
-  EXPECT_EQ(image["images"][0]["groups"]["aux"],
-            (Json{{"count", 2}, {"type", "float"}, {"width", 32}, {"name", "Z"}}));
-  EXPECT_EQ(image["images"][0]["curve"]["gamma"], 1.8);
-  EXPECT_EQ(image["images"][0]["curve"]["assumed"], false);
+  const Json found = json_of("info --json a.pipe")["files"][0];
+  EXPECT_EQ(found["format"]["key"], "pipe");
+  EXPECT_EQ(found["texts"]["description"], words);
+  EXPECT_EQ(found["primaries"]["assumed"], true);
+  const Json image = found["images"][0];
+  EXPECT_EQ(image["window"], (Json{{"left", -3}, {"right", 3}, {"bottom", 10}, {"top", 14}}));
+  EXPECT_EQ(image["groups"]["aux"], (Json{{"count", 2}, {"type", "float"}, {"width", 32}, {"name", "Z"}}));
+  EXPECT_EQ(image["curve"]["gamma"], 1.8);
+  EXPECT_EQ(image["curve"]["assumed"], false);
 }
 
-TEST(Info, one_bad_file_does_not_stop_the_others_and_shows_in_the_exit_status) {
-  const Folder folder;
-  const std::string good = sample("chelsea.png");
-  put_bytes(folder.path("bad.png"), "bad");
+TEST_F(Info, one_bad_file_does_not_stop_the_others_and_shows_in_the_exit_status) {
+  PipeFile().write("good.pipe");
+  put_bytes("bad.png", "bad");
   const struct {
-    std::vector<std::string> files;
+    std::string files;
     int status;
-  } rows[] = {{{good, good}, 0},
-              {{good, "bad.png", good}, 1},
-              {{"missing.png", good}, 1},
-              {{"bad.png", "bad.png"}, 4},
-              {{"missing.png"}, 3},
-              {{"missing.png", "bad.png"}, 4},
-              {{"missing.png", "m2.png"}, 3}};
+  } rows[] = {{" good.pipe good.pipe", 0},
+              {" good.pipe bad.png good.pipe", 1},
+              {" missing.png good.pipe", 1},
+              {" bad.png bad.png", 4},
+              {" missing.png", 3},
+              {" missing.png bad.png", 4},
+              {" missing.png missing.png", 3}};
   for (const auto& row : rows) {
-    std::vector<std::string> arguments = {"info", "--json"};
-    arguments.insert(arguments.end(), row.files.begin(), row.files.end());
-    const Outcome run = orb(folder, arguments);
-    EXPECT_EQ(run.status, row.status) << row.files.front();
-    const Json files = Json::parse(run.out)["files"];
-    ASSERT_EQ(files.size(), row.files.size());
-    for (size_t i = 0; i < files.size(); ++i) {
-      EXPECT_EQ(files[i]["file"], row.files[i]);
-      EXPECT_EQ(files[i]["result"], row.files[i] == good ? "read" : "failed");
-      EXPECT_EQ(files[i].value("error", "") == "", row.files[i] == good);
+    std::string told;
+    const Json found = Json::parse(expect("info --json" + row.files, row.status).out);
+    for (const Json& file : found["files"]) {
+      const std::string name = file["file"];
+      told += " " + name;
+      EXPECT_EQ(file["result"], name == "good.pipe" ? "read" : "failed");
+      EXPECT_EQ(file.value("error", "") == "", name == "good.pipe");
     }
+    EXPECT_EQ(told, row.files);
   }
 }
 
-TEST(Info, a_file_without_an_ending_is_known_by_its_content) {
-  const Folder folder;
-  put_bytes(folder.path("picture"), bytes_of(sample("chelsea.png")));
-  PipeFile().write(folder.path("a.pipe"));
-  put_bytes(folder.path("stream"), bytes_of(folder.path("a.pipe")));
-  EXPECT_NE(orb(folder, {"info", "picture"}).out.find("png (PNG)"), std::string::npos);
-  EXPECT_NE(orb(folder, {"info", "stream"}).out.find("pipe (pipe)"), std::string::npos);
-  put_bytes(folder.path("noise"), "noise");
-  EXPECT_EQ(orb(folder, {"info", "noise"}).status, 4);
-}
-
-TEST(Info, warns_of_a_name_that_the_content_contradicts_and_goes_by_the_name) {
-  const Folder folder;
+TEST_F(Info, goes_by_the_content_without_an_ending_and_by_a_name_that_the_content_contradicts) {
   const std::string png = bytes_of(sample("chelsea.png"));
-  PipeFile().write(folder.path("a.pipe"));
+  PipeFile().write("a.pipe");
+  const std::string stream = bytes_of("a.pipe");
+  const Text not_a_word = Not(HasSubstr("the name says"));
   const struct {
     const char* file;
     std::string bytes;
-    std::vector<std::string> options;
-    int status;
-    std::string warning;
-  } rows[] = {{"picture.pipe", png, {}, 4, "the name says pipe, but the content says png; "},
+    Call call;
+  } rows[] = {{"picture", png, {"info picture", 0, HasSubstr("png (PNG)")}},
+              {"stream", stream, {"info stream", 0, HasSubstr("pipe (pipe)")}},
+              {"noise", "noise", {"info noise", 4}},
+              {"picture.pipe",
+               png,
+               {"info picture.pipe", 4, _,
+                StartsWith("orb: warning: picture.pipe: the name says pipe, but the content says png; ")}},
               {"stream.png",
-               bytes_of(folder.path("a.pipe")),
-               {},
-               4,
-               "the name says png, but the content says pipe; "},
-              {"stream.png", bytes_of(folder.path("a.pipe")), {"--from", "pipe"}, 0, ""},
-              {"picture.png", png, {}, 0, ""},
-              {"noise.png", "noise", {}, 4, ""}};
+               stream,
+               {"info stream.png", 4, _,
+                StartsWith("orb: warning: stream.png: the name says png, but the content says pipe; ")}},
+              {"stream.png", stream, {"info stream.png --from pipe", 0, _, not_a_word}},
+              {"picture.png", png, {"info picture.png", 0, _, not_a_word}},
+              {"noise.png", "noise", {"info noise.png", 4, _, not_a_word}}};
   for (const auto& row : rows) {
-    put_bytes(folder.path(row.file), row.bytes);
-    std::vector<std::string> arguments = {"info", row.file};
-    arguments.insert(arguments.end(), row.options.begin(), row.options.end());
-    const Outcome run = orb(folder, arguments);
-    EXPECT_EQ(run.status, row.status) << run.err;
-    const std::string warning = std::string("orb: warning: ") + row.file + ": " + row.warning;
-    EXPECT_EQ(run.err.find("the name says") == std::string::npos, row.warning.empty()) << run.err;
-    EXPECT_TRUE(row.warning.empty() || run.err.find(warning) == 0) << run.err;
+    put_bytes(row.file, row.bytes);
+    expect(row.call);
   }
 }
 
-TEST(Info, a_limit_names_the_option_that_raises_it_and_trying_again_is_not_advised) {
-  const Folder folder;
-  const Outcome run = orb(folder, {"info", "--limit", "buffer=1K", sample("chelsea.png")});
-  EXPECT_EQ(run.status, 4);
-  EXPECT_NE(run.err.find("--limit buffer=SIZE"), std::string::npos) << run.err;
-  EXPECT_NE(run.err.find("orb: error: " + sample("chelsea.png") + ": Opening"), std::string::npos) << run.err;
-  EXPECT_EQ(orb(folder, {"info", "--limit", "buffer=1M", sample("chelsea.png")}).status, 0);
+TEST_F(Info, a_limit_names_the_option_that_raises_it_and_trying_again_is_not_advised) {
+  expect("info --limit buffer=1K samples/chelsea.png", 4, _,
+         AllOf(HasSubstr("--limit buffer=SIZE"),
+               HasSubstr("orb: error: " + sample("chelsea.png") + ": Opening")));
+  expect("info --limit buffer=1M samples/chelsea.png", 0);
 }
 
-TEST(Info, a_reader_of_the_results_that_leaves_ends_the_tool_without_a_word) {
-  const Folder folder;
-  const Outcome run = shell(folder, "exec 3>&1; { sleep 0.2; \"$ORB\" formats; echo $? >&3; } | true");
+TEST_F(Info, a_reader_of_the_results_that_leaves_ends_the_tool_without_a_word) {
+  const Outcome run = shell("exec 3>&1; { sleep 0.2; orb formats; echo $? >&3; } | true");
   EXPECT_EQ(run.out, "4\n");
   EXPECT_EQ(run.err, "");
 }
 
-TEST(Formats, lists_plug_ins_and_built_in_drivers_with_their_origin) {
-  const Folder folder;
-  const Outcome text = orb(folder, {"formats"});
-  EXPECT_EQ(text.status, 0);
-  EXPECT_EQ(text.out.rfind("key ", 0), 0U);
-  const Json listing = Json::parse(orb(folder, {"formats", "--json"}).out);
-  const Json* png = find(listing["formats"], "key", "png");
-  ASSERT_NE(png, nullptr);
-  EXPECT_EQ((*png)["built_in"], false);
-  EXPECT_NE((*png)["module"].get<std::string>().find("plugins-3.2/png.so"), std::string::npos);
-  EXPECT_EQ((*png)["channels"]["color"]["widths"].size(), 16U);
-  EXPECT_EQ((*find((*png)["settings"], "name", "palette"))["choices"], (Json{"colours", "indices"}));
-  for (const char* key : {"pipe", "mem"}) {
-    const Json* format = find(listing["formats"], "key", key);
-    ASSERT_NE(format, nullptr);
-    EXPECT_EQ((*format)["built_in"], true);
-    EXPECT_EQ((*format)["any_line"], std::string(key) == "mem");
+TEST_F(Formats, lists_plug_ins_and_built_in_drivers_with_their_origin) {
+  expect("formats", 0, StartsWith("key "));
+  const Json formats = json_of("formats --json")["formats"];
+  const Json png = find(formats, "key", "png");
+  EXPECT_EQ(png["built_in"], false);
+  EXPECT_THAT(png["module"].get<std::string>(), HasSubstr("plugins-3.2/png.so"));
+  EXPECT_EQ(png["channels"]["color"]["widths"].size(), 16U);
+  EXPECT_EQ(find(png["settings"], "name", "palette")["choices"], (Json{"colours", "indices"}));
+  for (const std::string key : {"pipe", "mem"}) {
+    EXPECT_EQ(find(formats, "key", key)["built_in"], true) << key;
+    EXPECT_EQ(find(formats, "key", key)["any_line"], key == "mem");
   }
 }
 
-TEST(Formats, a_module_that_cannot_be_used_is_explained_where_its_format_is_wanted) {
-  const Folder folder;
-  std::filesystem::create_directory(folder.path("plugins"));
-  put_bytes(folder.path("plugins/zzz.so"), "no module at all");
-  put_bytes(folder.path("picture.zzz"), "bytes");
-  const RunOptions options = {"", {"QV_ORB_PLUGIN_PATH=" + folder.path("plugins")}, false};
-  const Outcome listing = orb(folder, {"formats", "-v"}, options);
-  EXPECT_EQ(listing.status, 0);
-  EXPECT_NE(listing.out.find("plugins/zzz.so  cannot be loaded: "), std::string::npos) << listing.out;
-  EXPECT_NE(listing.out.find(folder.path("plugins") + "  (QV_ORB_PLUGIN_PATH)"), std::string::npos);
-  const std::vector<std::vector<std::string>> rows = {{"info", "picture.zzz"},
-                                                      {"info", "--from", "zzz", sample("chelsea.png")},
-                                                      {"convert", sample("chelsea.png"), "-o", "b.zzz"}};
-  for (const auto& row : rows) {
-    const Outcome run = orb(folder, row, options);
-    EXPECT_EQ(run.status, 4);
-    EXPECT_NE(run.err.find("plug-in present (" + folder.path("plugins/zzz.so") + "), but "),
-              std::string::npos)
-        << run.err;
-  }
+TEST_F(Formats, a_module_that_cannot_be_used_is_explained_where_its_format_is_wanted) {
+  std::filesystem::create_directory("plugins");
+  put_bytes("plugins/zzz.so", "no module at all");
+  put_bytes("picture.zzz", "bytes");
+  const std::string folder = std::filesystem::absolute("plugins");
+  const Text explained = HasSubstr("plug-in present (" + folder + "/zzz.so), but ");
+  expect_all(
+      {{"formats -v", 0,
+        AllOf(HasSubstr("plugins/zzz.so  cannot be loaded: "), HasSubstr(folder + "  (QV_ORB_PLUGIN_PATH)"))},
+       {"info picture.zzz", 4, _, explained},
+       {"info --from zzz samples/chelsea.png", 4, _, explained},
+       {"convert samples/chelsea.png -o b.zzz", 4, _, explained}},
+      {.environment = {"QV_ORB_PLUGIN_PATH=" + folder}});
 }
 
-TEST(Config, names_the_origin_of_every_setting) {
-  const Folder folder;
-  put_bytes(folder.path(".orbrc"), "# ours\nfmt__gamma_default 1.5\n");
-  const Outcome run = orb(folder, {"config", "--json"}, {"", {"QV_JOB_NUM=42"}, false});
-  ASSERT_EQ(run.status, 0) << run.err;
-  const Json config = Json::parse(run.out);
-  const Json* gamma = find(config["settings"], "name", "fmt__gamma_default");
-  ASSERT_NE(gamma, nullptr);
-  EXPECT_EQ((*gamma)["value"], "1.5");
-  EXPECT_EQ((*gamma)["origin"], folder.path(".orbrc"));
-  EXPECT_EQ((*gamma)["line"], 2);
-  EXPECT_EQ((*find(config["settings"], "name", "QV_JOB_NUM"))["value"], "42");
-  EXPECT_EQ((*find(config["settings"], "name", "QV_JOB_NUM"))["origin"], "QV_JOB_NUM");
-  EXPECT_EQ((*find(config["settings"], "name", "fmt__frame_rate"))["origin"], "built-in");
+TEST_F(Config, names_the_origin_of_every_setting) {
+  const std::string file = std::filesystem::absolute(".orbrc");
+  put_bytes(file, "# ours\nfmt__gamma_default 1.5\n");
+  const Json config = Json::parse(expect({"config --json", 0}, {.environment = {"QV_JOB_NUM=42"}}).out);
+  const Json gamma = find(config["settings"], "name", "fmt__gamma_default");
+  EXPECT_EQ(gamma["value"], "1.5");
+  EXPECT_EQ(gamma["origin"], file);
+  EXPECT_EQ(gamma["line"], 2);
+  const Json job = find(config["settings"], "name", "QV_JOB_NUM");
+  EXPECT_EQ(job["value"], "42");
+  EXPECT_EQ(job["origin"], "QV_JOB_NUM");
+  EXPECT_EQ(find(config["settings"], "name", "fmt__frame_rate")["origin"], "built-in");
   EXPECT_FALSE(config["plugin_folders"].empty());
-  EXPECT_NE(orb(folder, {"config"}).out.find("fmt__gamma_default = 1.5  (" + folder.path(".orbrc") + ":2)\n"),
-            std::string::npos);
+  expect("config", 0, HasSubstr("fmt__gamma_default = 1.5  (" + file + ":2)\n"));
 }
 
-TEST(Config, a_configuration_that_stops_the_library_is_no_case_for_another_try) {
-  const Folder folder;
-  put_bytes(folder.path(".orbrc"), "clr__min_wavelength blue\n");
-  const Outcome run = orb(folder, {"formats"});
-  EXPECT_EQ(run.status, 4);
-  EXPECT_NE(run.err.find("line 1; expecting a number"), std::string::npos) << run.err;
-  EXPECT_NE(run.err.find("the library cannot start"), std::string::npos) << run.err;
-}
-
-TEST(Config, a_configuration_file_of_random_bytes_does_no_harm) {
-  const Folder folder;
-  std::string bytes;
-  for (uint32_t i = 0, x = 1; i < 100000; ++i)
-    bytes += static_cast<char>((x = x * 1664525 + 1013904223) >> 24);
-  put_bytes(folder.path(".orbrc"), bytes);
-  EXPECT_EQ(orb(folder, {"config"}).status, 0);
-  EXPECT_EQ(orb(folder, {"convert", "-q", sample("chelsea.png"), "-o", "a.png"}).status, 0);
+TEST_F(Config, a_configuration_that_stops_the_library_is_no_case_for_another_try) {
+  put_bytes(".orbrc", "clr__min_wavelength blue\n");
+  expect("formats", 4, _,
+         AllOf(HasSubstr("line 1; expecting a number"), HasSubstr("the library cannot start")));
 }
 
 }  // namespace

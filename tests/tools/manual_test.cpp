@@ -1,21 +1,16 @@
 // The manual against the table of options that the parser itself gives: nothing left out, nothing made up, and examples
 // that work.
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <regex>
 #include <set>
 #include <sstream>
 
-#include "pictures.h"
-#include "run_orb.h"
+#include "tool_test.h"
 
 namespace orb::testing {
 namespace {
 
-using Json = nlohmann::json;
+using Manual = ToolTest;
 using Options = std::map<std::string, Json>;  // by their line in a page, such as "*-o*, *--output* _FILE_"
 
 struct Page {
@@ -26,11 +21,11 @@ struct Page {
   Options options;
 };
 
+std::string page_text(const std::string& name) { return bytes_of(ORB_MANUAL "/" + name + ".1.scd"); }
+
 std::string page_line(const Json& option) {
   std::string line;
-  for (const std::string& name : option["names"].get<std::vector<std::string>>()) {
-    line += (line.empty() ? "*" : ", *") + name + "*";
-  }
+  for (const std::string name : option["names"]) line += (line.empty() ? "*" : ", *") + name + "*";
   const std::string value = option["value"];
   if (option["optional"] == true) return line + "[=_" + value + "_]";
   return value.empty() ? line : line + " _" + value + "_";
@@ -44,25 +39,24 @@ void collect(const Json& verb, Page& page) {
 }
 
 // A page a verb, and the tool's own with what all verbs have.
-std::vector<Page> expected_pages(const Folder& folder) {
-  const Json tool = Json::parse(orb(folder, {"completion", "--json"}).out);
+std::vector<Page> expected_pages() {
+  const std::string output = "*-o*, *--output* _FILE_";
   std::vector<Page> pages = {{"orb", "", {"orb"}, {}, {}}};
   Options shared;
+  const Json tool = json_of("completion --json");
   for (const Json& verb : tool["verbs"]) {
     const std::string path = verb["path"];
     Page page = {"orb-" + path.substr(4), verb["help"], {}, {}, {}};
     collect(verb, page);
     for (const auto& [line, option] : page.options) {
-      if (option["common"] == true || line == "*-o*, *--output* _FILE_") shared[line] = option;
+      if (option["common"] == true || line == output) shared[line] = option;
     }
     pages.push_back(page);
   }
-  shared["*-o*, *--output* _FILE_"]["help"] = "";  // another in each verb
+  shared[output]["help"] = "";  // another in each verb
   pages.front().options = shared;
   return pages;
 }
-
-std::string page_text(const std::string& name) { return bytes_of(ORB_MANUAL "/" + name + ".1.scd"); }
 
 // What a page says about each option, by the line that begins it.
 std::map<std::string, std::string> described_options(const std::string& text) {
@@ -92,20 +86,17 @@ std::set<std::string> matches(const std::string& text, const std::string& patter
 }
 
 // The choices and the numbers of the help: limits, defaults.
-void expect_same_facts(const std::string& where, const Json& option, const std::string& description) {
+std::set<std::string> facts_of(const Json& option) {
   std::set<std::string> facts = matches(option["help"], "[0-9][0-9.x]*[0-9]|[0-9]");
-  for (const std::string& choice : option["choices"].get<std::vector<std::string>>()) {
+  for (const std::string choice : option["choices"]) {
     if (!std::regex_match(choice, std::regex("uint([2-9]|[12].|30|31)"))) facts.insert(choice);
   }
-  for (const std::string& fact : facts)
-    EXPECT_NE(description.find(fact), std::string::npos) << where << ": " << fact;
+  return facts;
 }
 
-TEST(Manual, has_a_page_for_every_verb_and_no_other) {
-  const Folder folder;
-  std::set<std::string> expected;
-  std::set<std::string> found;
-  for (const Page& page : expected_pages(folder)) expected.insert(page.name + ".1.scd");
+TEST_F(Manual, has_a_page_for_every_verb_and_no_other) {
+  std::set<std::string> expected, found;
+  for (const Page& page : expected_pages()) expected.insert(page.name + ".1.scd");
   for (const auto& file : std::filesystem::directory_iterator(ORB_MANUAL)) {
     if (file.path().extension() == ".scd") found.insert(file.path().filename());
   }
@@ -113,112 +104,100 @@ TEST(Manual, has_a_page_for_every_verb_and_no_other) {
   EXPECT_GT(expected.size(), 10U);
 }
 
-TEST(Manual, describes_the_options_that_the_parser_knows_with_their_choices_and_numbers) {
-  const Folder folder;
+TEST_F(Manual, describes_the_options_that_the_parser_knows_with_their_choices_and_numbers) {
   std::set<std::string> known;
-  const std::vector<Page> pages = expected_pages(folder);
+  const std::vector<Page> pages = expected_pages();
   for (const Page& page : pages) {
-    for (const auto& [line, option] : page.options) {
-      for (const std::string& name : option["names"].get<std::vector<std::string>>()) known.insert(name);
-    }
+    for (const auto& [line, option] : page.options) known.merge(option["names"].get<std::set<std::string>>());
   }
   for (const Page& page : pages) {
+    SCOPED_TRACE(page.name);
     const std::string text = page_text(page.name);
     const std::map<std::string, std::string> described = described_options(text);
     for (const auto& [line, option] : page.options) {
-      ASSERT_TRUE(described.contains(line)) << page.name << " has no " << line;
-      expect_same_facts(page.name + " " + line, option, described.at(line));
+      ASSERT_TRUE(described.contains(line)) << "there is no " << line;
+      for (const std::string& fact : facts_of(option))
+        EXPECT_THAT(described.at(line), HasSubstr(fact)) << line;
     }
-    for (const auto& [line, description] : described) {
-      EXPECT_TRUE(page.options.contains(line)) << page.name << " makes up " << line;
-    }
-    for (const std::string& name : matches(text, "--[a-z][a-z-]*[a-z]")) {
-      EXPECT_TRUE(known.contains(name)) << page.name << " speaks of " << name;
-    }
+    for (const auto& [line, description] : described) EXPECT_TRUE(page.options.contains(line)) << line;
+    for (const std::string& name : matches(text, "--[a-z][a-z-]*[a-z]"))
+      EXPECT_TRUE(known.contains(name)) << name;
   }
 }
 
-TEST(Manual, names_a_verb_and_its_arguments_as_the_help_does) {
-  const Folder folder;
-  for (const Page& page : expected_pages(folder)) {
+TEST_F(Manual, names_a_verb_and_its_arguments_as_the_help_does) {
+  for (const Page& page : expected_pages()) {
     const std::string text = page_text(page.name);
-    EXPECT_NE(text.find("\n" + page.name + " - " + page.help), std::string::npos) << page.name;
-    const std::string synopsis =
-        text.substr(text.find("# SYNOPSIS"), text.find("# DESCRIPTION") - text.find("# SYNOPSIS"));
+    EXPECT_THAT(text, HasSubstr("\n" + page.name + " - " + page.help));
+    const size_t start = text.find("# SYNOPSIS");
+    const std::string synopsis = text.substr(start, text.find("# DESCRIPTION") - start);
     for (const std::string& argument : page.arguments) {
-      EXPECT_NE(synopsis.find("_" + argument + "_"), std::string::npos) << page.name << " " << argument;
+      EXPECT_THAT(synopsis, HasSubstr("_" + argument + "_")) << page.name;
     }
   }
 }
 
 // The rows of options that help prints, as the lines of a page.
-std::set<std::string> printed_options(const Folder& folder, const std::string& path) {
-  const std::string help = shell(folder, "\"$ORB\"" + path.substr(3) + " --help").out;
+std::set<std::string> printed_options(const std::string& path) {
   std::set<std::string> lines;
-  for (const std::string& row : matches(help, "\n +-[^ ]+( --[^ ]+)?( [A-Z][^ \n.]*)?")) {
-    const std::string trimmed = row.substr(row.find('-'));
-    const std::string named = std::regex_replace(trimmed, std::regex("--?[a-zA-Z][a-z-]*"), "*$&*");
+  for (const std::string& row :
+       matches(shell(path + " --help").out, "\n +-[^ ]+( --[^ ]+)?( [A-Z][^ \n.]*)?")) {
+    const std::string named =
+        std::regex_replace(row.substr(row.find('-')), std::regex("--?[a-zA-Z][a-z-]*"), "*$&*");
     const std::string valued = std::regex_replace(named, std::regex(" ([A-Z].*)$"), " _$1_");
     lines.insert(std::regex_replace(valued, std::regex("\\[=([A-Z]+)\\]"), "[=_$1_]"));
   }
   return lines;
 }
 
-TEST(Manual, speaks_of_what_help_prints) {
-  const Folder folder;
-  for (const Page& page : expected_pages(folder)) {
+TEST_F(Manual, speaks_of_what_help_prints) {
+  for (const Page& page : expected_pages()) {
     if (page.name == "orb") continue;  // its page has what all verbs have, its help what it has itself
     std::set<std::string> printed, expected;
-    for (const std::string& path : page.paths) printed.merge(printed_options(folder, path));
+    for (const std::string& path : page.paths) printed.merge(printed_options(path));
     for (const auto& [line, option] : page.options) expected.insert(line);
     EXPECT_EQ(printed, expected) << page.name;
   }
 }
 
-TEST(Manual, every_exit_status_is_in_it) {
-  const std::string manual = page_text("orb");
-  for (const char* status : {"0", "1", "2", "3", "4", "5", "75", "130"}) {
-    EXPECT_NE(manual.find("\n*" + std::string(status) + "*\n"), std::string::npos) << status;
+TEST_F(Manual, every_exit_status_is_in_it) {
+  for (const std::string status : {"0", "1", "2", "3", "4", "5", "75", "130"}) {
+    EXPECT_THAT(page_text("orb"), HasSubstr("\n*" + status + "*\n"));
   }
 }
 
-TEST(Manual, is_built_without_a_warning) {
-  const Folder folder;
-  if (shell(folder, "command -v scdoc groff").status != 0) GTEST_SKIP() << "scdoc or groff is not installed";
-  for (const Page& page : expected_pages(folder)) {
-    const Outcome built = shell(folder, "scdoc < " ORB_MANUAL "/" + page.name +
-                                            ".1.scd > page.1 && test -s page.1 && "
-                                            "groff -man -Kutf8 -ww -z page.1");
-    EXPECT_EQ(built.status, 0) << page.name << built.err;
+TEST_F(Manual, is_built_without_a_warning) {
+  if (shell("command -v scdoc groff").status != 0) GTEST_SKIP() << "scdoc or groff is not installed";
+  for (const Page& page : expected_pages()) {
+    const Outcome built = shell("scdoc < " ORB_MANUAL "/" + page.name +
+                                ".1.scd > page.1 && test -s page.1 && groff -man -Kutf8 -ww -z page.1");
+    EXPECT_EQ(built.status, 0) << page.name;
     EXPECT_EQ(built.err, "") << page.name;
   }
 }
 
 // The files that the examples speak of.
-void put_example_files(const Folder& folder) {
+void put_example_files() {
   PipeFile render;
   render.change = [](ORB_INFO&, ORB_IFD& image) { image.aux = {image.aux.name, 1, ORB_C_FLOAT, 32}; };
-  render.write(folder.path("render.pipe"));
-  const Outcome made =
-      shell(folder,
-            "set -e; mkdir files; cd files; mv ../render.pipe .; \"$ORB\" convert " + sample("chelsea.png") +
-                " -o photo.png --region 0,0,47,31\n"
-                "for name in copy a field.000{1..4}; do cp photo.png $name.png; done\n"
-                "\"$ORB\" convert photo.png -o b.png --minmax 0,0.5\n\"$ORB\" convert photo.png -o "
-                "scene.tif -d float\n"
-                "\"$ORB\" convert photo.png -o shot.0001.rla\n"
-                "for frame in 2 3 4 5; do cp shot.0001.rla shot.000$frame.rla; done\n"
-                "mkdir build; cp \"$(find \"$(dirname \"$ORB\")/../lib\" -name png.so -print -quit)\" "
-                "build/slate.so; cp photo.png picture.slate\n");
+  render.write("render.pipe");
+  const Outcome made = shell(R"sh(set -e; mkdir files; cd files; mv ../render.pipe .
+orb convert $SAMPLES/chelsea.png -o photo.png --region 0,0,47,31
+for name in copy a field.000{1..4}; do cp photo.png $name.png; done
+orb convert photo.png -o b.png --minmax 0,0.5
+orb convert photo.png -o scene.tif -d float
+orb convert photo.png -o shot.0001.rla
+for frame in 2 3 4 5; do cp shot.0001.rla shot.000$frame.rla; done
+mkdir build; cp "$(find "$(dirname "$ORB")/../lib" -name png.so -print -quit)" build/slate.so
+cp photo.png picture.slate)sh");
   ASSERT_EQ(made.status, 0) << made.err;
 }
 
-TEST(Manual, its_examples_work) {
-  const Folder folder;
-  put_example_files(folder);
+TEST_F(Manual, its_examples_work) {
+  put_example_files();
   size_t count = 0;
-  for (const Page& page : expected_pages(folder)) {
-    ASSERT_EQ(shell(folder, "rm -rf work && cp -r files work").status, 0);
+  for (const Page& page : expected_pages()) {
+    ASSERT_EQ(shell("rm -rf work && cp -r files work").status, 0);
     const std::string text = page_text(page.name);
     const size_t start = text.find("# EXAMPLES");
     ASSERT_NE(start, std::string::npos) << page.name;
@@ -229,8 +208,7 @@ TEST(Manual, its_examples_work) {
         caption = line.empty() ? caption : line;
         continue;
       }
-      const Outcome run =
-          shell(folder, "orb() { \"$ORB\" \"$@\"; }; set -o pipefail; cd work; " + line.substr(1));
+      const Outcome run = shell("set -o pipefail; cd work; " + line.substr(1));
       // The caption names another status where there is one.
       const std::set<std::string> named = matches(caption, "the status is [0-9]+");
       const std::string expected = named.empty() ? "the status is 0" : *named.begin();

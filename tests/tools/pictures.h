@@ -2,9 +2,11 @@
 // oracle, and pipe streams of any description written through the library.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "orbbase/core.h"
@@ -35,6 +37,23 @@ struct PipeFile {
   std::function<void(void* samples, int32_t above_bottom, int32_t channel)> fill = nullptr;
   void write(const std::string& path) const;
 };
+
+// A stream of one grey channel, its samples from the top down.
+template <class Sample = uint8_t>
+PipeFile grey(const std::vector<std::vector<double>>& rows) {
+  constexpr uint32_t kReal = sizeof(Sample) == 8 ? uint32_t{ORB_C_DOUBLE} : uint32_t{ORB_C_FLOAT};
+  constexpr uint32_t kType = std::is_integral_v<Sample> ? uint32_t{ORB_C_INTEGER} : kReal;
+  PipeFile file;
+  file.width = static_cast<int32_t>(rows[0].size());
+  file.height = static_cast<int32_t>(rows.size());
+  file.change = [](ORB_INFO&, ORB_IFD& image) { image.color = {nullptr, 1, kType, 8 * sizeof(Sample)}; };
+  file.fill = [rows](void* row, int32_t above_bottom, int32_t) {
+    const std::vector<double>& values = rows[rows.size() - 1 - static_cast<size_t>(above_bottom)];
+    std::ranges::transform(values, static_cast<Sample*>(row),
+                           [](double v) { return static_cast<Sample>(v); });
+  };
+  return file;
+}
 
 // What the sample of a PipeFile is.
 uint8_t ramp(int64_t column, int64_t row, int64_t channel);

@@ -1,33 +1,18 @@
 // orb plugin-check: our own plug-ins pass, and each defect is found for what it is.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
-
-#include "run_orb.h"
+#include "tool_test.h"
 
 namespace orb::testing {
 namespace {
 
-namespace fs = std::filesystem;
-using Json = nlohmann::json;
-using ::testing::HasSubstr;
+const RunOptions kPlainSignals = {
+    .environment = {"ASAN_OPTIONS=handle_segv=0:handle_abort=0:detect_leaks=0"}};
+const std::string kCheck = "plugin-check ";
 
-Outcome check(const Folder& folder, const std::vector<std::string>& arguments) {
-  std::vector<std::string> all = {"plugin-check"};
-  all.insert(all.end(), arguments.begin(), arguments.end());
-  RunOptions options;
-  options.environment = {"ASAN_OPTIONS=handle_segv=0:handle_abort=0:detect_leaks=0"};
-  return orb(folder, all, options);
-}
-
-class Own : public ::testing::TestWithParam<std::string> {};
+class Own : public ToolTest, public ::testing::WithParamInterface<std::string> {};
 
 TEST_P(Own, plug_in_passes) {
-  const Folder folder;
-  const Outcome run = check(folder, {std::string(ORB_OWN_PLUGINS) + "/" + GetParam() + ".so"});
-  EXPECT_EQ(run.status, 0) << run.out << run.err;
-  EXPECT_THAT(run.out, HasSubstr("ok    load: the format "));
+  expect({kCheck + ORB_OWN_PLUGINS "/" + GetParam() + ".so", 0, HasSubstr("ok    load: the format ")},
+         kPlainSignals);
 }
 
 INSTANTIATE_TEST_SUITE_P(Module, Own, ::testing::ValuesIn(std::vector<std::string>{ORB_OWN_PLUGIN_NAMES}),
@@ -39,17 +24,16 @@ struct Row {
 };
 std::ostream& operator<<(std::ostream& out, const Row& row) { return out << row.defect; }
 
-class Found : public ::testing::TestWithParam<Row> {};
+class Found : public ToolTest, public ::testing::WithParamInterface<Row> {};
 
 TEST_P(Found, for_what_it_is) {
-  const Folder folder;
-  const std::string module = folder.path("m.so");
-  fs::copy_file(std::string(ORB_DEFECTIVE_MODULES) + "/" + GetParam().defect + ".module", module);
   const std::string finding = GetParam().finding;
-  const Outcome run = check(folder, {module, "--isolate=time=10"});
-  EXPECT_EQ(run.status, finding.empty() ? 0 : 1) << run.out << run.err;
-  EXPECT_THAT(run.out, HasSubstr(finding.empty() ? "ok    manners" : "FAIL  " + finding));
-  EXPECT_THAT(folder.names(), ::testing::ElementsAre("m.so"));
+  std::filesystem::copy_file(std::string(ORB_DEFECTIVE_MODULES "/") + GetParam().defect + ".module", "m.so");
+  const std::string path = std::filesystem::absolute("m.so");
+  expect({kCheck + path + " --isolate=time=10", finding.empty() ? 0 : 1,
+          HasSubstr(finding.empty() ? "ok    manners" : "FAIL  " + finding)},
+         kPlainSignals);
+  EXPECT_THAT(names(), ElementsAre("m.so"));
 }
 
 const Row kRows[] = {
@@ -86,18 +70,18 @@ const Row kRows[] = {
 INSTANTIATE_TEST_SUITE_P(Defect, Found, ::testing::ValuesIn(kRows),
                          [](const auto& row) { return std::string(row.param.defect); });
 
-TEST(PluginCheck, tells_programs_and_reads_the_authors_files) {
-  const Folder folder;
-  put_bytes(folder.path("bad.png"), "no picture");
-  const Outcome run = check(folder, {"--json", std::string(ORB_OWN_PLUGINS) + "/png.so", "bad.png"});
-  EXPECT_EQ(run.status, 1) << run.err;
-  const Json json = Json::parse(run.out);
+using PluginCheck = ToolTest;
+
+TEST_F(PluginCheck, tells_programs_and_reads_the_authors_files) {
+  put_bytes("bad.png", "no picture");
+  const Json json = Json::parse(expect(kCheck + "--json " ORB_OWN_PLUGINS "/png.so bad.png", 1).out);
   EXPECT_EQ(json["result"], "failed");
-  const auto samples = std::find_if(json["checks"].begin(), json["checks"].end(),
-                                    [](const Json& row) { return row["check"] == "samples"; });
-  ASSERT_NE(samples, json["checks"].end());
-  EXPECT_THAT((*samples)["findings"][0]["text"], HasSubstr("bad.png: open fails (-8, "));
-  EXPECT_EQ(check(folder, {"none.so"}).status, 3);
+  Json samples;
+  for (const Json& row : json["checks"]) {
+    if (row["check"] == "samples") samples = row;
+  }
+  EXPECT_THAT(samples["findings"][0]["text"], HasSubstr("bad.png: open fails (-8, "));
+  expect(kCheck + "none.so", 3);
 }
 
 }  // namespace

@@ -1,54 +1,36 @@
 // convert with a region or a pixel layout: which samples come out where, and what counts as a loss.
-#include <gtest/gtest.h>
 #include <png.h>
 
-#include <algorithm>
-#include <cstring>
-#include <iterator>
-
-#include "pictures.h"
-#include "run_orb.h"
+#include "tool_test.h"
 
 namespace orb::testing {
 namespace {
 
-constexpr const char* kLayouts[] = {"grey8", "grey16", "rgb8", "rgba8", "rgba16"};
+using Region = ToolTest;
 
-struct Case {
-  const char* region;
-  ORB_WINDOW rectangle;
-};
-
-// A component of a pixel of the region, by the slow way: zeros outside of the window, else the ramp of PipeFile.
-int component(const ORB_WINDOW& window, int64_t x, int64_t y, const char* layout, int c) {
-  if (x < window.left || x > window.right || y < window.bottom || y > window.top) return 0;
-  if (c == 3) return 255;
-  return ramp(x - window.left, y - window.bottom, std::strncmp(layout, "grey", 4) == 0 ? 0 : c);
-}
-
+// A row of the rectangle, by the slow way: zeros outside of the window, else the ramp of PipeFile.
 std::string expected_row(const ORB_WINDOW& window, const ORB_WINDOW& rectangle, int64_t y,
-                         const char* layout) {
-  const int components = std::strncmp(layout, "grey", 4) == 0   ? 1
-                         : std::strncmp(layout, "rgba", 4) == 0 ? 4
-                                                                : 3;
-  const bool is_wide = std::strstr(layout, "16") != nullptr;
+                         const std::string& layout) {
+  const bool is_grey = layout.starts_with("grey");
+  const int components = is_grey ? 1 : layout.starts_with("rgba") ? 4 : 3;
   std::string row;
   for (int64_t x = rectangle.left; x <= rectangle.right; ++x) {
+    const bool is_inside = x >= window.left && x <= window.right && y >= window.bottom && y <= window.top;
     for (int c = 0; c < components; ++c) {
+      const int inside = c == 3 ? 255 : ramp(x - window.left, y - window.bottom, is_grey ? 0 : c);
       // 8 bits become 16 by the factor 257: the same byte twice.
-      row.append(is_wide ? 2 : 1, static_cast<char>(component(window, x, y, layout, c)));
+      row.append(layout.ends_with("16") ? 2 : 1, static_cast<char>(is_inside ? inside : 0));
     }
   }
   return row;
 }
 
-TEST(Region, every_layout_holds_the_rectangle_with_zeros_outside_of_the_window) {
-  const Folder folder;
+TEST_F(Region, every_layout_holds_the_rectangle_with_zeros_outside_of_the_window) {
   const ORB_WINDOW window = {-3, 8, -40, 12};
-  const Case cases[] = {{"-3,-40,8,12", window},           {"0,0,4,3", {0, 4, 0, 3}},
-                        {"-3,-1,0,6", {-3, 0, -1, 6}},     {"-9,-45,3,2", {-9, 3, -45, 2}},
-                        {"2,-30,20,-1", {2, 20, -30, -1}}, {"-9,-45,20,20", {-9, 20, -45, 20}},
-                        {"8,12,8,12", {8, 8, 12, 12}},     {"9,13,10,14", {9, 10, 13, 14}}};
+  const ORB_WINDOW rectangles[] = {window,           {0, 4, 0, 3},      {-3, 0, -1, 6}, {-9, 3, -45, 2},
+                                   {2, 20, -30, -1}, {-9, 20, -45, 20}, {8, 8, 12, 12}, {9, 10, 13, 14}};
+  const std::string layouts[] = {"grey8", "grey16", "rgb8", "rgba8", "rgba16"};
+  size_t i = 0;
   for (const uint32_t orientation : {0U, uint32_t{ORB_BOTTOM_UP}}) {
     PipeFile file;
     file.width = 12;
@@ -57,106 +39,87 @@ TEST(Region, every_layout_holds_the_rectangle_with_zeros_outside_of_the_window) 
       image.window = image.active_window = window;
       image.orientation = orientation;
     };
-    file.write(folder.path("a.pipe"));
-    for (size_t i = 0; i < 2 * std::size(cases); ++i) {
-      const Case& one = cases[i / 2];
-      const char* const layout = kLayouts[(i + (orientation == 0 ? 0 : 2)) % std::size(kLayouts)];
-      const Outcome run = orb(folder, {"convert", "-qf", "a.pipe", "-o", "b.png", "--region", one.region,
-                                       "--layout", layout, "--drop", "window,active-window,channels"});
-      ASSERT_EQ(run.status, 0) << one.region << run.err;
-      EXPECT_EQ(run.err, "");
-      const Png out = read_png(folder.path("b.png"));
-      ASSERT_EQ(out.height, one.rectangle.top - one.rectangle.bottom + 1U);
-      for (int64_t y = one.rectangle.bottom; y <= one.rectangle.top; ++y) {
-        EXPECT_EQ(out.rows[static_cast<size_t>(one.rectangle.top - y)],
-                  expected_row(window, one.rectangle, y, layout))
-            << one.region << " " << layout << " row " << y << " orientation " << orientation;
+    file.write("a.pipe");
+    for (const ORB_WINDOW& part : rectangles) {
+      for (int k = 0; k < 2; ++k) {
+        const std::string& layout = layouts[++i % std::size(layouts)];
+        char region[80];
+        std::snprintf(region, sizeof region, "%d,%d,%d,%d", part.left, part.bottom, part.right, part.top);
+        expect("convert -qf a.pipe -o b.png --drop window,active-window,channels --region " +
+                   std::string(region) + " --layout " + layout,
+               0, _, "");
+        const Png out = read_png("b.png");
+        ASSERT_EQ(out.height, part.top - part.bottom + 1U);
+        for (int64_t y = part.bottom; y <= part.top; ++y) {
+          EXPECT_EQ(out.rows[static_cast<size_t>(part.top - y)], expected_row(window, part, y, layout))
+              << region << " " << layout << " row " << y << " orientation " << orientation;
+        }
       }
     }
   }
 }
 
-TEST(Region, without_a_layout_the_channels_and_samples_of_the_image_are_kept) {
-  const Folder folder;
-  for (const char* name :
-       {"head-grey-8.png", "head-grey-16.png", "head-grey-alpha-8.png", "head-grey-alpha-16.png",
-        "head-rgb-8.png", "head-rgb-16.png", "head-rgba-8.png", "head-rgba-16.png"}) {
-    const Png whole = read_png(sample(name));
-    const Outcome run = orb(folder, {"convert", "-f", sample(name), "-o", "b.png", "--region", "5,7,24,16"});
-    ASSERT_EQ(run.status, 0) << run.err;
-    const Png part = read_png(folder.path("b.png"));
-    EXPECT_EQ(part.color_type, whole.color_type) << name;
-    EXPECT_EQ(part.depth, whole.depth) << name;
+TEST_F(Region, without_a_layout_the_channels_and_samples_of_the_image_are_kept) {
+  for (const std::string kind :
+       {"grey-8", "grey-16", "grey-alpha-8", "grey-alpha-16", "rgb-8", "rgb-16", "rgba-8", "rgba-16"}) {
+    const Png whole = read_png(sample("head-" + kind + ".png"));
+    expect("convert -f -o b.png --region 5,7,24,16 samples/head-" + kind + ".png", 0);
+    const Png part = read_png("b.png");
+    EXPECT_EQ(part.color_type, whole.color_type) << kind;
+    EXPECT_EQ(part.depth, whole.depth) << kind;
     const size_t pixel = whole.rows[0].size() / whole.width;
     for (size_t row = 0; row < 10; ++row) {
-      EXPECT_EQ(part.rows.at(row), whole.rows[whole.height - 17 + row].substr(5 * pixel, 20 * pixel)) << name;
+      EXPECT_EQ(part.rows.at(row), whole.rows[whole.height - 17 + row].substr(5 * pixel, 20 * pixel)) << kind;
     }
-    EXPECT_NE(orb(folder, {"info", "b.png"}).out.find("columns 5 to 24, rows 7 to 16"), std::string::npos);
+    expect("info b.png", 0, HasSubstr("columns 5 to 24, rows 7 to 16"));
   }
 }
 
-TEST(Region, what_a_layout_leaves_out_is_a_loss_with_a_name) {
-  const Folder folder;
+TEST_F(Region, what_a_layout_leaves_out_is_a_loss_with_a_name) {
   PipeFile file;
   file.change = [](ORB_INFO&, ORB_IFD& image) {
-    image.matte.count = image.aux.count = 1;
-    image.color.count = 1;
+    image.matte.count = image.aux.count = image.color.count = 1;
   };
-  file.write(folder.path("depth.pipe"));
-  file.change = [](ORB_INFO&, ORB_IFD& image) { image.color = {nullptr, 1, ORB_C_FLOAT, 32}; };
-  file.fill = [](void* row, int32_t, int32_t) { std::memset(row, 0, 28); };
-  file.write(folder.path("float.pipe"));
+  file.write("depth.pipe");
+  grey<float>({{0, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 0, 0}}).write("float.pipe");
+  const std::string head = "samples/head-";
   const struct {
-    std::string input;
-    std::vector<std::string> flags;
+    std::string arguments;
     int status;
-    const char* text;
+    Text text;
   } rows[] = {
-      {sample("head-rgba-8.png"), {"--layout", "rgb8"}, 5, "--drop matte"},
-      {sample("head-rgba-8.png"), {"--layout", "rgb8", "--drop", "matte"}, 0, ""},
-      {sample("head-rgba-8.png"),
-       {"--layout", "rgb8", "--allow-lossy"},
-       0,
-       "warning: b.png: rgb8: the matte"},
-      {sample("head-rgba-16.png"), {"--layout", "rgba8"}, 5, "--drop bits"},
-      {sample("head-rgba-16.png"), {"--layout", "rgba8", "--drop", "bits"}, 0, ""},
-      {sample("head-rgb-8.png"), {"--layout", "grey16"}, 5, "--drop channels"},
-      {sample("head-grey-8.png"), {"--layout", "rgba16"}, 0, ""},
-      {"depth.pipe", {"--region", "0,0,3,3"}, 5, "--drop aux"},
-      {"depth.pipe", {"--region", "0,0,3,3", "--drop", "aux"}, 0, ""},
-      {"float.pipe", {"--region", "0,0,3,3"}, 5, "float.pipe: cannot be taken in a pixel layout"},
-      {sample("head-rgb-8.png"), {"--region", "3,0,2,5"}, 2, "reversed"},
-      {sample("head-rgb-8.png"), {"--region", "0,0,9"}, 2, "no rectangle"},
-      {sample("head-rgb-8.png"), {"--region", "0,0,9,9x"}, 2, "no rectangle"},
-      {sample("head-rgb-8.png"), {"--region", "0,0,2147483648,9"}, 2, "no rectangle"},
-      {sample("head-rgb-8.png"), {"--region", "-2147483648,0,2147483647,0"}, 4, "--limit buffer=SIZE"},
-      {sample("head-rgb-8.png"), {"--layout", "rgb10"}, 2, "grey8, grey16, rgb8, rgba8, rgba16"}};
+      {head + "rgba-8.png --layout rgb8", 5, HasSubstr("--drop matte")},
+      {head + "rgba-8.png --layout rgb8 --drop matte", 0, ""},
+      {head + "rgba-8.png --layout rgb8 --allow-lossy", 0, HasSubstr("warning: b.png: rgb8: the matte")},
+      {head + "rgba-16.png --layout rgba8", 5, HasSubstr("--drop bits")},
+      {head + "rgba-16.png --layout rgba8 --drop bits", 0, ""},
+      {head + "rgb-8.png --layout grey16", 5, HasSubstr("--drop channels")},
+      {head + "grey-8.png --layout rgba16", 0, ""},
+      {"depth.pipe --region 0,0,3,3", 5, HasSubstr("--drop aux")},
+      {"depth.pipe --region 0,0,3,3 --drop aux", 0, ""},
+      {"float.pipe --region 0,0,3,3", 5, HasSubstr("float.pipe: cannot be taken in a pixel layout")},
+      {head + "rgb-8.png --region 3,0,2,5", 2, HasSubstr("reversed")},
+      {head + "rgb-8.png --region 0,0,9", 2, HasSubstr("no rectangle")},
+      {head + "rgb-8.png --region 0,0,9,9x", 2, HasSubstr("no rectangle")},
+      {head + "rgb-8.png --region 0,0,2147483648,9", 2, HasSubstr("no rectangle")},
+      {head + "rgb-8.png --region -2147483648,0,2147483647,0", 4, HasSubstr("--limit buffer=SIZE")},
+      {head + "rgb-8.png --layout rgb10", 2, HasSubstr("grey8, grey16, rgb8, rgba8, rgba16")}};
   for (const auto& row : rows) {
-    std::vector<std::string> arguments = {"convert", "-f", row.input, "-o", "b.png"};
-    arguments.insert(arguments.end(), row.flags.begin(), row.flags.end());
-    const Outcome run = orb(folder, arguments);
-    EXPECT_EQ(run.status, row.status) << row.input << row.flags[1] << run.err;
-    EXPECT_NE(run.err.find(row.text), std::string::npos) << run.err;
-    EXPECT_EQ(run.err.empty(), *row.text == '\0') << run.err;
-    const std::vector<std::string> names = folder.names();
-    EXPECT_EQ(std::count(names.begin(), names.end(), "b.png"), row.status == 0 ? 1 : 0) << row.flags[1];
-    std::filesystem::remove(folder.path("b.png"));
+    expect("convert -o b.png " + row.arguments, row.status, _, row.text);
+    EXPECT_EQ(std::filesystem::remove("b.png"), row.status == 0) << row.arguments;
   }
 }
 
-TEST(Region, is_taken_of_every_frame_of_a_sequence) {
-  const Folder folder;
+TEST_F(Region, is_taken_of_every_frame_of_a_sequence) {
   for (const int height : {5, 8}) {
     PipeFile file;
     file.height = height;
-    file.write(folder.path("a.000" + std::to_string(height) + ".pipe"));
+    file.write("a.000" + std::to_string(height) + ".pipe");
   }
-  const Outcome run = orb(folder, {"convert", "a.####.pipe", "-o", "b.####.png", "--frames", "5,8", "-j2",
-                                   "--region", "1,1,4,3", "--layout", "rgb8"});
-  ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run.err, "") << "the frames are of one size";
-  const Png first = read_png(folder.path("b.0005.png"));
-  EXPECT_EQ(first, read_png(folder.path("b.0008.png")));
+  // The frames are of one size: no word of it.
+  expect("convert a.####.pipe -o b.####.png --frames 5,8 -j2 --region 1,1,4,3 --layout rgb8", 0, _, "");
+  const Png first = read_png("b.0005.png");
+  EXPECT_EQ(first, read_png("b.0008.png"));
   EXPECT_EQ(first.rows.front(), expected_row({0, 6, 0, 4}, {1, 4, 1, 3}, 3, "rgb8"));
 }
 

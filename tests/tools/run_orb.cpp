@@ -7,15 +7,21 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
+#include <iomanip>
 #include <iterator>
+#include <sstream>
 #include <thread>
 #include <utility>
 
 namespace orb::testing {
 namespace {
+
+namespace fs = std::filesystem;
 
 struct Pipe {
   int read_end = -1;
@@ -64,17 +70,17 @@ int status_of(pid_t process) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-pid_t start(const Folder& folder, std::vector<std::string> arguments,
+pid_t start(const fs::path& folder, std::vector<std::string> arguments,
             const std::vector<std::string>& environment, int input, int output, int errors) {
   std::vector<char*> pointers;
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   const pid_t process = fork();
   if (process != 0) return process;
-  if (chdir(folder.path().c_str()) != 0) _exit(126);
+  if (chdir(folder.c_str()) != 0) _exit(126);
   unsetenv("NO_COLOR");
   setenv("TERM", "xterm", 1);
-  setenv("HOME", folder.path().c_str(), 1);
+  setenv("HOME", folder.c_str(), 1);
   for (const std::string& entry : environment) {
     const size_t equals = entry.find('=');
     setenv(entry.substr(0, equals).c_str(), entry.substr(equals + 1).c_str(), 1);
@@ -88,7 +94,7 @@ pid_t start(const Folder& folder, std::vector<std::string> arguments,
   _exit(127);
 }
 
-Outcome run(const Folder& folder, const std::vector<std::string>& arguments, const RunOptions& options) {
+Outcome run(const fs::path& folder, const std::vector<std::string>& arguments, const RunOptions& options) {
   std::signal(SIGPIPE, SIG_IGN);
   const Pipe input = make_pipe();
   const Pipe output = options.terminal_for_output ? make_terminal() : make_pipe();
@@ -117,22 +123,39 @@ std::vector<std::string> with_program(const std::vector<std::string>& arguments)
   return all;
 }
 
+Outcome shell_in(const fs::path& folder, const std::string& command) {
+  const std::string program_folder = fs::path(ORB_PROGRAM).parent_path();
+  return run(folder, {"bash", "-c", command},
+             {.environment = {"ORB=" ORB_PROGRAM, "SAMPLES=" ORB_SAMPLES,
+                              "PATH=" + program_folder + ":" + std::getenv("PATH")}});
+}
+
 }  // namespace
 
+std::vector<std::string> words_of(const std::string& command) {
+  std::istringstream stream(command);
+  std::vector<std::string> words;
+  for (std::string word; stream >> std::quoted(word, '\'');) words.push_back(word);
+  for (std::string& word : words) {
+    if (word.starts_with("samples/")) word.replace(0, std::strlen("samples"), ORB_SAMPLES);
+  }
+  return words;
+}
+
 Folder::Folder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "orb-test-XXXXXX").string();
+  std::string pattern = (fs::temp_directory_path() / "orb-test-XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) std::abort();
   path_ = pattern;
 }
 
 Folder::~Folder() {
   std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
+  fs::remove_all(path_, ignored);
 }
 
 std::vector<std::string> Folder::names() const {
   std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(path_)) {
+  for (const auto& entry : fs::directory_iterator(path_)) {
     names.push_back(entry.path().filename().string());
   }
   std::sort(names.begin(), names.end());
@@ -140,19 +163,24 @@ std::vector<std::string> Folder::names() const {
 }
 
 Outcome orb(const Folder& folder, const std::vector<std::string>& arguments, const RunOptions& options) {
-  return run(folder, with_program(arguments), options);
+  return run(folder.path(), with_program(arguments), options);
 }
 
-Outcome shell(const Folder& folder, const std::string& command) {
-  return run(folder, {"bash", "-c", command}, {"", {std::string("ORB=") + ORB_PROGRAM}});
+Outcome orb(const std::string& command, const RunOptions& options) {
+  return run(fs::current_path(), with_program(words_of(command)), options);
 }
 
-Running::Running(const Folder& folder, const std::vector<std::string>& arguments, bool on_terminal) {
+Outcome shell(const Folder& folder, const std::string& command) { return shell_in(folder.path(), command); }
+
+Outcome shell(const std::string& command) { return shell_in(fs::current_path(), command); }
+
+Running::Running(const std::string& command, bool on_terminal) {
   std::signal(SIGPIPE, SIG_IGN);
   const Pipe input = make_pipe();
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   const Pipe terminal = on_terminal ? make_terminal() : Pipe{-1, nowhere};
-  process_ = start(folder, with_program(arguments), {}, input.read_end, terminal.write_end, nowhere);
+  process_ = start(fs::current_path(), with_program(words_of(command)), {}, input.read_end,
+                   terminal.write_end, nowhere);
   if (on_terminal) close(terminal.write_end);
   terminal_ = terminal.read_end;
   close(input.read_end);
@@ -178,6 +206,11 @@ std::string Running::hear(const std::string& until) const {
 int Running::end_with(int signal_number) {
   kill(process_, signal_number);
   return status_of(std::exchange(process_, -1));
+}
+
+bool comes_true(const std::function<bool()>& what) {
+  for (int i = 0; i < 1000 && !what(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  return what();
 }
 
 std::string bytes_of(const std::string& path) {

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -33,22 +34,31 @@ struct Outcome {
 };
 
 struct RunOptions {
-  std::string input;                     // what the child finds on standard input
-  std::vector<std::string> environment;  // NAME=VALUE, beside the test's own
-  bool terminal_for_errors = false;      // standard error is a terminal
-  bool terminal_for_output = false;      // standard output is one, of 40 x 12 characters
+  std::string input = {};                     // what the child finds on standard input
+  std::vector<std::string> environment = {};  // NAME=VALUE, beside the test's own
+  bool terminal_for_errors = false;           // standard error is a terminal
+  bool terminal_for_output = false;           // standard output is one, of 40 x 12 characters
 };
 
-// orb with these arguments, in the folder.
+// With the format of pair.c.
+inline const RunOptions kWithPair = {.environment = {"QV_ORB_PLUGIN_PATH=" ORB_PAIR_FOLDER}};
+
+// The arguments of a command line: what stands between single quotes is of one word, and a word in samples/ is one
+// of the pictures there.
+std::vector<std::string> words_of(const std::string& command);
+
+// orb with these arguments, in the folder or the current one.
 Outcome orb(const Folder& folder, const std::vector<std::string>& arguments, const RunOptions& options = {});
+Outcome orb(const std::string& command, const RunOptions& options = {});
 
-// A shell command in the folder, with $ORB standing for the tool.
+// A shell command, for which orb is the tool and $SAMPLES where the pictures are.
 Outcome shell(const Folder& folder, const std::string& command);
+Outcome shell(const std::string& command);
 
-// A tool that goes on running, with a pipe to its standard input.
+// A tool that goes on running in the current folder, with a pipe to its standard input.
 class Running {
  public:
-  Running(const Folder& folder, const std::vector<std::string>& arguments, bool on_terminal = false);
+  explicit Running(const std::string& command, bool on_terminal = false);
   ~Running();
   Running(const Running&) = delete;
   Running& operator=(const Running&) = delete;
@@ -64,6 +74,9 @@ class Running {
   int input_ = -1;
   int terminal_ = -1;
 };
+
+// Waits until something has come true, for 20 seconds at most. Whether it has.
+bool comes_true(const std::function<bool()>& what);
 
 std::string bytes_of(const std::string& path);
 void put_bytes(const std::string& path, const std::string& bytes);

@@ -1,16 +1,13 @@
 // The same bytes wherever the tool runs: under a locale with a decimal comma, in another time zone, and whatever
 // fresh memory holds.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <iterator>
-#include <sstream>
 
-#include "pictures.h"
-#include "run_orb.h"
+#include "tool_test.h"
 
 namespace orb::testing {
 namespace {
+
+using SameEverywhere = ToolTest;
 
 // Everything that a text of numbers goes through, and every writer. Dates in seconds become local times.
 constexpr const char* kCommands[] = {
@@ -37,11 +34,8 @@ constexpr const char* kCommands[] = {
 
 // Whatever a writer would fill in by itself, which is not the same each time.
 void declare_texts(ORB_INFO& info, ORB_IFD& image) {
-  static char program[] = "a program";
-  static char host[] = "host";
-  static char user[] = "user";
-  static char date[] = "2023:11:14 22:13:20";
-  static char elapsed[] = "0.25";
+  static char program[] = "a program", host[] = "host", user[] = "user";
+  static char date[] = "2023:11:14 22:13:20", elapsed[] = "0.25";
   info.text4 = program;
   info.text5 = host;
   info.text6 = user;
@@ -51,40 +45,31 @@ void declare_texts(ORB_INFO& info, ORB_IFD& image) {
   image.curve.gamma = 2.25F;
 }
 
-std::vector<std::string> words_of(const std::string& command) {
-  std::istringstream stream(command);
-  return {std::istream_iterator<std::string>(stream), {}};
-}
-
 // What all commands say and leave behind.
-std::string all_results(const Folder& folder, const std::vector<std::string>& environment) {
-  for (const std::string& name : folder.names()) std::filesystem::remove(folder.path(name));
+std::string all_results(const std::vector<std::string>& environment) {
+  for (const std::string& name : names()) std::filesystem::remove(name);
   PipeFile picture;
   picture.change = declare_texts;
-  picture.write(folder.path("in.pipe"));
-  write_noise_png(folder.path("grey.png"), 9, 7, 8, 0);
-  RunOptions options;
-  options.environment = environment;
+  picture.write("in.pipe");
+  write_noise_png("grey.png", 9, 7, 8, 0);
   std::string results;
   for (const char* command : kCommands) {
-    const Outcome run = orb(folder, words_of(command), options);
-    EXPECT_EQ(run.status, 0) << command << run.err;
+    const Outcome run = expect({command}, {.environment = environment});
     results += run.out + run.err;
   }
-  for (const std::string& name : folder.names()) results += name + bytes_of(folder.path(name));
+  for (const std::string& name : names()) results += name + bytes_of(name);
   return results;
 }
 
-TEST(SameEverywhere, are_texts_and_files_under_any_locale_time_zone_and_fresh_memory) {
-  const Folder folder;
-  const std::string usual = all_results(folder, {"LC_ALL=C", "TZ=UTC"});
+TEST_F(SameEverywhere, are_texts_and_files_under_any_locale_time_zone_and_fresh_memory) {
+  const std::string usual = all_results({"LC_ALL=C", "TZ=UTC"});
   for (const char* fill : {"MALLOC_PERTURB_=85", "MALLOC_PERTURB_=170"}) {
     const std::string elsewhere =
-        all_results(folder, {"LOCPATH=" ORB_TEST_LOCALES, "LC_ALL=de_DE.utf8", "TZ=Asia/Kathmandu", fill});
-    const size_t at = static_cast<size_t>(
-        std::mismatch(usual.begin(), usual.end(), elsewhere.begin(), elsewhere.end()).first - usual.begin());
-    EXPECT_TRUE(usual == elsewhere) << fill
-                                    << " differs behind: " << usual.substr(at < 200 ? 0 : at - 200, 200);
+        all_results({"LOCPATH=" ORB_TEST_LOCALES, "LC_ALL=de_DE.utf8", "TZ=Asia/Kathmandu", fill});
+    const auto at = std::ranges::mismatch(usual, elsewhere).in1 - usual.begin();
+    EXPECT_TRUE(usual == elsewhere) << fill << " differs behind: "
+                                    << usual.substr(static_cast<size_t>(std::max<ptrdiff_t>(at - 200, 0)),
+                                                    200);
   }
 }
 

@@ -1,262 +1,199 @@
 // The target is either what it was or the whole new file, whatever happens on the way.
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <nlohmann/json.hpp>
-#include <thread>
 
-#include "pictures.h"
-#include "run_orb.h"
+#include "tool_test.h"
 
 namespace orb::testing {
 namespace {
 
 namespace fs = std::filesystem;
+using Target = ToolTest;
 
 mode_t mode_of(const std::string& path) {
   struct stat status = {};
   return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
-TEST(Target, an_existing_file_is_kept_without_force_and_replaced_with_it) {
-  const Folder folder;
-  put_bytes(folder.path("b.png"), "precious");
-  const Outcome refused = orb(folder, {"convert", sample("chelsea.png"), "-o", "b.png"});
-  EXPECT_EQ(refused.status, 4);
-  EXPECT_NE(refused.err.find("orb: error: b.png exists and is kept; -f replaces it"), std::string::npos);
-  EXPECT_EQ(bytes_of(folder.path("b.png")), "precious");
-  EXPECT_EQ(orb(folder, {"convert", "-f", sample("chelsea.png"), "-o", "b.png"}).status, 0);
-  EXPECT_EQ(read_png(folder.path("b.png")), read_png(sample("chelsea.png")));
-  EXPECT_EQ(folder.names(), std::vector<std::string>{"b.png"});
+Png chelsea() { return read_png(sample("chelsea.png")); }
+
+TEST_F(Target, an_existing_file_is_kept_without_force_and_replaced_with_it) {
+  put_bytes("b.png", "precious");
+  const std::string refused = "orb: error: b.png exists and is kept; -f replaces it";
+  expect("convert samples/chelsea.png -o b.png", 4, _, HasSubstr(refused));
+  EXPECT_EQ(bytes_of("b.png"), "precious");
+  expect("convert -f samples/chelsea.png -o b.png", 0);
+  EXPECT_EQ(read_png("b.png"), chelsea());
+  expect("convert -f b.png -o ./b.png --set compression=1", 0);  // the input itself
+  EXPECT_EQ(read_png("b.png"), chelsea());
+  EXPECT_THAT(names(), ElementsAre("b.png"));
 }
 
-TEST(Target, the_input_itself_may_be_the_target) {
-  const Folder folder;
-  write_noise_png(folder.path("a.png"), 40, 30, 16, 2);
-  const Png before = read_png(folder.path("a.png"));
-  ASSERT_EQ(orb(folder, {"convert", "-f", "a.png", "-o", "./a.png", "--set", "compression=1"}).status, 0);
-  EXPECT_EQ(read_png(folder.path("a.png")), before);
+TEST_F(Target, permissions_are_the_targets_own_or_the_usual_ones) {
+  ASSERT_EQ(shell("umask 027; orb convert -q $SAMPLES/chelsea.png -o new.png").status, 0);
+  EXPECT_EQ(mode_of("new.png"), 0640U);
+  chmod("new.png", 0606);
+  expect("convert -f samples/chelsea.png -o new.png", 0);
+  EXPECT_EQ(mode_of("new.png"), 0606U);
 }
 
-TEST(Target, permissions_are_the_targets_own_or_the_usual_ones) {
-  const Folder folder;
-  ASSERT_EQ(shell(folder, "umask 027; \"$ORB\" convert -q '" + sample("chelsea.png") + "' -o new.png").status,
-            0);
-  EXPECT_EQ(mode_of(folder.path("new.png")), 0640U);
-  chmod(folder.path("new.png").c_str(), 0606);
-  ASSERT_EQ(orb(folder, {"convert", "-f", sample("chelsea.png"), "-o", "new.png"}).status, 0);
-  EXPECT_EQ(mode_of(folder.path("new.png")), 0606U);
+TEST_F(Target, a_symbolic_link_stays_and_what_it_points_to_is_replaced) {
+  fs::create_directory("real");
+  put_bytes("real/file.png", "old");
+  fs::create_symlink("real/file.png", "link.png");
+  fs::create_symlink("real/new.png", "dangling.png");
+  fs::create_symlink("loop.png", "loop.png");
+  expect_all({{"convert samples/chelsea.png -o link.png", 4},
+              {"convert -f samples/chelsea.png -o link.png", 0},
+              {"convert samples/chelsea.png -o dangling.png", 0},
+              {"convert -f samples/chelsea.png -o loop.png", 4}});
+  EXPECT_TRUE(fs::is_symlink("link.png"));
+  EXPECT_TRUE(fs::is_symlink("dangling.png"));
+  for (const char* name : {"real/file.png", "real/new.png"}) EXPECT_EQ(read_png(name).width, 451U) << name;
 }
 
-TEST(Target, a_symbolic_link_stays_and_what_it_points_to_is_replaced) {
-  const Folder folder;
-  fs::create_directory(folder.path("real"));
-  put_bytes(folder.path("real/file.png"), "old");
-  fs::create_symlink("real/file.png", folder.path("link.png"));
-  fs::create_symlink("real/new.png", folder.path("dangling.png"));
-  fs::create_symlink("loop.png", folder.path("loop.png"));
-  EXPECT_EQ(orb(folder, {"convert", sample("chelsea.png"), "-o", "link.png"}).status, 4);
-  EXPECT_EQ(orb(folder, {"convert", "-f", sample("chelsea.png"), "-o", "link.png"}).status, 0);
-  EXPECT_EQ(orb(folder, {"convert", sample("chelsea.png"), "-o", "dangling.png"}).status, 0);
-  EXPECT_EQ(orb(folder, {"convert", "-f", sample("chelsea.png"), "-o", "loop.png"}).status, 4);
-  EXPECT_TRUE(fs::is_symlink(folder.path("link.png")));
-  EXPECT_TRUE(fs::is_symlink(folder.path("dangling.png")));
-  for (const char* name : {"real/file.png", "real/new.png"}) {
-    EXPECT_EQ(read_png(folder.path(name)).width, 451U) << name;
-  }
-}
-
-TEST(Target, a_name_of_the_greatest_length_has_room_for_its_temporary) {
-  const Folder folder;
+TEST_F(Target, a_name_of_the_greatest_length_has_room_for_its_temporary) {
   const std::string name = std::string(251, 'n') + ".png";
-  EXPECT_EQ(orb(folder, {"convert", sample("chelsea.png"), "-o", name}).status, 0);
-  EXPECT_EQ(folder.names(), std::vector<std::string>{name});
+  expect("convert samples/chelsea.png -o " + name, 0);
+  EXPECT_THAT(names(), ElementsAre(name));
 }
 
-TEST(Target, bad_input_leaves_the_old_file_and_no_other) {
-  const Folder folder;
+TEST_F(Target, bad_input_leaves_the_old_file_and_no_other) {
   const std::string picture = bytes_of(sample("chelsea.png"));
   std::string damaged = picture;
   damaged[picture.size() / 2] = static_cast<char>(~damaged[picture.size() / 2]);
-  fs::create_directory(folder.path("folder.png"));
-  put_bytes(folder.path("empty.png"), "");
-  put_bytes(folder.path("foreign.png"), "GIF89a, or so it says");
-  put_bytes(folder.path("head.png"), picture.substr(0, 100));
-  put_bytes(folder.path("half.png"), picture.substr(0, picture.size() / 2));
-  put_bytes(folder.path("damaged.png"), damaged);
+  fs::create_directory("folder.png");
+  put_bytes("empty.png", "");
+  put_bytes("foreign.png", "GIF89a, or so it says");
+  put_bytes("head.png", picture.substr(0, 100));
+  put_bytes("half.png", picture.substr(0, picture.size() / 2));
+  put_bytes("damaged.png", damaged);
   // A text that claims two gigabytes, behind the file's first chunk.
-  put_bytes(folder.path("greedy.png"),
+  put_bytes("greedy.png",
             picture.substr(0, 33) + std::string("\x7f\xff\xff\xfftEXta\0b", 11) + picture.substr(33));
-  ASSERT_EQ(orb(folder, {"convert", sample("chelsea.png"), "-o", "whole.pipe"}).status, 0);
-  const std::string stream = bytes_of(folder.path("whole.pipe"));
-  PipeFile no_channels;
-  no_channels.change = [](ORB_INFO&, ORB_IFD& image) { image.color.count = 0; };
-  no_channels.write(folder.path("hollow.pipe"));
-  put_bytes(folder.path("half.pipe"), stream.substr(0, stream.size() / 2));
-  put_bytes(folder.path("endless.pipe"), stream.substr(0, stream.size() - 1));
-  put_bytes(folder.path("old.png"), "old");
-  const std::vector<std::string> before = folder.names();
-  const struct {
-    const char* input;
-    int status;
-  } rows[] = {{"missing.png", 3}, {"folder.png", 4}, {"empty.png", 4},  {"foreign.png", 4},
-              {"head.png", 4},    {"half.png", 4},   {"half.pipe", 4},  {"endless.pipe", 4},
-              {"damaged.png", 4}, {"greedy.png", 4}, {"hollow.pipe", 4}};
-  for (const auto& row : rows) {
+  PipeFile stream;
+  stream.write("whole.pipe");
+  const std::string whole = bytes_of("whole.pipe");
+  put_bytes("half.pipe", whole.substr(0, whole.size() - 60));
+  put_bytes("endless.pipe", whole.substr(0, whole.size() - 1));
+  stream.change = [](ORB_INFO&, ORB_IFD& image) { image.color.count = 0; };
+  stream.write("hollow.pipe");
+  put_bytes("old.png", "old");
+  const Names before = names();
+  for (const std::string input :
+       {"missing.png", "folder.png", "empty.png", "foreign.png", "head.png", "half.png", "half.pipe",
+        "endless.pipe", "damaged.png", "greedy.png", "hollow.pipe"}) {
     for (const char* target : {"old.png", "new.png", "new.pipe"}) {
-      const Outcome run = orb(folder, {"convert", "-f", row.input, "-o", target});
-      EXPECT_EQ(run.status, row.status) << row.input << run.err;
-      EXPECT_EQ(run.err.rfind("orb: error: ", 0) != std::string::npos ||
-                    run.err.find("\norb: error: ") != std::string::npos,
-                true)
-          << run.err;
-      EXPECT_EQ(folder.names(), before) << row.input;
-      EXPECT_EQ(bytes_of(folder.path("old.png")), "old") << row.input;
+      expect("convert -f " + input + " -o " + target, input == "missing.png" ? 3 : 4, _,
+             ::testing::ContainsRegex("(^|\n)orb: error: "));
+      EXPECT_EQ(names(), before) << input;
+      EXPECT_EQ(bytes_of("old.png"), "old") << input;
     }
   }
 }
 
-TEST(Target, one_that_cannot_be_written_is_an_error_that_names_it) {
-  const Folder folder;
-  fs::create_directory(folder.path("folder.png"));
+TEST_F(Target, one_that_cannot_be_written_is_an_error_that_names_it) {
+  fs::create_directory("folder.png");
   const struct {
-    const char* target;
+    std::string target;
     const char* reason;
   } rows[] = {{"folder.png", "Is a directory"},
               {"none/b.png", "No such file or directory"},
               {"/proc/self/b.png", ""},
               {"b.unheardof", "no known format has this ending"}};
   for (const auto& row : rows) {
-    const Outcome run = orb(folder, {"convert", "-f", sample("chelsea.png"), "-o", row.target});
-    EXPECT_EQ(run.status, 4) << row.target << run.err;
-    EXPECT_NE(run.err.find(row.target), std::string::npos) << run.err;
-    EXPECT_NE(run.err.find(row.reason), std::string::npos) << run.err;
-    EXPECT_EQ(run.err.find(".orb-"), std::string::npos) << run.err;
+    expect("convert -f samples/chelsea.png -o " + row.target, 4, _,
+           AllOf(HasSubstr(row.target), HasSubstr(row.reason), Not(HasSubstr(".orb-"))));
   }
-  EXPECT_EQ(folder.names(), std::vector<std::string>{"folder.png"});
+  EXPECT_THAT(names(), ElementsAre("folder.png"));
 }
 
-// Root may write anywhere, so the tool runs as another user here; an ordinary user is one already.
-std::string as_ordinary_user() {
-  return geteuid() == 0 ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
-}
-
-TEST(Target, a_read_only_folder_or_file_is_left_alone) {
-  const Folder folder;
-  if (shell(folder, as_ordinary_user() + "test -x \"$ORB\" -a -r '" + sample("chelsea.png") + "'").status !=
-      0) {
+TEST_F(Target, a_read_only_folder_or_file_is_left_alone) {
+  // Root may write anywhere, so the tool runs as another user here; an ordinary user is one already.
+  const bool is_root = geteuid() == 0;
+  const std::string as_user = is_root ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
+  if (shell(as_user + "test -x $ORB -a -r $SAMPLES/chelsea.png").status != 0) {
     GTEST_SKIP() << "another user cannot reach the program";
   }
-  fs::create_directory(folder.path("locked"));
-  put_bytes(folder.path("locked/old.png"), "old");
-  put_bytes(folder.path("fixed.png"), "fixed");
-  if (geteuid() == 0) {
-    ASSERT_EQ(shell(folder, "chown -R 65534:65534 .").status, 0);
-  }
-  chmod(folder.path("fixed.png").c_str(), 0444);
-  chmod(folder.path("locked").c_str(), 0555);
+  fs::create_directory("locked");
+  put_bytes("locked/old.png", "old");
+  put_bytes("fixed.png", "fixed");
+  ASSERT_EQ(shell(is_root ? "chown -R 65534:65534 ." : "true").status, 0);
+  chmod("fixed.png", 0444);
+  chmod("locked", 0555);
   for (const std::string target : {"locked/old.png", "locked/new.png", "fixed.png"}) {
-    const std::string command =
-        as_ordinary_user() + "\"$ORB\" convert -f '" + sample("chelsea.png") + "' -o " + target;
-    EXPECT_EQ(shell(folder, command).status, 4) << target;
+    EXPECT_EQ(shell(as_user + "orb convert -f $SAMPLES/chelsea.png -o " + target).status, 4) << target;
   }
-  EXPECT_EQ(bytes_of(folder.path("locked/old.png")) + bytes_of(folder.path("fixed.png")), "oldfixed");
-  chmod(folder.path("locked").c_str(), 0755);
+  EXPECT_EQ(bytes_of("locked/old.png") + bytes_of("fixed.png"), "oldfixed");
+  chmod("locked", 0755);
 }
 
-TEST(Target, results_on_a_full_device_are_an_error) {
-  const Folder folder;
-  for (const char* arguments : {"formats", "--help", "convert --help", "--version"}) {
-    EXPECT_EQ(shell(folder, std::string("\"$ORB\" ") + arguments + " > /dev/full").status, 4) << arguments;
+TEST_F(Target, results_on_a_full_device_are_an_error) {
+  for (const std::string command : {"formats", "--help", "convert --help", "--version"}) {
+    EXPECT_EQ(shell("orb " + command + " > /dev/full").status, 4) << command;
   }
 }
 
 // A file that is opened next would get the closed stream's number, and what is meant for the stream.
-TEST(Target, a_closed_standard_stream_puts_no_messages_into_the_picture) {
-  const Folder folder;
-  ASSERT_EQ(orb(folder, {"convert", "-q", sample("chelsea.png"), "-o", "a.pipe"}).status, 0);
-  const Png picture = read_png(sample("chelsea.png"));
-  const char* const rows[] = {"- < a.pipe 2>&-", "a.pipe <&- 2>&-", "a.pipe <&- >&- 2>&-"};
-  for (const char* row : rows) {
-    const Outcome run =
-        shell(folder, "\"$ORB\" convert -f -vv --progress=plain -o b.png " + std::string(row));
-    EXPECT_EQ(run.status, 0) << row;
-    EXPECT_EQ(read_png(folder.path("b.png")), picture) << row;
+TEST_F(Target, a_closed_standard_stream_puts_no_messages_into_the_picture) {
+  expect("convert -q samples/chelsea.png -o a.pipe", 0);
+  for (const std::string row : {"- < a.pipe 2>&-", "a.pipe <&- 2>&-", "a.pipe <&- >&- 2>&-"}) {
+    EXPECT_EQ(shell("orb convert -f -vv --progress=plain -o b.png " + row).status, 0) << row;
+    EXPECT_EQ(read_png("b.png"), chelsea()) << row;
   }
-  for (const char* refused : {"formats >&-", "--help >&-", "convert a.pipe -o - >&-", "info - <&-"}) {
-    EXPECT_EQ(shell(folder, std::string("\"$ORB\" ") + refused).status, 4) << refused;
+  for (const std::string refused : {"formats >&-", "--help >&-", "convert a.pipe -o - >&-", "info - <&-"}) {
+    EXPECT_EQ(shell("orb " + refused).status, 4) << refused;
   }
 }
 
-TEST(Target, running_out_of_open_files_is_worth_another_try) {
+TEST_F(Target, running_out_of_open_files_is_worth_another_try) {
 #if defined(__SANITIZE_ADDRESS__)
   GTEST_SKIP() << "the sanitizer's own checks need files";
 #endif
-  const Folder folder;
-  const Outcome run =
-      shell(folder, "ulimit -n 4; \"$ORB\" convert -q '" + sample("chelsea.png") + "' -o b.png");
-  EXPECT_EQ(run.status, 75) << run.err;
-  EXPECT_NE(run.err.find("Cannot open file b.png; Too many open files"), std::string::npos) << run.err;
-  EXPECT_TRUE(folder.names().empty());
+  const Outcome run = shell("ulimit -n 4; orb convert -q $SAMPLES/chelsea.png -o b.png");
+  EXPECT_EQ(run.status, 75);
+  EXPECT_THAT(run.err, HasSubstr("Cannot open file b.png; Too many open files"));
+  EXPECT_THAT(names(), ElementsAre());
 }
 
-TEST(Target, an_interrupt_removes_the_temporary_and_ends_with_130) {
+TEST_F(Target, an_interrupt_removes_the_temporary_and_ends_with_130) {
+  expect("convert -q samples/chelsea.png -o whole.pipe", 0);
+  const std::string stream = bytes_of("whole.pipe");
+  put_bytes("old.png", "old");
   for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
-    const Folder folder;
-    ASSERT_EQ(orb(folder, {"convert", "-q", sample("chelsea.png"), "-o", "whole.pipe"}).status, 0);
-    const std::string stream = bytes_of(folder.path("whole.pipe"));
-    put_bytes(folder.path("old.png"), "old");
-    Running running(folder, {"convert", "-f", "-", "-o", "old.png"});
+    Running running("convert -f - -o old.png");
     running.feed(stream.substr(0, stream.size() / 2));
-    for (int i = 0; i < 500 && folder.names().size() < 3; ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    ASSERT_EQ(folder.names().size(), 3U) << "no temporary was made";
-    EXPECT_EQ(folder.names()[0].rfind(".old.orb-", 0), 0U);
+    ASSERT_TRUE(comes_true([] { return names().size() == 3; })) << "no temporary was made";
+    EXPECT_THAT(names()[0], StartsWith(".old.orb-"));
     EXPECT_EQ(running.end_with(signal_number), 130);
-    EXPECT_EQ(folder.names(), (std::vector<std::string>{"old.png", "whole.pipe"}));
-    EXPECT_EQ(bytes_of(folder.path("old.png")), "old");
+    EXPECT_THAT(names(), ElementsAre("old.png", "whole.pipe"));
+    EXPECT_EQ(bytes_of("old.png"), "old");
   }
 }
 
-TEST(Target, named_pipes_are_written_directly_and_a_reader_that_leaves_is_an_error) {
-  const Folder folder;
-  ASSERT_EQ(mkfifo(folder.path("fifo").c_str(), 0600), 0);
-  const std::string convert = "\"$ORB\" convert -q '" + sample("chelsea.png") + "' -o fifo --to pipe";
-  const Outcome whole = shell(
-      folder, convert + " & \"$ORB\" convert fifo --from pipe -o b.png; a=$?; wait $!; exit $((a + $?))");
+TEST_F(Target, named_pipes_are_written_directly_and_a_reader_that_leaves_is_an_error) {
+  ASSERT_EQ(mkfifo("fifo", 0600), 0);
+  const std::string convert = "orb convert -q $SAMPLES/chelsea.png -o fifo --to pipe & ";
+  const Outcome whole =
+      shell(convert + "orb convert fifo --from pipe -o b.png; a=$?; wait $!; exit $((a + $?))");
   EXPECT_EQ(whole.status, 0) << whole.err;
-  EXPECT_EQ(read_png(folder.path("b.png")), read_png(sample("chelsea.png")));
-  EXPECT_TRUE(fs::is_fifo(folder.path("fifo")));
-  const Outcome cut = shell(folder, convert + " & head -c 1000 fifo > /dev/null; wait $!");
+  EXPECT_EQ(read_png("b.png"), chelsea());
+  EXPECT_TRUE(fs::is_fifo("fifo"));
+  const Outcome cut = shell(convert + "head -c 1000 fifo > /dev/null; wait $!");
   EXPECT_EQ(cut.status, 4);
-  EXPECT_NE(cut.err.find("Broken pipe"), std::string::npos) << cut.err;
+  EXPECT_THAT(cut.err, HasSubstr("Broken pipe"));
 }
 
-TEST(Target, a_refused_conversion_puts_nothing_on_standard_output) {
-  const Folder folder;
-  PipeFile file;
-  file.change = [](ORB_INFO&, ORB_IFD& image) { image.active_window = {2, 5, 1, 3}; };
-  file.write(folder.path("a.pipe"));
-  const Outcome run = orb(folder, {"convert", "a.pipe", "-o", "-", "--to", "png"});
-  EXPECT_EQ(run.status, 5);
-  EXPECT_EQ(run.out, "");
-}
-
-TEST(Target, results_go_into_a_file_as_safely) {
-  const Folder folder;
-  EXPECT_EQ(orb(folder, {"formats", "--json", "-n", "-o", "list.json"}).status, 0);
-  EXPECT_TRUE(folder.names().empty());
-  EXPECT_EQ(orb(folder, {"formats", "--json", "-o", "list.json"}).status, 0);
-  EXPECT_TRUE(nlohmann::json::parse(bytes_of(folder.path("list.json"))).contains("formats"));
-  EXPECT_EQ(orb(folder, {"config", "-o", "list.json"}).status, 4);
-  EXPECT_EQ(orb(folder, {"config", "-f", "-o", "list.json"}).status, 0);
-  EXPECT_NE(bytes_of(folder.path("list.json")).find("fmt__gamma_default"), std::string::npos);
+TEST_F(Target, results_go_into_a_file_as_safely) {
+  expect("formats --json -n -o list.json", 0);
+  EXPECT_THAT(names(), ElementsAre());
+  expect("formats --json -o list.json", 0);
+  EXPECT_TRUE(Json::parse(bytes_of("list.json")).contains("formats"));
+  expect("config -o list.json", 4);
+  expect("config -f -o list.json", 0);
+  EXPECT_THAT(bytes_of("list.json"), HasSubstr("fmt__gamma_default"));
 }
 
 }  // namespace

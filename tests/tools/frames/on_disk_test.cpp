@@ -90,7 +90,7 @@ TEST(OnDisk, a_range_is_split_into_what_is_there_and_what_is_missing_in_its_orde
 }
 
 TEST(OnDisk, names_are_ordered_by_the_value_of_their_numbers) {
-  const char* const ordered[] = {"",
+  const std::string ordered[] = {"",
                                  "-",
                                  "2",
                                  "02b",
