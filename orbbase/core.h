@@ -213,11 +213,11 @@ ORB_API int32_t orb__chan_copy_4(void* const* dest, void* const* src, int32_t ch
 /* ---- Limits ---------------------------------------------------------------------------------------- */
 
 enum {
-  ORB_LIMIT_BUFFER = 1,  /* bytes of the largest single buffer; 1 GiB */
-  ORB_LIMIT_HANDLE = 2,  /* bytes of one handle's buffers together; 2 GiB */
-  ORB_LIMIT_IMAGES = 3,  /* sub-images of a file being opened, for writing too; 65,536 */
+  ORB_LIMIT_BUFFER = 1,   /* bytes of the largest single buffer; 1 GiB */
+  ORB_LIMIT_HANDLE = 2,   /* bytes of one handle's buffers together; 2 GiB */
+  ORB_LIMIT_IMAGES = 3,   /* sub-images of a file being opened, for writing too; 65,536 */
   ORB_LIMIT_CHANNELS = 4, /* channels of an image of a file being opened; 65,536 */
-  ORB_LIMIT_PIXELS = 5 /* pixels of an image of a file being opened for reading, pads too; 2^36 */
+  ORB_LIMIT_PIXELS = 5    /* pixels of an image of a file being opened for reading, pads too; 2^36 */
 };
 
 /* Reads and sets a limit. Limits are checked before memory is taken for what a file or a caller asks for;
