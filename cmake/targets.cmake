@@ -15,12 +15,25 @@ function(orb_room)
   endforeach()
 endfunction()
 
+# orb_precompile(TARGET [MODEL]): with ORB_PRECOMPILE, what the library and its plug-ins use of the standard library is
+# parsed once for a target, or for the model whose options it shares.
+function(orb_precompile target)
+  if(ORB_PRECOMPILE AND ARGC GREATER 1)
+    target_precompile_headers(${target} REUSE_FROM ${ARGV1})
+  elseif(ORB_PRECOMPILE)
+    target_precompile_headers(${target} PRIVATE <algorithm> <atomic> <charconv> <cmath> <cstdio> <cstdlib> <cstring>
+                              <memory> <mutex> <new> <span> <string_view> <type_traits> <utility>)
+  endif()
+endfunction()
+
 # orb_kernels(FILE...): loops over samples, of a room of the library or of the target of this folder. Fuzzing does not
 # trace their comparisons, which lead nowhere and would take most of its time.
 function(orb_kernels)
   if(ORB_BUILD_FUZZ)
     set_property(SOURCE ${ARGN} DIRECTORY ${PROJECT_SOURCE_DIR}/orbbase ${CMAKE_CURRENT_SOURCE_DIR}
                  APPEND PROPERTY COMPILE_OPTIONS -fno-sanitize-coverage=trace-cmp)
+    set_property(SOURCE ${ARGN} DIRECTORY ${PROJECT_SOURCE_DIR}/orbbase ${CMAKE_CURRENT_SOURCE_DIR}
+                 PROPERTY SKIP_PRECOMPILE_HEADERS ON)
   endif()
 endfunction()
 

@@ -4,7 +4,7 @@
 namespace orb::tool {
 namespace {
 
-constexpr const char* kHead = R"(# Completion of orb for bash, made by "orb completion bash".
+constexpr const char* kBashHead = R"(# Completion of orb for bash, made by "orb completion bash".
 )";
 
 // The three functions above it put what they know into "found": bash's functions see their caller's variables.
@@ -145,7 +145,7 @@ std::string value_function(const std::vector<const VerbEntry*>& all) {
 
 std::string bash_completion(const VerbEntry& tool) {
   const std::vector<const VerbEntry*> all = with_verbs_below(tool);
-  return kHead + verbs_function(all) + options_function(all) + value_function(all) + kBody;
+  return kBashHead + verbs_function(all) + options_function(all) + value_function(all) + kBody;
 }
 
 }  // namespace orb::tool

@@ -4,7 +4,7 @@
 namespace orb::tool {
 namespace {
 
-constexpr const char* kHead = R"(# Completion of orb for fish, made by "orb completion fish".
+constexpr const char* kFishHead = R"(# Completion of orb for fish, made by "orb completion fish".
 
 function __orb_formats
     set -l tokens (commandline -opc)
@@ -77,7 +77,7 @@ std::string fish_completion(const VerbEntry& tool) {
     for (const OptionEntry& argument : entry->arguments) lines += argument_line(*entry, argument);
     for (const OptionEntry& option : entry->options) lines += option_line(*entry, option);
   }
-  return std::string(kHead) + "\n# What has verbs below it.\nset -g __orb_groups" + groups + "\n" + kPath +
+  return std::string(kFishHead) + "\n# What has verbs below it.\nset -g __orb_groups" + groups + "\n" + kPath +
          lines;
 }
 

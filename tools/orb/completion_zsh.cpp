@@ -6,7 +6,7 @@
 namespace orb::tool {
 namespace {
 
-constexpr const char* kHead = R"zsh(#compdef orb
+constexpr const char* kZshHead = R"zsh(#compdef orb
 # Completion of orb for zsh, made by "orb completion zsh".
 
 _orb_formats() {
@@ -108,7 +108,7 @@ std::string verb_function(const VerbEntry& entry) {
 }  // namespace
 
 std::string zsh_completion(const VerbEntry& tool) {
-  std::string script = kHead;
+  std::string script = kZshHead;
   for (const VerbEntry* entry : with_verbs_below(tool)) script += verb_function(*entry);
   return script + kFoot;
 }

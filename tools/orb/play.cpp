@@ -27,12 +27,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int32_t kTextRows = 2;  // what is shown, and the line where the cursor stands
+constexpr int32_t kStatusRows = 2;  // what is shown, and the line where the cursor stands
 constexpr double kUsualRate = 24;
 constexpr double kMostRate = 1000;
 
-enum End : size_t { kShown, kMissing, kFailed };
-constexpr FrameEnd kEnds[] = {{"shown", false}, {"missing", true}, {"failed", true}};
+enum FilmEnd : size_t { kFilmShown, kFilmMissing, kFilmFailed };
+constexpr FrameEnd kFilmEnds[] = {{"shown", false}, {"missing", true}, {"failed", true}};
 
 struct PlayOptions {
   CommonOptions common;
@@ -112,7 +112,7 @@ class Player {
   size_t drawn_lines_ = 0;      // that the next frame is drawn over
   FrameSize last_size_;
   Clock::time_point next_ = Clock::now();
-  FrameSummary summary_{kEnds};
+  FrameSummary summary_{kFilmEnds};
   std::vector<std::string> problems_;
   bool is_worth_retry_ = false;
 };
@@ -121,7 +121,7 @@ Player::Player(const PlayOptions& options, Film& film)
     : options_(options),
       film_(film),
       screen_(screen_for(options.common, options.size)),
-      size_{screen_.most_width(), screen_.most_height(kTextRows)},
+      size_{screen_.most_width(), screen_.most_height(kStatusRows)},
       last_size_(size_) {}
 
 // The frame, or why there is none. On a terminal messages would go through the picture; they are told at the end.
@@ -152,7 +152,7 @@ void Player::play(frames::Frame frame, const Take& take_shot) {
   if (shot) last_size_ = {shot->picture.width, shot->picture.height};
   draw(shot ? shot->picture : no_picture(last_size_.most_width, last_size_.most_height), text);
   if (is_first_pass_) {
-    summary_.add(shot ? kShown : is_there ? kFailed : kMissing, frame);
+    summary_.add(shot ? kFilmShown : is_there ? kFilmFailed : kFilmMissing, frame);
     if (is_there && !shot) problems_.push_back(problem);
   }
   wait(shot ? shot->seconds : 0);
@@ -227,9 +227,9 @@ void Player::play_once() {
 }
 
 int Player::status() const {
-  if (summary_.count(kMissing) + summary_.count(kFailed) == 0) return kDone;
-  if (summary_.count(kShown) > 0) return kSomeFailed;
-  return summary_.count(kFailed) == 0 ? kNoInput : is_worth_retry_ ? kRetry : kIoError;
+  if (summary_.count(kFilmMissing) + summary_.count(kFilmFailed) == 0) return kDone;
+  if (summary_.count(kFilmShown) > 0) return kSomeFailed;
+  return summary_.count(kFilmFailed) == 0 ? kNoInput : is_worth_retry_ ? kRetry : kIoError;
 }
 
 void Player::tell() const {
@@ -246,7 +246,7 @@ int Player::run() {
     const Curtain curtain(screen_);
     do {
       play_once();
-    } while (options_.loops && summary_.count(kShown) > 0);
+    } while (options_.loops && summary_.count(kFilmShown) > 0);
   }
   tell();
   return status();
