@@ -77,8 +77,8 @@ std::string fish_completion(const VerbEntry& tool) {
     for (const OptionEntry& argument : entry->arguments) lines += argument_line(*entry, argument);
     for (const OptionEntry& option : entry->options) lines += option_line(*entry, option);
   }
-  return std::string(kFishHead) + "\n# What has verbs below it.\nset -g __orb_groups" + groups + "\n" + kPath +
-         lines;
+  return std::string(kFishHead) + "\n# What has verbs below it.\nset -g __orb_groups" + groups + "\n" +
+         kPath + lines;
 }
 
 }  // namespace orb::tool
