@@ -169,6 +169,7 @@ TEST_F(FrameBuffers, are_defined_by_their_difference_from_the_first_built_in_one
       "green_primary .3 bad .5\nblue_primary 1 2 3\nwhite_point 4 5 6\nend_framebuffer\naspect 9\n"
       "framebuffer left_open\n");
   EXPECT_EQ(names(), "full;ntsc;pal;my buffer;");
+  for (const char* name : {"full", "ntsc", "pal"}) EXPECT_EQ(orb::fb::find(name)->depth, 24) << name;
   EXPECT_EQ(orb::fb::find("full")->resolution[0], 1280);
   EXPECT_EQ(orb::fb::find("ntsc")->resolution[1], 486);
   EXPECT_EQ(orb::fb::find("ntsc")->blue[2], 0.796f);
