@@ -852,9 +852,10 @@ ORB_API int32_t ORB_direct_scan_write(ORB_IMAGE* image, int32_t line, intptr_t a
  * line       an absolute row; -1: the first of the file.
  *
  * Asks the driver when it can position itself, and does nothing when it takes any line. Otherwise the rows
- * before line are read and dropped, within the window of the first image; when current_line is already past
- * line, the file is opened anew first (open_option 1, read_option 0, the same settings). A line that is
- * current_line itself counts as reached, and is not read again. Where a file is stored from a window.bottom
+ * before line are read and dropped, within the window of the first image; of those outside its active window,
+ * which are part of no sequence, at most the one before line. When current_line is already past line, the
+ * file is opened anew first (open_option 1, read_option 0, the same settings). A line that is current_line
+ * itself counts as reached, and is not read again. Where a file is stored from a window.bottom
  * below -1 upward, the -1 of current_line after the open lies within the window and says nothing: read its
  * first line before seeking.
  *

@@ -15,14 +15,25 @@ constexpr int32_t kFirstLine = -1;
 struct RowOrder {
   int32_t first;  // the line that comes first
   int32_t last;
+  int32_t first_active;
+  int32_t last_active;
   int32_t step;  // 1 upward, -1 downward
 
   [[nodiscard]] bool is_before(int64_t a, int64_t b) const { return (b - a) * step > 0; }
+
+  // The row to read next on the way from `row` to `goal`. Rows outside the active window are zeros and part of
+  // no sequence, so those on the way are passed over.
+  [[nodiscard]] int64_t next_on_the_way(int64_t row, int64_t goal) const {
+    if (is_before(row, first_active)) return is_before(goal, first_active) ? goal : first_active;
+    return is_before(last_active, row) ? goal : row;
+  }
 };
 
 RowOrder row_order(const ORB_IFD& ifd) {
-  if (ifd.orientation & ORB_BOTTOM_UP) return {ifd.window.bottom, ifd.window.top, 1};
-  return {ifd.window.top, ifd.window.bottom, -1};
+  const ORB_WINDOW& window = ifd.window;
+  const ORB_WINDOW& active = ifd.active_window;
+  if (ifd.orientation & ORB_BOTTOM_UP) return {window.bottom, window.top, active.bottom, active.top, 1};
+  return {window.top, window.bottom, active.top, active.bottom, -1};
 }
 
 // Where the reader stands. Right after the open of a file read downward that is window.top + 1, which wraps
@@ -89,12 +100,14 @@ ORB_IMAGE* reopen(ORB_IMAGE** image_ref) {
   return *image_ref;
 }
 
-// Reads and drops the rows before line, so that the next read finds line in sequence. Never leaves the
-// window, wherever current_line stands after the open.
+// Reads and drops the rows before line, so that the next read finds line in sequence and current_line is the one
+// before it. Never leaves the window, wherever current_line stands after the open.
 void skip_rows_before(ORB_IMAGE* image, const RowOrder& rows, int32_t line) {
+  const int64_t goal = rows.is_before(rows.last, line) ? rows.last : int64_t{line} - rows.step;
   int64_t next = position_of(image, rows) + rows.step;
   if (rows.is_before(next, rows.first)) next = rows.first;
-  while (rows.is_before(next, line) && !rows.is_before(rows.last, next)) {
+  while (!rows.is_before(goal, next)) {
+    next = rows.next_on_the_way(next, goal);
     void** ignored = nullptr;
     if (ORB_scan_read(image, static_cast<int32_t>(next), &ignored) != 0) return;
     next += rows.step;

@@ -1,6 +1,8 @@
 // Positioning a reader.
 #include <gmock/gmock.h>
 
+#include <vector>
+
 #include "orbbase/core/internal.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/picture.h"
@@ -107,6 +109,42 @@ TEST(Seek, re_opens_with_the_same_settings_and_exact_name_or_leaves_no_handle) {
   image->info.handle[2] = 'x';  // no picture any more
   EXPECT_EQ(ORB_seek(&image, 0), ORB_E_OPEN);
   EXPECT_EQ(image, nullptr);
+}
+
+// The lines that a driver was asked for.
+std::vector<int32_t> asked_lines;
+int32_t note_line(void*, int32_t line, void*) { return asked_lines.push_back(line), ORB_OK; }
+
+TEST(Seek, passes_over_what_nothing_is_active_in) {
+  const Plugins plugins({"good"});
+  constexpr int32_t kFar = 1 << 30;
+  const struct {
+    const char* name;
+    int32_t line;
+    std::vector<int32_t> asked;  // of the lines from -kFar to kFar, of which 10 to 12 are active
+  } rows[] = {{"up_0_29", 12, {10, 11}},
+              {"up_0_29", kFar, {10, 11, 12, kFar - 1}},
+              {"up_0_29", 9, {8}},
+              {"up_0_29", 13, {10, 11, 12}},
+              {"up_0_29", INT32_MAX, {10, 11, 12, kFar}},
+              {"down_0_29", 10, {12, 11}},
+              {"down_0_29", 13, {14}},
+              {"down_0_29", 9, {12, 11, 10}},
+              {"down_0_29", -kFar, {12, 11, 10, 1 - kFar}}};
+  for (const auto& row : rows) {
+    Description wanted(row.name, "good");
+    ORB_IMAGE* image = wanted.open("r");
+    ASSERT_NE(image, nullptr);
+    ORB_IFD& ifd = image->info.images[0];
+    ifd.window = {0, 0, -kFar, kFar};
+    ifd.active_window = {0, 0, 10, 12};
+    image->scan = note_line;
+    image->current_line = ifd.orientation ? -kFar - 1 : kFar + 1;
+    asked_lines.clear();
+    EXPECT_EQ(ORB_seek(&image, row.line), 0);
+    EXPECT_EQ(asked_lines, row.asked) << row.name << " " << row.line;
+    ORB_close(image);
+  }
 }
 
 TEST(Seek, asks_the_driver_first_and_does_nothing_where_any_line_can_be_read) {
