@@ -123,13 +123,8 @@ int32_t ORB_pathname_build_no_name_syntax(const char* name, const char* format_k
                                           char* base_name_out, const char** format_key_out,
                                           ORB_FORMAT** format_out) {
   using namespace orb::naming;
-  const Wanted wanted{.name = name,
-                      .format_key = format_key,
-                      .mode = mode_from_number(mode),
-                      .keep_width = keep_width != 0,
-                      .has_outputs = frame_inout && path_out,
-                      .frame = frame_inout ? *frame_inout : -1};
-  return build_for_caller(frame_inout, path_out, base_name_out, format_out, [&](Output& out) {
+  const Caller caller{name, format_key, mode, keep_width, frame_inout, path_out, base_name_out, format_out};
+  return build_for_caller(caller, [&](const Wanted& wanted, Output& out) {
     if (!build_with_format_string(wanted, out)) return false;
     if (format_key_out) *format_key_out = out.format->key;
     return true;

@@ -134,14 +134,10 @@ int32_t ORB_pathname_build_from_name_syntax(const char* syntax, const char* name
                                             const char* extension, int32_t mode, int32_t* frame_inout,
                                             char* path_out, char* base_name_out, ORB_FORMAT** format_out,
                                             int32_t keep_width) {
-  const Wanted wanted{.name = name,
-                      .format_key = format_key,
-                      .mode = mode_from_number(mode),
-                      .keep_width = keep_width != 0,
-                      .has_outputs = frame_inout && path_out,
-                      .frame = frame_inout ? *frame_inout : -1};
-  return build_for_caller(frame_inout, path_out, base_name_out, format_out,
-                          [&](Output& out) { return build_with_syntax(syntax, extension, wanted, out); });
+  const Caller caller{name, format_key, mode, keep_width, frame_inout, path_out, base_name_out, format_out};
+  return build_for_caller(caller, [&](const Wanted& wanted, Output& out) {
+    return build_with_syntax(syntax, extension, wanted, out);
+  });
 }
 
 int32_t ORB_pathname_build(const char* syntax, const char* name, const char* format_key,

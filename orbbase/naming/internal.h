@@ -187,19 +187,36 @@ struct Wanted {
                                      Output& out);
 [[nodiscard]] bool build_with_format_string(const Wanted& wanted, Output& out);
 
+// What both exported functions are given.
+struct Caller {
+  const char* name;
+  const char* format_key;
+  int32_t mode;
+  int32_t keep_width;
+  int32_t* frame_inout;
+  char* path_out;
+  char* base_name_out;
+  ORB_FORMAT** format_out;
+};
+
 // Runs a builder into buffers of its own, so that the caller's may be its arguments too, and hands out its
 // results when it succeeds.
 template <class Build>
-int32_t build_for_caller(int32_t* frame_inout, char* path_out, char* base_name_out, ORB_FORMAT** format_out,
-                         Build build) {
+int32_t build_for_caller(const Caller& caller, Build build) {
+  const Wanted wanted{.name = caller.name,
+                      .format_key = caller.format_key,
+                      .mode = mode_from_number(caller.mode),
+                      .keep_width = caller.keep_width != 0,
+                      .has_outputs = caller.frame_inout && caller.path_out,
+                      .frame = caller.frame_inout ? *caller.frame_inout : -1};
   char path[ORB_PATHNAME_BYTES];
   char base_name[ORB_PATHNAME_BYTES];
   Output out{path, base_name};
-  if (!build(out)) return 0;
-  *frame_inout = out.frame;
-  std::memcpy(path_out, path, std::strlen(path) + 1);
-  if (base_name_out) std::memcpy(base_name_out, base_name, std::strlen(base_name) + 1);
-  if (format_out) *format_out = out.format;
+  if (!build(wanted, out)) return 0;
+  *caller.frame_inout = out.frame;
+  std::memcpy(caller.path_out, path, std::strlen(path) + 1);
+  if (caller.base_name_out) std::memcpy(caller.base_name_out, base_name, std::strlen(base_name) + 1);
+  if (caller.format_out) *caller.format_out = out.format;
   return 1;
 }
 

@@ -4,18 +4,11 @@
 #include <cmath>
 #include <cstring>
 
+#include "orbbase/platform/processor.h"
 #include "orbbase/response.h"
 
 namespace orb::gamma {
 namespace {
-
-bool has_byte_permute() {
-#if defined(__x86_64__)
-  return __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw");
-#else
-  return false;
-#endif
-}
 
 uint16_t sample_at(const uint8_t* samples, size_t index) {
   uint16_t sample;
@@ -69,7 +62,7 @@ void look_up(ByteTable table, std::span<uint8_t> samples) {
 
 LookUp choose_look_up() {
   const LookUp permute = look_up_by_permute();
-  return permute && has_byte_permute() ? permute : look_up;
+  return permute && platform::has_byte_permute() ? permute : look_up;
 }
 
 void look_up_narrowing(std::span<const uint8_t> table, const uint8_t* samples, size_t count, uint8_t* out) {

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "orbbase/operators.h"
+#include "orbbase/platform/processor.h"
 
 namespace orb::region {
 namespace {
@@ -67,14 +68,6 @@ constexpr Kernel kScalarKernels[][2] = {
 };
 static_assert(std::size(kScalarKernels) == std::size(kLayouts));
 
-bool has_avx2() {
-#if defined(__x86_64__)
-  return __builtin_cpu_supports("avx2");
-#else
-  return false;
-#endif
-}
-
 bool is_aligned(const void* address) { return reinterpret_cast<uintptr_t>(address) % 16 == 0; }
 
 }  // namespace
@@ -122,7 +115,7 @@ bool suits_blocks(const Conversion& conversion) {
 
 RowConverter choose_converter(const Conversion& conversion) {
   if (!suits_blocks(conversion)) return RowConverter(conversion);
-  const BlockKernels blocks = has_avx2() ? avx2_kernels(conversion) : BlockKernels{};
+  const BlockKernels blocks = platform::has_avx2() ? avx2_kernels(conversion) : BlockKernels{};
   return {conversion, blocks.plain ? blocks : sse2_kernels(conversion)};
 }
 

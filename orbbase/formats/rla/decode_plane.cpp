@@ -9,6 +9,7 @@
 #include "orbbase/formats/rla/literal_steps.h"
 #include "orbbase/formats/rla/plane_coder.h"
 #include "orbbase/platform/prefetch.h"
+#include "orbbase/platform/processor.h"
 
 namespace orb::rla {
 namespace {
@@ -95,16 +96,8 @@ size_t decode(std::span<const uint8_t> coded, std::span<uint8_t> plane, Loop loo
   return used_bytes(coded, loop(cursor_at(coded, plane)));
 }
 
-bool has_avx2() {
-#if defined(__x86_64__)
-  return __builtin_cpu_supports("avx2");
-#else
-  return false;
-#endif
-}
-
 DecodeAbreast choose_abreast() {
-  const DecodeAbreast avx2 = has_avx2() ? avx2_decode_abreast() : nullptr;
+  const DecodeAbreast avx2 = platform::has_avx2() ? avx2_decode_abreast() : nullptr;
   return avx2 ? avx2 : plain_decode_abreast();
 }
 
