@@ -93,12 +93,22 @@ void choose_offset(const ORB_INFO& info, Chunks& out) {
   out.offset_y = -window.bottom;
 }
 
-void put_primaries(const Codec& codec, const Chunks& chunks) {
+void set_primaries(const Codec& codec, png_infop info, const Chunks& chunks) {
   const auto& at = chunks.primaries;
-  // The codec library refuses what is no triangle around its white point; a warning then, not an error.
+  png_set_cHRM_fixed(codec.png, info, *at[6], *at[7], *at[0], *at[1], *at[2], *at[3], *at[4], *at[5]);
+}
+
+// The codec library refuses what is no triangle around its white point, and leaves out the gamma as well then: so
+// they are tried on a description that is thrown away. A refusal is a warning there, not an error.
+void put_primaries(const Codec& codec, const Chunks& chunks) {
+  png_infop trial = png_create_info_struct(codec.png);
+  if (!trial) png_error(codec.png, "no memory");
   png_set_benign_errors(codec.png, 1);
-  png_set_cHRM_fixed(codec.png, codec.info, *at[6], *at[7], *at[0], *at[1], *at[2], *at[3], *at[4], *at[5]);
+  set_primaries(codec, trial, chunks);
   png_set_benign_errors(codec.png, 0);
+  const bool are_taken = png_get_valid(codec.png, trial, PNG_INFO_cHRM) != 0;
+  png_destroy_info_struct(codec.png, &trial);
+  if (are_taken) set_primaries(codec, codec.info, chunks);
 }
 
 }  // namespace
