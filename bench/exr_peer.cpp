@@ -1,20 +1,16 @@
 #include "bench/exr_peer.h"
 
-#include <OpenEXR/openexr.h>
-
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
+
+#include "bench/give_up.h"
 
 namespace orb::bench {
 namespace {
 
 void check(exr_result_t result) {
-  if (result == EXR_ERR_SUCCESS) return;
-  std::fprintf(stderr, "OpenEXR: %s\n", exr_get_default_error_message(result));
-  std::exit(2);
+  if (result != EXR_ERR_SUCCESS) give_up(exr_get_default_error_message(result));
 }
 
 using File = std::vector<uint8_t>;
@@ -68,6 +64,13 @@ exr_context_t start_file(const Picture& picture, const exr_context_initializer_t
   return context;
 }
 
+// The caller's row of a channel.
+exr_coding_channel_info_t& described(exr_coding_channel_info_t& info, const Picture& picture) {
+  info.user_pixel_stride = info.user_bytes_per_element;
+  info.user_line_stride = static_cast<int32_t>(picture.row_bytes());
+  return info;
+}
+
 void write_file(const Picture& picture, File& file) {
   const exr_context_initializer_t stream = memory_stream(file);
   exr_context_t context = start_file(picture, stream);
@@ -78,10 +81,7 @@ void write_file(const Picture& picture, File& file) {
     check(line == 0 ? exr_encoding_initialize(context, 0, &chunk, &pipeline)
                     : exr_encoding_update(context, 0, &chunk, &pipeline));
     for (size_t channel = 0; channel < picture.channels(); ++channel) {
-      exr_coding_channel_info_t& info = pipeline.channels[channel];
-      info.user_pixel_stride = info.user_bytes_per_element;
-      info.user_line_stride = static_cast<int32_t>(picture.row_bytes());
-      info.encode_from_ptr = picture.row(line, channel).data();
+      described(pipeline.channels[channel], picture).encode_from_ptr = picture.row(line, channel).data();
     }
     if (line == 0) check(exr_encoding_choose_default_routines(context, 0, &pipeline));
     check(exr_encoding_run(context, 0, &pipeline));
@@ -92,64 +92,44 @@ void write_file(const Picture& picture, File& file) {
 
 }  // namespace
 
-struct ExrPeer::Impl {
-  explicit Impl(const Picture& coded) : picture(coded), rows(coded.channels() * coded.row_bytes()) {
-    write_file(picture, file);
-    stream = memory_stream(file);
-    check(exr_start_read(&context, "memory", &stream));
-    start_decoding();
-  }
-  ~Impl() {
-    exr_decoding_destroy(context, &pipeline);
-    exr_finish(&context);
-  }
-  Impl(const Impl&) = delete;
-  Impl& operator=(const Impl&) = delete;
-
-  void start_decoding() {
-    exr_chunk_info_t chunk;
-    check(exr_read_scanline_chunk_info(context, 0, 0, &chunk));
-    check(exr_decoding_initialize(context, 0, &chunk, &pipeline));
-    for (size_t channel = 0; channel < picture.channels(); ++channel) {
-      exr_coding_channel_info_t& info = pipeline.channels[channel];
-      info.user_pixel_stride = info.user_bytes_per_element;
-      info.user_line_stride = static_cast<int32_t>(picture.row_bytes());
-      info.decode_to_ptr = rows.data() + channel * picture.row_bytes();
+ExrPeer::ExrPeer(const Picture& coded) : picture_(coded), rows_(coded.channels() * coded.row_bytes()) {
+  write_file(picture_, file_);
+  stream_ = memory_stream(file_);
+  check(exr_start_read(&context_, "memory", &stream_));
+  start_decoding();
+  for (size_t line = 0; line < picture_.height; ++line) {
+    read_line(line);
+    if (!std::equal(rows_.begin(), rows_.end(), picture_.row(line, 0).data())) {
+      give_up("OpenEXR holds another picture");
     }
-    check(exr_decoding_choose_default_routines(context, 0, &pipeline));
   }
-
-  void read_line(size_t line) {
-    exr_chunk_info_t chunk;
-    check(exr_read_scanline_chunk_info(context, 0, static_cast<int>(line), &chunk));
-    check(exr_decoding_update(context, 0, &chunk, &pipeline));
-    check(exr_decoding_run(context, 0, &pipeline));
-  }
-
-  const Picture& picture;
-  File file;
-  std::vector<uint8_t> rows;
-  exr_context_initializer_t stream;
-  exr_context_t context = nullptr;
-  exr_decode_pipeline_t pipeline = {};
-};
-
-ExrPeer::ExrPeer(const Picture& picture) : impl_(new Impl(picture)) {}
-ExrPeer::~ExrPeer() { delete impl_; }
-
-void ExrPeer::read_all() {
-  for (size_t line = 0; line < impl_->picture.height; ++line) impl_->read_line(line);
 }
 
-bool ExrPeer::is_same() {
-  const Picture& picture = impl_->picture;
-  const size_t line_bytes = impl_->rows.size();
-  for (size_t line = 0; line < picture.height; ++line) {
-    impl_->read_line(line);
-    if (std::memcmp(impl_->rows.data(), picture.bytes.data() + line * line_bytes, line_bytes) != 0)
-      return false;
+ExrPeer::~ExrPeer() {
+  exr_decoding_destroy(context_, &pipeline_);
+  exr_finish(&context_);
+}
+
+void ExrPeer::start_decoding() {
+  exr_chunk_info_t chunk;
+  check(exr_read_scanline_chunk_info(context_, 0, 0, &chunk));
+  check(exr_decoding_initialize(context_, 0, &chunk, &pipeline_));
+  for (size_t channel = 0; channel < picture_.channels(); ++channel) {
+    described(pipeline_.channels[channel], picture_).decode_to_ptr =
+        rows_.data() + channel * picture_.row_bytes();
   }
-  return true;
+  check(exr_decoding_choose_default_routines(context_, 0, &pipeline_));
+}
+
+void ExrPeer::read_line(size_t line) {
+  exr_chunk_info_t chunk;
+  check(exr_read_scanline_chunk_info(context_, 0, static_cast<int>(line), &chunk));
+  check(exr_decoding_update(context_, 0, &chunk, &pipeline_));
+  check(exr_decoding_run(context_, 0, &pipeline_));
+}
+
+void ExrPeer::read_all() {
+  for (size_t line = 0; line < picture_.height; ++line) read_line(line);
 }
 
 }  // namespace orb::bench

@@ -1,6 +1,8 @@
 // The run-length coding of the OpenEXR core library on a file in memory, chunk by chunk.
 #pragma once
 
+#include <OpenEXR/openexr.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -13,19 +15,25 @@ namespace orb::bench {
 // are the same.
 class ExrPeer {
  public:
-  explicit ExrPeer(const Picture& picture);
+  // Ends the program when the picture does not come back.
+  explicit ExrPeer(const Picture& coded);
   ~ExrPeer();
   ExrPeer(const ExrPeer&) = delete;
   ExrPeer& operator=(const ExrPeer&) = delete;
 
   // Decodes all lines into the rows of one line.
   void read_all();
-  // Whether the file holds the picture.
-  [[nodiscard]] bool is_same();
 
  private:
-  struct Impl;
-  Impl* impl_;
+  void start_decoding();
+  void read_line(size_t line);
+
+  const Picture& picture_;
+  std::vector<uint8_t> file_;
+  std::vector<uint8_t> rows_;
+  exr_context_initializer_t stream_;
+  exr_context_t context_ = nullptr;
+  exr_decode_pipeline_t pipeline_ = {};
 };
 
 }  // namespace orb::bench

@@ -1,17 +1,14 @@
 // The work behind orb ls and orb frames without the tool around it: a folder of 10,000 frames, a range and names,
 // which the library's builder then makes once more.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <limits>
-#include <stdexcept>
 #include <string>
 
+#include "bench/file.h"
 #include "frames/on_disk.h"
 #include "orbbase/naming.h"
 
@@ -25,26 +22,13 @@ constexpr int kRounds = 9;
 constexpr double kGoalMilliseconds = 20;
 constexpr const char* kRange = "1001-11000";
 
-// A folder of empty frames, gone at the end.
-class Frames {
- public:
-  Frames() {
-    std::string name = std::filesystem::temp_directory_path() / "orb-frames-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a folder");
-    folder_ = name;
-    const FramePattern pattern = FramePattern::parse(folder_ + "/shot_v002.####.exr");
-    for (const Frame frame : FrameRange::parse(kRange)) {
-      close(open(pattern.name(frame).c_str(), O_CREAT | O_WRONLY, 0600));
-    }
-  }
-  ~Frames() { std::filesystem::remove_all(folder_); }
-  Frames(const Frames&) = delete;
-  Frames& operator=(const Frames&) = delete;
-  [[nodiscard]] const std::string& folder() const { return folder_; }
-
- private:
-  std::string folder_;
-};
+// A folder of empty frames.
+std::string made_folder() {
+  const std::string path = orb::bench::scratch_path("shot_v002.####.exr");
+  const FramePattern pattern = FramePattern::parse(path);
+  for (const Frame frame : FrameRange::parse(kRange)) std::ofstream(pattern.name(frame));
+  return std::filesystem::path(path).parent_path();
+}
 
 // All of it once; gives back whether every name was the one of a frame in the folder.
 bool list_and_build(const std::string& folder) {
@@ -77,17 +61,14 @@ bool build_with_syntax(const std::string& folder) {
 }  // namespace
 
 int main() {
-  const Frames frames;
+  const std::string folder = made_folder();
   double least = std::numeric_limits<double>::infinity();
   for (int round = 0; round < kRounds; ++round) {
     const std::clock_t start = std::clock();  // the processor's time: what else runs does not count
-    const bool is_right = list_and_build(frames.folder()) && build_with_syntax(frames.folder());
-    const double took = 1e3 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
-    if (!is_right) {
-      std::fputs("frames_bench: the folder was not read as it is\n", stderr);
-      return 1;
+    if (!list_and_build(folder) || !build_with_syntax(folder)) {
+      orb::bench::give_up("the folder was not read as it is");
     }
-    least = std::min(least, took);
+    least = std::min(least, 1e3 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
   }
   std::printf("listing, range and twice the names of 10000 frames: %.2f ms (goal %.0f ms, best of %d)\n",
               least, kGoalMilliseconds, kRounds);

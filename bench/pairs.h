@@ -13,13 +13,23 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace orb::bench {
 
 using Side = std::function<void(benchmark::State&)>;
 
+// A side of a job that takes more than the state.
+template <class... Args>
+Side on(void (*job)(benchmark::State&, Args...), std::type_identity_t<Args>... args) {
+  return [=](benchmark::State& state) { job(state, args...); };
+}
+
 constexpr double kNoGoal = std::numeric_limits<double>::infinity();
+
+// The goal of so many times the speed of the peer.
+constexpr double at(double speed) { return 1 / speed; }
 
 struct Pair {
   std::string name;       // what is measured, and on what data

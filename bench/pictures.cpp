@@ -6,12 +6,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <random>
 #include <utility>
+
+#include "bench/give_up.h"
 
 namespace orb::bench {
 namespace {
@@ -29,9 +29,16 @@ struct Canvas {
   std::vector<float> numbers;
 };
 
-[[noreturn]] void give_up(const char* path, const char* reason) {
-  std::fprintf(stderr, "pictures: %s: %s\n", path, reason);
-  std::exit(2);
+// Colour, pixel by pixel.
+template <class Number>
+Canvas coloured(Number number) {
+  Canvas canvas(3);
+  for (size_t y = 0; y < kHeight; ++y) {
+    for (size_t x = 0; x < kWidth; ++x) {
+      for (size_t c = 0; c < 3; ++c) canvas.at(x, y, c) = std::clamp<float>(number(x, y, c), 0, 1);
+    }
+  }
+  return canvas;
 }
 
 // A position on a strip of mirrored copies of `size` samples.
@@ -41,22 +48,18 @@ size_t mirrored(size_t position, size_t size) {
 }
 
 // A sample, mirrored over the whole canvas.
-Canvas photograph(const char* name) {
+Canvas photograph(const std::string& name) {
   const std::string path = std::string(ORB_BENCH_SAMPLES) + "/" + name;
   png_image png = {};
   png.version = PNG_IMAGE_VERSION;
-  if (!png_image_begin_read_from_file(&png, path.c_str())) give_up(path.c_str(), png.message);
+  if (!png_image_begin_read_from_file(&png, path.c_str())) give_up(path + ": " + png.message);
   png.format = PNG_FORMAT_RGB;
   std::vector<uint8_t> pixels(PNG_IMAGE_SIZE(png));
-  if (!png_image_finish_read(&png, nullptr, pixels.data(), 0, nullptr)) give_up(path.c_str(), png.message);
-  Canvas canvas(3);
-  for (size_t y = 0; y < kHeight; ++y) {
-    for (size_t x = 0; x < kWidth; ++x) {
-      const size_t pixel = mirrored(y, png.height) * png.width + mirrored(x, png.width);
-      for (size_t c = 0; c < 3; ++c) canvas.at(x, y, c) = static_cast<float>(pixels[3 * pixel + c]) / 255.0f;
-    }
-  }
-  return canvas;
+  if (!png_image_finish_read(&png, nullptr, pixels.data(), 0, nullptr)) give_up(path + ": " + png.message);
+  return coloured([&](size_t x, size_t y, size_t c) {
+    const size_t pixel = mirrored(y, png.height) * png.width + mirrored(x, png.width);
+    return static_cast<float>(pixels[3 * pixel + c]) / 255;
+  });
 }
 
 struct Ball {
@@ -107,60 +110,38 @@ Canvas scene() {
 
 // Slow waves with noise of about one 8-bit step.
 Canvas gradients() {
-  Canvas canvas(3);
   std::mt19937 random(2);
   std::normal_distribution<float> noise(0, 0.6f / 255);
-  for (size_t y = 0; y < kHeight; ++y) {
-    for (size_t c = 0; c < 3; ++c) {
-      for (size_t x = 0; x < kWidth; ++x) {
-        const float wave = std::sin(static_cast<float>(x) / 500 + static_cast<float>(c)) *
-                           std::cos(static_cast<float>(y) / 300);
-        canvas.at(x, y, c) = std::clamp(0.5f + 0.45f * wave + noise(random), 0.0f, 1.0f);
-      }
-    }
-  }
-  return canvas;
+  return coloured([&](size_t x, size_t y, size_t c) {
+    const float wave =
+        std::sin(static_cast<float>(x) / 500 + static_cast<float>(c)) * std::cos(static_cast<float>(y) / 300);
+    return 0.5f + 0.45f * wave + noise(random);
+  });
 }
 
 // Small flat tiles with slanted edges, one in three with a fine grain.
 Canvas facets() {
   constexpr size_t kTile = 20;
   constexpr size_t kAcross = 2 * kWidth / kTile + 2;
-  Canvas canvas(3);
   std::mt19937 random(3);
   std::vector<uint32_t> tiles(kAcross * (kHeight / kTile + 1));
   for (uint32_t& tile : tiles) tile = static_cast<uint32_t>(random());
-  for (size_t y = 0; y < kHeight; ++y) {
+  uint32_t grain = 0;
+  return coloured([&](size_t x, size_t y, size_t c) {
     const size_t band = y / kTile;
     const size_t shift = band % 2 ? y % kTile : kTile - y % kTile;
-    for (size_t x = 0; x < kWidth; ++x) {
-      const uint32_t tile = tiles[band * kAcross + (x + shift) / kTile];
-      const uint32_t grain = tile % 3 == 0 ? static_cast<uint32_t>(random()) : 0;
-      for (size_t c = 0; c < 3; ++c) {
-        const uint32_t level = (tile >> (8 * c + 2) & 0xff) + (grain >> (9 * c) & 3);
-        canvas.at(x, y, c) = std::min(1.0f, static_cast<float>(level) / 255);
-      }
-    }
-  }
-  return canvas;
+    const uint32_t tile = tiles[band * kAcross + (x + shift) / kTile];
+    if (c == 0) grain = tile % 3 == 0 ? static_cast<uint32_t>(random()) : 0;
+    return static_cast<float>((tile >> (8 * c + 2) & 0xff) + (grain >> (9 * c) & 3)) / 255;
+  });
 }
 
 // What a sensor gives at high gain, as much as makes a picture incompressible: now and then three samples are
 // still the same.
 Canvas grain() {
-  Canvas canvas(3);
   std::mt19937 random(4);
-  std::normal_distribution<float> noise_of(0.5f, 6.0f / 255);
-  for (float& number : canvas.numbers) number = std::clamp(noise_of(random), 0.0f, 1.0f);
-  return canvas;
-}
-
-Canvas white_noise() {
-  Canvas canvas(3);
-  std::mt19937 random(5);
-  std::uniform_real_distribution<float> unit(0, 1);
-  for (float& number : canvas.numbers) number = unit(random);
-  return canvas;
+  std::normal_distribution<float> noise(0.5f, 6.0f / 255);
+  return coloured([&](size_t, size_t, size_t) { return noise(random); });
 }
 
 template <class Sample>
@@ -174,55 +155,39 @@ std::vector<uint8_t> quantised(const Canvas& canvas, float most) {
 }
 
 std::vector<uint8_t> samples_of(const Canvas& canvas, Depth depth) {
-  switch (depth) {
-    case Depth::bits8:
-      return quantised<uint8_t>(canvas, 255);
-    case Depth::bits10:
-      return quantised<uint16_t>(canvas, 1023);
-    case Depth::bits16:
-      return quantised<uint16_t>(canvas, 65535);
-    case Depth::floats:
-      break;
-  }
+  const auto most = static_cast<float>((1LL << bits_of(depth)) - 1);
+  if (depth == Depth::bits8) return quantised<uint8_t>(canvas, most);
+  if (depth != Depth::floats) return quantised<uint16_t>(canvas, most);
   std::vector<uint8_t> bytes(canvas.numbers.size() * sizeof(float));
   std::memcpy(bytes.data(), canvas.numbers.data(), bytes.size());
   return bytes;
 }
 
-Canvas canvas_of(Subject subject) {
-  switch (subject) {
-    case Subject::coffee:
-      return photograph("coffee.png");
-    case Subject::chelsea:
-      return photograph("chelsea.png");
-    case Subject::scene:
-      return scene();
-    case Subject::gradients:
-      return gradients();
-    case Subject::facets:
-      return facets();
-    case Subject::grain:
-      return grain();
-    case Subject::white_noise:
-      break;
-  }
-  return white_noise();
-}
+// In the order of Subject.
+constexpr struct {
+  const char* name;
+  Canvas (*make)();
+} kSubjects[] = {
+    {"coffee", [] { return photograph("coffee.png"); }},
+    {"chelsea", [] { return photograph("chelsea.png"); }},
+    {"scene", scene},
+    {"gradients", gradients},
+    {"facets", facets},
+    {"grain", grain},
+};
 
 }  // namespace
 
 std::string picture_name(Subject subject, Depth depth) {
-  static const char* const subjects[] = {"coffee", "chelsea", "scene",      "gradients",
-                                         "facets", "grain",   "white noise"};
-  static const char* const depths[] = {"8 bits", "10 bits", "16 bits", "float"};
-  return std::string(subjects[static_cast<size_t>(subject)]) + ", " + depths[static_cast<size_t>(depth)];
+  const std::string bits = depth == Depth::floats ? "float" : std::to_string(bits_of(depth)) + " bits";
+  return std::string(kSubjects[static_cast<size_t>(subject)].name) + ", " + bits;
 }
 
 const Picture& picture(Subject subject, Depth depth) {
   static std::map<std::pair<Subject, Depth>, Picture> kept;
   const auto found = kept.find({subject, depth});
   if (found != kept.end()) return found->second;
-  const Canvas canvas = canvas_of(subject);
+  const Canvas canvas = kSubjects[static_cast<size_t>(subject)].make();
   const size_t more = canvas.channels == 5 ? 1 : 0;
   Picture made = {kWidth, kHeight, 3, more, more, depth, samples_of(canvas, depth)};
   return kept.emplace(std::pair(subject, depth), std::move(made)).first->second;

@@ -10,14 +10,16 @@
 
 namespace orb::bench {
 
-enum class Depth { bits8, bits10, bits16, floats };  // 10 bits are kept in 2 bytes
+enum class Depth { bits8, bits10, bits16, floats };
 
-constexpr size_t sample_bytes(Depth depth) {
-  return depth == Depth::bits8 ? 1 : depth == Depth::floats ? 4 : 2;
+constexpr int32_t bits_of(Depth depth) {
+  constexpr int32_t kBits[] = {8, 10, 16, 32};
+  return kBits[static_cast<size_t>(depth)];
 }
+constexpr size_t sample_bytes(Depth depth) { return static_cast<size_t>(bits_of(depth) + 7) / 8; }
 
 // What is in a picture.
-enum class Subject { coffee, chelsea, scene, gradients, facets, grain, white_noise };
+enum class Subject { coffee, chelsea, scene, gradients, facets, grain };
 
 // A picture line by line, in a line channel by channel: colour, matte, depth.
 struct Picture {

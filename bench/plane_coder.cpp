@@ -3,26 +3,18 @@
 // go from the picture into the whole coded picture.
 #include "orbbase/formats/rla/plane_coder.h"
 
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
 #include "bench/exr_peer.h"
+#include "bench/frame.h"
+#include "bench/give_up.h"
 #include "bench/pairs.h"
-#include "bench/pictures.h"
 #include "bench/tiff_peer.h"
 
 namespace {
 
 using namespace orb::bench;
-
-[[noreturn]] void give_up(const char* what) {
-  std::fprintf(stderr, "plane_coder: %s\n", what);
-  std::exit(2);
-}
 
 // ---- Ours ----
 
@@ -42,7 +34,7 @@ class CodedPicture {
         coded_(row_sizes_.size() * orb::rla::coded_bytes(picture.width, sizeof(Sample)) +
                orb::rla::kCodedSlack) {
     encode();
-    if (!is_same()) give_up("the decoded picture is another one");
+    require_same();
   }
 
   void encode() {
@@ -101,16 +93,17 @@ class CodedPicture {
     return used;
   }
 
-  bool is_same() {
+  void require_same() {
     size_t used = 0;
     for (size_t line = 0; line < picture_.height; ++line) {
       used = decode_line(line, used);
       for (size_t channel = 0; channel < picture_.channels(); ++channel) {
         const auto wanted = picture_.row(line, channel);
-        if (std::memcmp(row(channel).data(), wanted.data(), wanted.size()) != 0) return false;
+        if (std::memcmp(row(channel).data(), wanted.data(), wanted.size()) != 0) {
+          give_up("the decoded picture is another one");
+        }
       }
     }
-    return true;
   }
 
   const Picture& picture_;
@@ -134,67 +127,38 @@ void encode(benchmark::State& state, Subject subject, Depth depth) {
 
 // ---- Peers ----
 
-// The time of the fastest of a few calls.
-template <class Job>
-double seconds(Job job) {
-  double best = 1e9;
-  for (int i = 0; i < 4; ++i) {
-    const auto begin = std::chrono::steady_clock::now();
-    job();
-    best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
-  }
-  return best;
-}
-
 void decode_tiff(benchmark::State& state, Subject subject, Depth depth) {
   const Picture& source = picture(subject, depth);
-  const TiffWriter writer(source, TiffCoding::packbits);
-  std::unique_ptr<TiffReader> fastest;
-  double least = 0;
-  for (const TiffMode& mode : tiff_modes()) {
-    std::vector<uint8_t> file;
-    writer.write(mode, file);
-    auto reader = std::make_unique<TiffReader>(std::move(file), source, mode);
-    if (!reader->is_same()) give_up("libtiff holds another picture");
-    const double time = seconds([&] { reader->read_all(); });
-    if (fastest && time >= least) continue;
-    fastest = std::move(reader);
-    least = time;
+  const TiffWriter writer(source);
+  std::vector<uint8_t> files[std::size(kTiffModes)];
+  std::vector<std::unique_ptr<TiffReader>> readers;
+  for (std::vector<uint8_t>& file : files) {
+    const TiffMode& mode = kTiffModes[readers.size()];
+    writer.write(open_tiff(file, "w"), mode);
+    readers.push_back(std::make_unique<TiffReader>(open_tiff(file, "r"), source, mode));
+    readers.back()->require_same();
   }
-  for (auto _ : state) fastest->read_all();
+  TiffReader& reader = *fastest(readers, [](auto& each) { each->read_all(); });
+  for (auto _ : state) reader.read_all();
 }
 
 void encode_tiff(benchmark::State& state, Subject subject, Depth depth) {
-  const TiffWriter writer(picture(subject, depth), TiffCoding::packbits);
+  const TiffWriter writer(picture(subject, depth));
   std::vector<uint8_t> file;
-  TiffMode fastest = {};
-  double least = 1e9;
-  for (const TiffMode& mode : tiff_modes()) {
-    const double time = seconds([&] { writer.write(mode, file); });
-    if (time < least) fastest = mode;
-    least = std::min(time, least);
-  }
-  for (auto _ : state) writer.write(fastest, file);
+  const auto write = [&](const TiffMode& mode) { writer.write(open_tiff(file, "w"), mode); };
+  const TiffMode& mode = fastest(kTiffModes, write);
+  for (auto _ : state) write(mode);
 }
 
 void decode_exr(benchmark::State& state, Subject subject, Depth depth) {
   ExrPeer peer(picture(subject, depth));
-  if (!peer.is_same()) give_up("OpenEXR holds another picture");
   for (auto _ : state) peer.read_all();
 }
 
 // As many bytes, line by line into the rows of one line.
 void copy_to_line(benchmark::State& state, Subject subject, Depth depth) {
   const Picture& source = picture(subject, depth);
-  const size_t line_bytes = source.channels() * source.row_bytes();
-  std::vector<uint8_t> line(line_bytes);
-  for (auto _ : state) {
-    for (size_t y = 0; y < source.height; ++y) {
-      std::memcpy(line.data(), source.bytes.data() + y * line_bytes, line_bytes);
-      benchmark::DoNotOptimize(line.data());
-      benchmark::ClobberMemory();
-    }
-  }
+  copy_lines(state, source.channels() * source.row_bytes(), source.height);
 }
 
 // As many bytes, row by row into a second picture.
@@ -212,53 +176,53 @@ void copy_to_picture(benchmark::State& state, Subject subject, Depth depth) {
 
 // ---- Rows ----
 
-using Job = void (*)(benchmark::State&, Subject, Depth);
-
-Side on(Job job, Subject subject, Depth depth) {
-  return [=](benchmark::State& state) { job(state, subject, depth); };
-}
-
-constexpr Subject kSubjects[] = {Subject::coffee,    Subject::chelsea, Subject::scene,
-                                 Subject::gradients, Subject::facets,  Subject::grain};
 constexpr const char* kDecodeMean = "decode, 8 bits, all pictures";
 constexpr const char* kEncodeMean = "encode, 8 bits, all pictures";
 
-// What samples of 8 bits must reach: so many times the speed of the peer.
-void add_bytes(Subject subject, std::vector<Pair>& rows) {
-  constexpr Depth depth = Depth::bits8;
-  const std::string name = picture_name(subject, depth);
-  const Side decoding = on(decode<uint8_t>, subject, depth);
-  rows.push_back({"decode " + name, decoding, "libtiff PackBits", on(decode_tiff, subject, depth), 1 / 2.5,
-                  1 / 2.2, kDecodeMean});
-  rows.push_back({"decode " + name, decoding, "OpenEXR RLE", on(decode_exr, subject, depth), 1.0});
-  rows.push_back({"decode " + name, decoding, "memcpy", on(copy_to_line, subject, depth), kNoGoal});
-  const Side encoding = on(encode<uint8_t>, subject, depth);
-  rows.push_back({"encode " + name, encoding, "libtiff PackBits", on(encode_tiff, subject, depth), 1 / 3.2,
-                  1 / 2.8, kEncodeMean});
-  rows.push_back({"encode " + name, encoding, "memcpy", on(copy_to_picture, subject, depth), kNoGoal});
-}
+struct Row {
+  bool is_wide;
+  const char* job;
+  void (*ours)(benchmark::State&, Subject, Depth);
+  const char* peer_name;
+  void (*peer)(benchmark::State&, Subject, Depth);
+  double goal, floor;
+  const char* mean;
+};
 
 // Wider samples: libtiff codes them without taking them apart into planes, which is less work and larger files.
-void add_wide(Subject subject, Depth depth, std::vector<Pair>& rows) {
-  const std::string name = picture_name(subject, depth);
-  const Side decoding = on(decode<uint16_t>, subject, depth);
-  rows.push_back({"decode " + name, decoding, "libtiff PackBits", on(decode_tiff, subject, depth), kNoGoal});
-  rows.push_back({"decode " + name, decoding, "memcpy", on(copy_to_line, subject, depth), kNoGoal});
-  const Side encoding = on(encode<uint16_t>, subject, depth);
-  rows.push_back({"encode " + name, encoding, "libtiff PackBits", on(encode_tiff, subject, depth), 1.0});
-  rows.push_back({"encode " + name, encoding, "memcpy", on(copy_to_picture, subject, depth), kNoGoal});
+constexpr Row kRows[] = {
+    {false, "decode ", decode<uint8_t>, "libtiff PackBits", decode_tiff, at(2.5), at(2.2), kDecodeMean},
+    {false, "decode ", decode<uint8_t>, "OpenEXR RLE", decode_exr, 1, 0, ""},
+    {false, "decode ", decode<uint8_t>, "memcpy", copy_to_line, kNoGoal, 0, ""},
+    {false, "encode ", encode<uint8_t>, "libtiff PackBits", encode_tiff, at(3.2), at(2.8), kEncodeMean},
+    {false, "encode ", encode<uint8_t>, "memcpy", copy_to_picture, kNoGoal, 0, ""},
+    {true, "decode ", decode<uint16_t>, "libtiff PackBits", decode_tiff, kNoGoal, 0, ""},
+    {true, "decode ", decode<uint16_t>, "memcpy", copy_to_line, kNoGoal, 0, ""},
+    {true, "encode ", encode<uint16_t>, "libtiff PackBits", encode_tiff, 1, 0, ""},
+    {true, "encode ", encode<uint16_t>, "memcpy", copy_to_picture, kNoGoal, 0, ""},
+};
+
+void add(Subject subject, Depth depth, std::vector<Pair>& rows) {
+  for (const Row& row : kRows) {
+    if (row.is_wide != (depth != Depth::bits8)) continue;
+    rows.push_back({row.job + picture_name(subject, depth), on(row.ours, subject, depth), row.peer_name,
+                    on(row.peer, subject, depth), row.goal, row.floor, row.mean});
+  }
 }
 
 std::vector<Pair> all_rows() {
   std::vector<Pair> rows;
-  for (const Subject subject : kSubjects) add_bytes(subject, rows);
+  for (const Subject subject : {Subject::coffee, Subject::chelsea, Subject::scene, Subject::gradients,
+                                Subject::facets, Subject::grain}) {
+    add(subject, Depth::bits8, rows);
+  }
   for (const Subject subject : {Subject::coffee, Subject::scene, Subject::gradients}) {
-    add_wide(subject, Depth::bits10, rows);
-    add_wide(subject, Depth::bits16, rows);
+    add(subject, Depth::bits10, rows);
+    add(subject, Depth::bits16, rows);
   }
   return rows;
 }
 
-const Pairs pairs(all_rows(), {{kDecodeMean, 1 / 4.0, 1 / 3.3}, {kEncodeMean, 1 / 7.0, 1 / 5.5}});
+const Pairs pairs(all_rows(), {{kDecodeMean, at(4), at(3.3)}, {kEncodeMean, at(7), at(5.5)}});
 
 }  // namespace

@@ -1,26 +1,16 @@
 #include "bench/tiff_peer.h"
 
-#include <tiffio.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
+
+#include "bench/give_up.h"
 
 namespace orb::bench {
 namespace {
 
-[[noreturn]] void give_up(const char* what) {
-  std::fprintf(stderr, "libtiff: %s\n", what);
-  std::exit(2);
-}
-
-// ---- A file in memory ----
-
 struct MemoryFile {
   std::vector<uint8_t>& bytes;
+  size_t size;  // of the file: the vector never shrinks, so that its memory is used again
   size_t position = 0;
-  size_t size = 0;  // of the file: the vector never shrinks, so that its memory is used again
 };
 
 MemoryFile& file_of(thandle_t handle) { return *static_cast<MemoryFile*>(handle); }
@@ -65,45 +55,23 @@ int close_memory(thandle_t handle) {
   return 0;
 }
 
-TIFF* open_memory(MemoryFile* file, const char* mode) {
-  TIFF* tiff = TIFFClientOpen("memory", mode, file, read_memory, write_memory, seek_memory, close_memory,
-                              size_of_memory, map_memory, unmap_memory);
-  if (!tiff) give_up("cannot open");
+TIFF* required(TIFF* tiff) {
+  if (!tiff) give_up("libtiff cannot open");
   return tiff;
-}
-
-TIFF* open_path(const std::string& path, const char* mode) {
-  TIFF* tiff = TIFFOpen(path.c_str(), mode);
-  if (!tiff) give_up("cannot open");
-  return tiff;
-}
-
-// ---- Fields ----
-
-void set_fields(TIFF* tiff, const Picture& picture, TiffCoding coding, const TiffMode& mode) {
-  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(picture.width));
-  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(picture.height));
-  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, static_cast<int>(picture.channels()));
-  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, static_cast<int>(8 * sample_bytes(picture.depth)));
-  TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT,
-               picture.depth == Depth::floats ? SAMPLEFORMAT_IEEEFP : SAMPLEFORMAT_UINT);
-  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_SEPARATE);
-  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
-  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, static_cast<uint32_t>(mode.rows_per_strip));
-  TIFFSetField(tiff, TIFFTAG_COMPRESSION,
-               coding == TiffCoding::none ? COMPRESSION_NONE : COMPRESSION_PACKBITS);
-  const std::vector<uint16_t> more(picture.channels() - 3, EXTRASAMPLE_UNSPECIFIED);
-  if (!more.empty()) TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, static_cast<int>(more.size()), more.data());
 }
 
 }  // namespace
 
-const std::vector<TiffMode>& tiff_modes() {
-  static const std::vector<TiffMode> modes = {{true, 1}, {true, 16}, {false, 1}, {false, 16}};
-  return modes;
+TIFF* open_tiff(std::vector<uint8_t>& file, const char* mode) {
+  auto* memory = new MemoryFile{file, *mode == 'r' ? file.size() : 0};
+  return required(TIFFClientOpen("memory", mode, memory, read_memory, write_memory, seek_memory, close_memory,
+                                 size_of_memory, map_memory, unmap_memory));
 }
 
-TiffWriter::TiffWriter(const Picture& picture, TiffCoding coding) : picture_(picture), coding_(coding) {
+TIFF* open_tiff(const std::string& path, const char* mode) { return required(TIFFOpen(path.c_str(), mode)); }
+
+TiffWriter::TiffWriter(const Picture& picture, uint16_t compression)
+    : picture_(picture), compression_(compression) {
   for (size_t channel = 0; channel < picture.channels(); ++channel) {
     for (size_t line = 0; line < picture.height; ++line) {
       const auto row = picture.row(line, channel);
@@ -112,17 +80,23 @@ TiffWriter::TiffWriter(const Picture& picture, TiffCoding coding) : picture_(pic
   }
 }
 
-void TiffWriter::write(const TiffMode& mode, std::vector<uint8_t>& file) const {
-  write_all(open_memory(new MemoryFile{file}, "w"), mode);
+void TiffWriter::set_fields(TIFF* tiff, const TiffMode& mode) const {
+  const bool is_float = picture_.depth == Depth::floats;
+  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(picture_.width));
+  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(picture_.height));
+  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, static_cast<int>(picture_.channels()));
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, static_cast<int>(8 * sample_bytes(picture_.depth)));
+  TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT, is_float ? SAMPLEFORMAT_IEEEFP : SAMPLEFORMAT_UINT);
+  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_SEPARATE);
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, static_cast<uint32_t>(mode.rows_per_strip));
+  TIFFSetField(tiff, TIFFTAG_COMPRESSION, compression_);
+  const std::vector<uint16_t> more(picture_.channels() - 3, EXTRASAMPLE_UNSPECIFIED);
+  if (!more.empty()) TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, static_cast<int>(more.size()), more.data());
 }
 
-void TiffWriter::write(const TiffMode& mode, const std::string& path) const {
-  write_all(open_path(path, "w"), mode);
-}
-
-void TiffWriter::write_all(void* handle, const TiffMode& mode) const {
-  TIFF* tiff = static_cast<TIFF*>(handle);
-  set_fields(tiff, picture_, coding_, mode);
+void TiffWriter::write(TIFF* tiff, const TiffMode& mode) const {
+  set_fields(tiff, mode);
   const size_t step = mode.by_scanline ? 1 : mode.rows_per_strip;
   auto* rows = const_cast<uint8_t*>(planes_.data());
   uint32_t strip = 0;
@@ -133,41 +107,28 @@ void TiffWriter::write_all(void* handle, const TiffMode& mode) const {
           mode.by_scanline ? TIFFWriteScanline(tiff, rows, static_cast<uint32_t>(line),
                                                static_cast<uint16_t>(channel)) >= 0
                            : TIFFWriteEncodedStrip(tiff, strip++, rows, static_cast<tmsize_t>(bytes)) >= 0;
-      if (!is_written) give_up("cannot write");
+      if (!is_written) give_up("libtiff cannot write");
       rows += bytes;
     }
   }
   TIFFClose(tiff);
 }
 
-TiffReader::TiffReader(std::vector<uint8_t> file, const Picture& picture, const TiffMode& mode)
-    : file_(std::move(file)),
-      picture_(picture),
-      mode_(mode),
-      strip_(mode.rows_per_strip * picture.row_bytes()) {
-  tiff_ = open_memory(new MemoryFile{file_, 0, file_.size()}, "r");
-}
-
-TiffReader::TiffReader(const std::string& path, const Picture& picture, const TiffMode& mode)
-    : picture_(picture), mode_(mode), strip_(mode.rows_per_strip * picture.row_bytes()) {
-  tiff_ = open_path(path, "r");
-}
-
-TiffReader::~TiffReader() { TIFFClose(static_cast<TIFF*>(tiff_)); }
+TiffReader::TiffReader(TIFF* tiff, const Picture& picture, const TiffMode& mode)
+    : tiff_(tiff), picture_(picture), mode_(mode), strip_(mode.rows_per_strip * picture.row_bytes()) {}
 
 template <class Use>
 void TiffReader::for_each_strip(Use use) {
-  TIFF* tiff = static_cast<TIFF*>(tiff_);
   uint32_t strip = 0;
+  const size_t step = mode_.by_scanline ? 1 : mode_.rows_per_strip;
   for (size_t channel = 0; channel < picture_.channels(); ++channel) {
-    const size_t step = mode_.by_scanline ? 1 : mode_.rows_per_strip;
     for (size_t line = 0; line < picture_.height; line += step) {
-      const bool is_read =
-          mode_.by_scanline
-              ? TIFFReadScanline(tiff, strip_.data(), static_cast<uint32_t>(line),
-                                 static_cast<uint16_t>(channel)) >= 0
-              : TIFFReadEncodedStrip(tiff, strip++, strip_.data(), static_cast<tmsize_t>(strip_.size())) >= 0;
-      if (!is_read) give_up("cannot read");
+      const bool is_read = mode_.by_scanline
+                               ? TIFFReadScanline(tiff_, strip_.data(), static_cast<uint32_t>(line),
+                                                  static_cast<uint16_t>(channel)) >= 0
+                               : TIFFReadEncodedStrip(tiff_, strip++, strip_.data(),
+                                                      static_cast<tmsize_t>(strip_.size())) >= 0;
+      if (!is_read) give_up("libtiff cannot read");
       use(channel, line, std::min(step, picture_.height - line));
     }
   }
@@ -178,20 +139,20 @@ void TiffReader::read_all() {
 }
 
 void TiffReader::read_first() {
-  if (TIFFReadEncodedStrip(static_cast<TIFF*>(tiff_), 0, strip_.data(),
-                           static_cast<tmsize_t>(strip_.size())) < 0)
-    give_up("cannot read");
+  if (TIFFReadEncodedStrip(tiff_, 0, strip_.data(), static_cast<tmsize_t>(strip_.size())) < 0) {
+    give_up("libtiff cannot read");
+  }
 }
 
-bool TiffReader::is_same() {
-  bool same = true;
+void TiffReader::require_same() {
   for_each_strip([&](size_t channel, size_t line, size_t rows) {
     for (size_t i = 0; i < rows; ++i) {
       const auto wanted = picture_.row(line + i, channel);
-      same = same && std::equal(wanted.begin(), wanted.end(), strip_.data() + i * picture_.row_bytes());
+      if (!std::equal(wanted.begin(), wanted.end(), strip_.data() + i * picture_.row_bytes())) {
+        give_up("libtiff holds another picture");
+      }
     }
   });
-  return same;
 }
 
 }  // namespace orb::bench
