@@ -1,6 +1,7 @@
 // What all formats promise alike: tests that a format's program runs over a table of its own.
 #pragma once
 
+#include <functional>
 #include <ostream>
 
 #include "tests/plugins/common/formats.h"
@@ -35,6 +36,24 @@ struct Layout {
   const char* key = nullptr;  // of another module of the family
 };
 
+// A file of another hand that reads well.
+struct Known {
+  std::string bytes;
+  std::vector<std::string> says = {};     // among its facts
+  std::vector<std::string> reports = {};  // how each begins; "warning: " stands before a warning
+  Planes planes = {};                     // of all images, one behind the other; none: whatever they are
+  Settings settings = {};
+};
+
+// A description that is written.
+struct Written {
+  std::function<void(Wanted&)> change;    // of 4 x 3 pixels of the first layout
+  std::string seen = {};                  // a part of what Format::look tells of the file
+  std::vector<std::string> says = {};     // among the facts of it, read again
+  std::vector<std::string> reports = {};  // as above, of the writer and the reader
+  Planes planes = {};                     // what is written; none: noise
+};
+
 // A description that is not written.
 struct Refusal {
   const char* report;       // what is said, or a part of it
@@ -46,21 +65,19 @@ enum : uint32_t {
   kKeepsDescription = 1,
   kKeepsTexts = 2,  // all of them, and the names of picture and colours
   kKeepsGamma = 4,
-  kKeepsCurve = 8,  // one that is a table
-  kKeepsPrimaries = 16,
-  kKeepsAspect = 32,
-  kKeepsRate = 64,
-  kKeepsFrame = 128,  // and the job
-  kKeepsField = 256,
-  kKeepsPlace = 512,
-  kSettlesDates = 1024,  // one in seconds becomes a local time
+  kKeepsPrimaries = 8,
+  kKeepsAspect = 16,
+  kKeepsRate = 32,
+  kKeepsFrame = 64,  // and the job
+  kKeepsField = 128,
+  kKeepsPlace = 256,
+  kSettlesDates = 512,  // one in seconds becomes a local time
   // Of a file
-  kReadsPipes = 2048,
-  kHasCheckSums = 4096,
-  kIsLossy = 8192,
-  kHasFrames = 16384,
-  kHasImages = 32768,       // several
-  kHasBareEntries = 65536,  // of a palette
+  kReadsPipes = 1024,
+  kHasCheckSums = 2048,
+  kIsLossy = 4096,
+  kHasImages = 8192,        // several
+  kHasBareEntries = 16384,  // of a palette
 };
 
 struct Format {
@@ -75,7 +92,17 @@ struct Format {
   std::vector<Layout> layouts;
   std::vector<int> index_bits = {};
   std::vector<Refusal> refusals = {};
+  std::vector<Known> (*known)() = nullptr;
+  std::vector<Written> (*written)() = nullptr;
+  // Tells a file as its bytes or the codec library show it.
+  std::string (*look)(const std::string& path) = nullptr;
 };
+
+// All that is said of a file but for its name: "gamma 2.2", "color 3x8", "image 2 aspect 1", a line each.
+std::vector<std::string> facts_of(const ORB_INFO& info);
+// The same of a lookup table.
+std::string fact_of(const ORB_LUT& table);
+
 inline void PrintTo(const Format* format, std::ostream* out) { *out << format->key; }
 
 class Conformance : public FormatTest, public ::testing::WithParamInterface<const Format*> {
@@ -87,9 +114,9 @@ class Conformance : public FormatTest, public ::testing::WithParamInterface<cons
   [[nodiscard]] int32_t read(const std::string& path) const { return read_whole(format_.key, path); }
   // A picture of the first layout.
   [[nodiscard]] Wanted wanted(const std::string& path, int32_t width = 4, int32_t height = 3) const;
-  // Repeats a step with another allocation failing each time, until none is left to fail, and checks what it did.
-  template <class Step, class Check>
-  void fail_each_allocation(Step step, Check check);
+  void expect_reports(const std::vector<std::string>& beginnings) const;
+  // Writes noise, or planes, and reads it again: what the handle said at once must be what a reader finds.
+  Image there_and_back(Wanted& wanted, const Planes& planes = {});
 
   const Format& format_;
 };

@@ -148,8 +148,8 @@ Wanted& Wanted::index(int32_t bits, const Table& table, uint32_t type) {
   return color(0, 8).group(&ORB_IFD::index, 1, bits, type);
 }
 
-Wanted& Wanted::window(ORB_WINDOW window) {
-  ifd.window = ifd.active_window = window;
+Wanted& Wanted::window(int32_t left, int32_t right, int32_t bottom, int32_t top) {
+  ifd.window = ifd.active_window = {left, right, bottom, top};
   return *this;
 }
 
@@ -183,6 +183,17 @@ Planes noise_for(const ORB_IFD& ifd) {
   const auto first = std::find_if(std::begin(groups), std::end(groups), [](auto* g) { return g->count > 0; });
   const size_t pixels = width_of(ifd) * static_cast<size_t>(height_of(ifd));
   return noise(static_cast<int>(sample_bytes(ifd).size()), (*first)->width, pixels);
+}
+
+void clear_inactive(const ORB_IFD& ifd, Planes& planes) {
+  const ORB_WINDOW& active = ifd.active_window;
+  for (auto& plane : planes) {
+    for (size_t at = 0; at < plane.size(); ++at) {
+      const int32_t x = ifd.window.left + static_cast<int32_t>(at % width_of(ifd));
+      const int32_t line = line_at(ifd, static_cast<int64_t>(at / width_of(ifd)));
+      if (x < active.left || x > active.right || line < active.bottom || line > active.top) plane[at] = 0;
+    }
+  }
 }
 
 void** read_row(ORB_IMAGE& image, int32_t line, int32_t index) {

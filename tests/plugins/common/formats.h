@@ -63,7 +63,8 @@ struct Wanted {
   }
   // Indices instead of colours.
   Wanted& index(int32_t bits, const Table& table, uint32_t type = ORB_C_INTEGER);
-  Wanted& window(ORB_WINDOW window);  // and the active window with it
+  // And the active window with it.
+  Wanted& window(int32_t left, int32_t right, int32_t bottom, int32_t top);
   Wanted& set(uint16_t code, int32_t value);
   Wanted& of(const char* format) {
     key = format;
@@ -90,6 +91,8 @@ using Planes = std::vector<std::vector<uint64_t>>;
 Planes noise(int channels, int bits, size_t pixels);
 // Noise for each of its channels and bits.
 Planes noise_for(const ORB_IFD& ifd);
+// What is outside of the active window becomes 0.
+void clear_inactive(const ORB_IFD& ifd, Planes& planes);
 
 // The rows of a line; null, with orb__err, when it cannot be read.
 void** read_row(ORB_IMAGE& image, int32_t line, int32_t index = 0);

@@ -102,10 +102,12 @@ Loaded load_exr(const std::string& path, int index) {
   Imf::MultiPartInputFile file(path.c_str());
   Imf::InputPart part(file, index);
   Loaded loaded{part.header(), {}};
-  const Imath::Box2i box = loaded.header.dataWindow();
-  Buffers buffers(loaded.header.channels(), box);
+  const Imath::Box2i data = loaded.header.dataWindow();
+  Imath::Box2i whole = loaded.header.displayWindow();
+  whole.extendBy(data);
+  Buffers buffers(loaded.header.channels(), whole);
   part.setFrameBuffer(buffers.frame);
-  part.readPixels(box.min.y, box.max.y);
+  part.readPixels(data.min.y, data.max.y);
   for (const auto& [name, bytes] : buffers.planes) {
     const Imf::PixelType type = loaded.header.channels()[name.c_str()].type;
     for (size_t at = 0; at < bytes.size(); at += bytes_of(type)) {

@@ -4,6 +4,8 @@
 
 #include <ImfHeader.h>
 #include <ImfPixelType.h>
+#include <gtest/gtest.h>
+#include <openexr_base.h>
 
 #include <cstdint>
 #include <functional>
@@ -11,7 +13,28 @@
 #include <string>
 #include <vector>
 
+#include "tests/plugins/common/formats.h"
+
 namespace orb::testing {
+
+class ExrTest : public FormatTest {
+ protected:
+  ExrTest() : FormatTest({EXR_MODULE}) {}
+};
+
+enum : uint16_t { kCompression = 2, kSamples = 3 };
+inline constexpr int32_t kHalf = 1;
+
+inline constexpr const char* kCompressions[] = {"none",  "rle", "zips", "zip",  "piz",
+                                                "pxr24", "b44", "b44a", "dwaa", "dwab"};
+
+// The codec library came to code the two DWA compressions late.
+inline bool core_has_dwa() {
+  int major = 0;
+  int minor = 0;
+  exr_get_library_version(&major, &minor, nullptr, nullptr);
+  return major > 3 || (major == 3 && minor >= 2);
+}
 
 struct StoredChannel {
   std::string name;
@@ -36,10 +59,11 @@ struct Stored {
 
 void save_exr(const std::string& path, const std::vector<Stored>& parts);
 
-// A part as the C++ library reads it. Samples are widened to 32 bits: halves as floats.
+// A part as the C++ library reads it, over the window that holds its samples and the display window. Samples are
+// widened to 32 bits: halves as floats.
 struct Loaded {
   Imf::Header header;
-  std::map<std::string, std::vector<uint64_t>> samples;  // line by line, from the first of the data window
+  std::map<std::string, std::vector<uint64_t>> samples;  // line by line from the top
 };
 Loaded load_exr(const std::string& path, int part = 0);
 

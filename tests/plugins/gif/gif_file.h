@@ -8,12 +8,15 @@
 
 namespace orb::testing {
 
+// What becomes of a frame before the next one.
+enum : int { kLeft = 1, kCleared = 2, kTakenAway = 3 };
+
 // A picture of the tests: rows from the top, with "/" between them, a letter a pixel. Letter "a" is index 0.
 struct DrawnFrame {
-  int left = 0;
-  int top = 0;
   std::string picture;
   int disposal = 0;
+  int left = 0;
+  int top = 0;
   char transparent = 0;  // a letter
   int delay = 0;
   std::string palette = {};  // of its own

@@ -5,13 +5,13 @@
 
 namespace orb::testing {
 
-int components_of(J_COLOR_SPACE space) {
+static int components_of(J_COLOR_SPACE space) {
   return space == JCS_GRAYSCALE ? 1 : space == JCS_CMYK || space == JCS_YCCK ? 4 : 3;
 }
 
 uint8_t smooth(int x, int y, int c) { return static_cast<uint8_t>(20 + 7 * x + 5 * y + 17 * c); }
 
-std::string encode(const Picture& picture) {
+std::string encode(J_COLOR_SPACE given, const Choose& choose, const Choose& mark, int width, int height) {
   jpeg_compress_struct cinfo = {};
   jpeg_error_mgr errors;
   cinfo.err = jpeg_std_error(&errors);
@@ -19,16 +19,16 @@ std::string encode(const Picture& picture) {
   unsigned char* out = nullptr;
   unsigned long size = 0;
   jpeg_mem_dest(&cinfo, &out, &size);
-  cinfo.image_width = static_cast<JDIMENSION>(picture.width);
-  cinfo.image_height = static_cast<JDIMENSION>(picture.height);
-  cinfo.in_color_space = picture.given;
-  cinfo.input_components = components_of(picture.given);
+  cinfo.image_width = static_cast<JDIMENSION>(width);
+  cinfo.image_height = static_cast<JDIMENSION>(height);
+  cinfo.in_color_space = given;
+  cinfo.input_components = components_of(given);
   jpeg_set_defaults(&cinfo);
-  picture.choose(&cinfo);
+  if (choose) choose(&cinfo);
   jpeg_start_compress(&cinfo, TRUE);
-  picture.mark(cinfo);
-  std::vector<uint8_t> row(static_cast<size_t>(picture.width * cinfo.input_components));
-  for (int y = 0; y < picture.height; ++y) {
+  if (mark) mark(&cinfo);
+  std::vector<uint8_t> row(static_cast<size_t>(width * cinfo.input_components));
+  for (int y = 0; y < height; ++y) {
     for (size_t i = 0; i < row.size(); ++i) {
       const int at = static_cast<int>(i);
       row[i] = smooth(at / cinfo.input_components, y, at % cinfo.input_components);
@@ -52,7 +52,7 @@ Planes decode(const std::string& bytes, J_COLOR_SPACE space,
   jpeg_mem_src(&cinfo, reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
   jpeg_read_header(&cinfo, TRUE);
   look(cinfo);
-  cinfo.out_color_space = space;
+  if (space != JCS_UNKNOWN) cinfo.out_color_space = space;
   jpeg_start_decompress(&cinfo);
   const auto channels = static_cast<size_t>(cinfo.output_components);
   Planes planes(channels);

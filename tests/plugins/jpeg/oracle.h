@@ -22,21 +22,14 @@ class JpegTest : public FormatTest {
 constexpr uint16_t kQuality = 2;
 constexpr uint16_t kSubsampling = 3;
 
-struct Picture {
-  int width = 21;
-  int height = 13;
-  J_COLOR_SPACE given = JCS_RGB;  // of the samples; decides the number of components
-  // Alters the parameters before the file is begun, and adds markers behind its header.
-  std::function<void(jpeg_compress_struct*)> choose = [](jpeg_compress_struct*) {};
-  std::function<void(jpeg_compress_struct&)> mark = [](jpeg_compress_struct&) {};
-};
+using Choose = std::function<void(jpeg_compress_struct*)>;
 
-int components_of(J_COLOR_SPACE space);
+// A file of a smooth picture, given in this colour space. choose alters the parameters before the file is begun, and
+// mark adds markers behind its header.
+std::string encode(J_COLOR_SPACE given, const Choose& choose = nullptr, const Choose& mark = nullptr,
+                   int width = 21, int height = 13);
 
-// A file of a smooth picture.
-std::string encode(const Picture& picture);
-
-// A file as the codec library gives it in this colour space; look sees it after its header.
+// A file as the codec library gives it in this colour space, JCS_UNKNOWN: its own; look sees it after its header.
 Planes decode(
     const std::string& bytes, J_COLOR_SPACE space,
     const std::function<void(jpeg_decompress_struct&)>& look = [](jpeg_decompress_struct&) {});

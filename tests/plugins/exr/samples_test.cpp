@@ -1,11 +1,14 @@
-// Files of the plug-in, read by the format's own library and by the plug-in itself.
+// Samples that the plug-in writes, read by the format's own library and by the plug-in itself.
 #include <ImfChannelList.h>
-#include <ImfStandardAttributes.h>
 #include <gmock/gmock.h>
 
+#include <bit>
 #include <cmath>
+#include <cstring>
+#include <random>
 
-#include "exr_test.h"
+#include "oracle.h"
+#include "plugins/common/half.h"
 
 namespace orb::testing {
 namespace {
@@ -88,91 +91,31 @@ TEST_F(ExrTest, mixed_channels_come_back_from_doubles) {
   EXPECT_EQ(ORB_scan_write(writer.get(), 40, rows), 0);
 }
 
-TEST_F(ExrTest, what_is_linear_and_what_other_programs_know_is_said_and_found) {
-  Wanted wanted("exr", "out.exr", 4, 3);
-  wanted.color(1, 32, ORB_C_FLOAT).aux(1, 32, ORB_C_FLOAT);
-  wanted.info.text3 = const_cast<char*>("two\nlines");
-  wanted.ifd.aux.name = const_cast<char*>("fog, haze");
-  wanted.info.word_e = 0;
-  wanted.ifd.pixel_aspect = -1;
-  wanted.info.frame_rate = 0;
-  Image image = wanted.open();
-  ASSERT_TRUE(image);
-  EXPECT_EQ(image->info.word_e, ORB_ASSUMED_FRAME_RATE);
-  EXPECT_EQ(image->info.images[0].curve.gamma, 1.0F);
-  EXPECT_EQ(image->info.images[0].pixel_aspect, 1.0F);
-  EXPECT_STREQ(image->info.text10, "zip");
-  EXPECT_EQ(reports.reports.size(), 3U) << reports.texts();
-  ASSERT_EQ(write_all(std::move(image), noise_for(wanted.ifd)), 0);
-  EXPECT_STREQ(open_read("exr", "out.exr")->info.images[0].aux.name, "fog, haze");
-  EXPECT_EQ(Imf::comments(load_exr("out.exr").header), "two\nlines");
-  EXPECT_TRUE(load_exr("out.exr").header.channels().findChannel("Z"));
-}
-
-TEST_F(ExrTest, windows_of_every_image_come_back_and_samples_stay_in_their_place) {
-  struct Windows {
-    ORB_WINDOW window, active;
-    int32_t picture[2];
-  };
-  const struct {
-    std::vector<Windows> images;
-    int32_t words[2];
-  } rows[] = {{{{{0, 9, 0, 19}, {0, 9, 0, 19}, {10, 20}}}, {0, 0}},
-              {{{{-5, 4, -7, 12}, {-1, 2, -7, 3}, {10, 20}}}, {0, 0}},
-              {{{{-3, 11, -1, 21}, {-3, 11, -1, 21}, {8, 10}}}, {1, 2}},
-              {{{{-12, 9, -12, 19}, {-12, 5, -12, -9}, {9, 18}}}, {1, 2}},
-              // A pyramid, and an image elsewhere.
-              {{{{0, 9, 0, 19}, {0, 9, 0, 19}, {10, 20}},
-                {{0, 4, 0, 9}, {0, 4, 0, 9}, {5, 10}},
-                {{-40, -20, 50, 60}, {-30, -29, 51, 52}, {21, 11}}},
-               {0, 0}}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    std::vector<ORB_IFD> ifds;
-    std::vector<Planes> planes;
-    for (const Windows& image : row.images) {
-      Wanted one("exr", "", 1, 1);
-      ORB_IFD ifd = one.color(1, 32).window(image.window).ifd;
-      ifd.active_window = image.active;
-      std::copy_n(image.picture, 2, ifd.pair_a);
-      ifds.push_back(ifd);
-      planes.push_back(noise_for(ifd));
-    }
-    Wanted wanted("exr", "out.exr", 1, 1);
-    wanted.ifd = ifds[0];
-    wanted.more.assign(ifds.begin() + 1, ifds.end());
-    std::copy_n(row.words, 2, wanted.info.words);
-    ASSERT_EQ(write_images(wanted.open(), planes), 0) << reports.texts();
-    const Image image = open_read("exr", "out.exr");
-    ASSERT_TRUE(image) << reports.texts();
-    EXPECT_EQ(std::memcmp(image->info.words, row.words, sizeof row.words), 0);
-    for (size_t i = 0; i < ifds.size(); ++i) {
-      const ORB_IFD& got = image->info.images[i];
-      EXPECT_EQ(std::memcmp(&got.window, &ifds[i].window, sizeof got.window), 0) << i;
-      EXPECT_EQ(std::memcmp(&got.active_window, &ifds[i].active_window, sizeof got.window), 0) << i;
-      EXPECT_EQ(std::memcmp(got.pair_a, ifds[i].pair_a, sizeof got.pair_a), 0) << i;
-      // What is outside of the active window is 0.
-      const auto width = static_cast<size_t>(got.window.right - got.window.left + 1);
-      const ORB_WINDOW& a = got.active_window;
-      for (size_t at = 0; at < planes[i][0].size(); ++at) {
-        const int32_t x = got.window.left + static_cast<int32_t>(at % width);
-        const int32_t line = got.window.top - static_cast<int32_t>(at / width);
-        if (x < a.left || x > a.right || line < a.bottom || line > a.top) planes[i][0][at] = 0;
-      }
-      EXPECT_EQ(read_all(*image, static_cast<int32_t>(i)), planes[i]);
-    }
-    // The format's own library agrees that it is one file with one display window.
-    for (size_t i = 0; i < ifds.size(); ++i) {
-      EXPECT_EQ(load_exr("out.exr", static_cast<int>(i)).header.displayWindow(),
-                load_exr("out.exr").header.displayWindow());
-    }
-  }
-}
-
 TEST_F(ExrTest, compressions_that_the_codec_library_lacks_are_refused_by_name) {
   if (core_has_dwa()) return;
   EXPECT_FALSE(Wanted("exr", "out.exr", 4, 3).color(1, 32, ORB_C_FLOAT).set(kCompression, 9).open());
   EXPECT_THAT(reports.texts(), HasSubstr("has no C coder for the compression dwab"));
+}
+
+TEST(Half, every_half_and_the_floats_around_it_convert_as_the_formats_own_library_does) {
+  for (uint32_t bits = 0; bits <= 0xFFFF; ++bits) {
+    const auto half_bits = static_cast<uint16_t>(bits);
+    const uint32_t exact = plugin::float_from_half(half_bits);
+    ASSERT_EQ(exact, widened(half_bits)) << bits;
+    ASSERT_EQ(plugin::half_from_float(exact), half_bits) << bits;
+    // Up to the next half, its middle and both sides of that.
+    for (const uint32_t more : {1U, 0xFFFU, 0x1000U, 0x1001U, 0x1FFFU}) {
+      const uint32_t above = exact + more;
+      if ((exact & 0x7FFFFFFF) >= 0x7F800000) break;
+      ASSERT_EQ(plugin::half_from_float(above), half(std::bit_cast<float>(above)).bits()) << above;
+    }
+  }
+  std::mt19937 random(11);
+  for (int i = 0; i < 1 << 20; ++i) {
+    const auto bits = static_cast<uint32_t>(random());
+    if ((bits & 0x7FFFFFFF) > 0x7F800000) continue;
+    ASSERT_EQ(plugin::half_from_float(bits), half(std::bit_cast<float>(bits)).bits()) << bits;
+  }
 }
 
 }  // namespace
