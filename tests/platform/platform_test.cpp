@@ -20,20 +20,17 @@ namespace orb::testing {
 namespace {
 
 TEST(Names, of_user_and_host_are_cut_to_fit_and_terminated) {
-  const struct {
-    const char* what;
-    bool (*ask)(std::span<char>);
-  } rows[] = {{"user", platform::user_name}, {"host", platform::host_name}};
-  for (const auto& row : rows) {
+  for (bool (*ask)(std::span<char>) : {platform::user_name, platform::host_name}) {
     char whole[300] = "unset";
-    ASSERT_TRUE(row.ask(std::span(whole, sizeof(whole)))) << row.what;
-    ASSERT_STRNE(whole, "") << row.what;
+    ASSERT_TRUE(ask(std::span(whole)));
+    ASSERT_STRNE(whole, "");
     for (size_t bytes = 0; bytes <= std::strlen(whole) + 2; ++bytes) {
       std::vector<char> cut(bytes + 1, '!');  // one byte more than it may touch
-      row.ask(std::span(cut.data(), bytes));
-      EXPECT_EQ(cut[bytes], '!') << row.what << bytes;
-      if (bytes == 0) continue;
-      EXPECT_EQ(std::string(cut.data()), std::string(whole).substr(0, bytes - 1)) << row.what;
+      ask(std::span(cut.data(), bytes));
+      EXPECT_EQ(cut[bytes], '!') << whole << bytes;
+      if (bytes > 0) {
+        EXPECT_EQ(std::string(cut.data()), std::string(whole).substr(0, bytes - 1));
+      }
     }
   }
 }

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
+#include <algorithm>
+#include <clocale>
 
 #include "tests/str/text.h"
 #include "tests/support/fail_allocation.h"
@@ -9,20 +9,30 @@
 namespace orb::testing {
 namespace {
 
+using Texts = std::vector<std::string>;
+
 // Behind the text's own zero lies a word that must not be found.
-std::vector<std::string> words_of(std::string text) {
+Texts words_of(std::string text) {
   text.append("\0beyond", 7);
   malloced<char*> words(STR_parse(text.data()));
-  std::vector<std::string> all;
+  Texts all;
   for (char** word = words.get(); *word; ++word) all.push_back(*word);
   return all;
+}
+
+Texts sorted(Texts texts, char** (*sort)(char**)) {
+  std::vector<char*> array;
+  for (std::string& text : texts) array.push_back(text.data());
+  array.push_back(nullptr);
+  EXPECT_EQ(sort(array.data()), array.data());
+  return {array.begin(), array.end() - 1};
 }
 
 }  // namespace
 
 TEST(Parse, gives_the_words_between_white_space) {
   // clang-format off
-  const struct { const char* text; std::vector<std::string> words; } rows[] = {
+  const struct { const char* text; Texts words; } rows[] = {
       {"  a bb  c ", {"a", "bb", "c"}}, {"", {}}, {" \t\n", {}}, {"a", {"a"}},
       {"a\tb\nc\vd\fe\rf", {"a", "b", "c", "d", "e", "f"}}, {"\xa0\xe9 \xff", {"\xa0\xe9", "\xff"}}};
   // clang-format on
@@ -33,7 +43,7 @@ TEST(Parse, has_no_most_number_of_words) {
   for (const size_t count : {63, 64, 65, 1000}) {
     std::string text;
     for (size_t i = 0; i < count; ++i) text += std::to_string(i) + " ";
-    const std::vector<std::string> words = words_of(text);
+    const Texts words = words_of(text);
     ASSERT_EQ(words.size(), count);
     for (size_t i = 0; i < count; ++i) ASSERT_EQ(words[i], std::to_string(i));
   }
@@ -78,6 +88,42 @@ TEST(Array, keeps_its_strings_when_it_cannot_grow) {
   EXPECT_EQ(array_append(array, 2, run), nullptr);
   EXPECT_EQ(array_count(array), 2u);
   array_free(array);
+}
+
+TEST(Sort, orders_by_signed_characters_at_every_length) {
+  EXPECT_EQ(sorted({"b", "\xe9", "", "a", "ab", "B", "a"}, STR_sort),
+            (Texts{"\xe9", "", "B", "a", "a", "ab", "b"}));
+  uint32_t random = 7;
+  Texts texts;
+  for (size_t length = 0; length < 40; ++length) {
+    Texts expected = texts;
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(sorted(texts, STR_sort), expected) << length;
+    random = random * 1664525 + 1013904223;
+    texts.push_back(std::to_string(random >> 26));
+  }
+}
+
+// Worked out by hand: the heap is built from the middle down, and the larger child moves up only past a
+// smaller element.
+TEST(Sort, moves_equal_strings_as_its_heap_does) {
+  char x[] = "x\0x\0x\0a";
+  char* array[] = {x, x + 2, x + 4, x + 6, nullptr};
+  STR_sort(array);
+  EXPECT_EQ(std::vector<char*>(array, array + 5), (std::vector<char*>{x + 6, x + 4, x + 2, x, nullptr}));
+}
+
+TEST(Sort, collates_as_the_locale_does) {
+  Texts texts = {"b", "\xe9", "A", "a", "B"};
+  for (const char* locale : {"C", ""}) {  // the latter the environment's, whatever it is
+    std::setlocale(LC_COLLATE, locale);
+    Texts expected = texts;
+    std::sort(expected.begin(), expected.end(), [](const std::string& a, const std::string& b) {
+      return std::strcoll(a.c_str(), b.c_str()) < 0;
+    });
+    EXPECT_EQ(sorted(texts, STR_sort_collate), expected);
+  }
+  std::setlocale(LC_COLLATE, "C");
 }
 
 }  // namespace orb::testing

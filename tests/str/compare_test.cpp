@@ -42,28 +42,6 @@ TEST(Compare, over_n_characters_looks_at_the_first_one_at_least) {
   EXPECT_EQ(STR_n_compare("ab", "ab\0x", 9), 0);
 }
 
-// Strings over several pages, at addresses that reach the ends of pages at different places.
-TEST(Compare, is_right_across_the_ends_of_pages) {
-  constexpr size_t kPage = 4096;
-  std::vector<char> a(5 * kPage), b(5 * kPage);
-  for (const size_t length : {kPage - 1, kPage, 2 * kPage + 7, 3 * kPage}) {
-    for (const size_t left : {0, 1, 47, 2048, 4090}) {
-      for (const size_t right : {0, 64, 3000}) {
-        std::memset(&a[left], 'k', length);
-        std::memset(&b[right], 'k', length);
-        a[left + length] = b[right + length] = '\0';
-        EXPECT_EQ(STR_compare(&a[left], &b[right]), 0);
-        for (const size_t at : {length - 1, length / 2, kPage - 200, kPage - 20, size_t{64}, size_t{100}}) {
-          b[right + at] = 'm';
-          ASSERT_EQ(STR_compare(&a[left], &b[right]), -2)
-              << length << ' ' << left << ' ' << right << ' ' << at;
-          b[right + at] = 'k';
-        }
-      }
-    }
-  }
-}
-
 TEST(Abbr, accepts_what_lies_between_the_shortest_form_and_the_whole_word) {
   // clang-format off
   const struct { const char *word, *pattern; int32_t accepted; } rows[] = {

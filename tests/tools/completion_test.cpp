@@ -33,7 +33,7 @@ const std::vector<Case> kLists = {{"orb convert --to=pn", "--to=png --to=pnm"},
                                   {"orb ls --color always --pro", "--progress"},
                                   {"orb info pictures/", "pictures/a b.png pictures/c.png"}};
 
-class Completion : public ToolTest {
+class Completion : public ::testing::Test {
  protected:
   Completion() {
     std::filesystem::create_directory("pictures");

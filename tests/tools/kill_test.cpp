@@ -24,7 +24,7 @@ void reset() {
 }
 
 // The sanitizers' own work at the end is not for a traced process.
-class Kill : public ToolTest {
+class Kill : public ::testing::Test {
  protected:
   void SetUp() override {
 #if defined(__SANITIZE_ADDRESS__)

@@ -8,7 +8,7 @@ const RunOptions kPlainSignals = {
     .environment = {"ASAN_OPTIONS=handle_segv=0:handle_abort=0:detect_leaks=0"}};
 const std::string kCheck = "plugin-check ";
 
-class Own : public ToolTest, public ::testing::WithParamInterface<std::string> {};
+class Own : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(Own, plug_in_passes) {
   expect({kCheck + ORB_OWN_PLUGINS "/" + GetParam() + ".so", 0, HasSubstr("ok    load: the format ")},
@@ -24,7 +24,7 @@ struct Row {
 };
 std::ostream& operator<<(std::ostream& out, const Row& row) { return out << row.defect; }
 
-class Found : public ToolTest, public ::testing::WithParamInterface<Row> {};
+class Found : public ::testing::TestWithParam<Row> {};
 
 TEST_P(Found, for_what_it_is) {
   const std::string finding = GetParam().finding;
@@ -70,9 +70,7 @@ const Row kRows[] = {
 INSTANTIATE_TEST_SUITE_P(Defect, Found, ::testing::ValuesIn(kRows),
                          [](const auto& row) { return std::string(row.param.defect); });
 
-using PluginCheck = ToolTest;
-
-TEST_F(PluginCheck, tells_programs_and_reads_the_authors_files) {
+TEST(PluginCheck, tells_programs_and_reads_the_authors_files) {
   put_bytes("bad.png", "no picture");
   const Json json = Json::parse(expect(kCheck + "--json " ORB_OWN_PLUGINS "/png.so bad.png", 1).out);
   EXPECT_EQ(json["result"], "failed");

@@ -132,6 +132,13 @@ Outcome shell_in(const fs::path& folder, const std::string& command) {
 
 }  // namespace
 
+std::vector<std::string> names(const std::string& folder) {
+  std::vector<std::string> found;
+  for (const auto& entry : fs::directory_iterator(folder)) found.push_back(entry.path().filename());
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
 std::vector<std::string> words_of(const std::string& command) {
   std::istringstream stream(command);
   std::vector<std::string> words;
@@ -151,15 +158,6 @@ Folder::Folder() {
 Folder::~Folder() {
   std::error_code ignored;
   fs::remove_all(path_, ignored);
-}
-
-std::vector<std::string> Folder::names() const {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(path_)) {
-    names.push_back(entry.path().filename().string());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
 }
 
 Outcome orb(const Folder& folder, const std::vector<std::string>& arguments, const RunOptions& options) {

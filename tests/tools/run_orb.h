@@ -10,6 +10,9 @@
 
 namespace orb::testing {
 
+// The names of everything in a folder, sorted.
+std::vector<std::string> names(const std::string& folder = ".");
+
 // A folder of its own for a test, the current one of the tools it starts. Gone with it.
 class Folder {
  public:
@@ -20,8 +23,7 @@ class Folder {
 
   [[nodiscard]] std::string path(const std::string& name) const { return path_ + "/" + name; }
   [[nodiscard]] const std::string& path() const { return path_; }
-  // The names of everything in it, sorted.
-  [[nodiscard]] std::vector<std::string> names() const;
+  [[nodiscard]] std::vector<std::string> names() const { return testing::names(path_); }
 
  private:
   std::string path_;

@@ -7,8 +7,6 @@
 namespace orb::testing {
 namespace {
 
-using SameEverywhere = ToolTest;
-
 // Everything that a text of numbers goes through, and every writer. Dates in seconds become local times.
 constexpr const char* kCommands[] = {
     "convert -q in.pipe -o out.rla",
@@ -61,7 +59,7 @@ std::string all_results(const std::vector<std::string>& environment) {
   return results;
 }
 
-TEST_F(SameEverywhere, are_texts_and_files_under_any_locale_time_zone_and_fresh_memory) {
+TEST(SameEverywhere, are_texts_and_files_under_any_locale_time_zone_and_fresh_memory) {
   const std::string usual = all_results({"LC_ALL=C", "TZ=UTC"});
   for (const char* fill : {"MALLOC_PERTURB_=85", "MALLOC_PERTURB_=170"}) {
     const std::string elsewhere =

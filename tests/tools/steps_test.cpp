@@ -6,11 +6,6 @@
 namespace orb::testing {
 namespace {
 
-using Steps = ToolTest;
-using MergeFields = ToolTest;
-using Mipmap = ToolTest;
-using Curve = ToolTest;
-
 // What a conversion makes of a picture: the first row from the bottom of a grey PAM file, of one or two bytes.
 std::vector<int> converted(const std::string& input, const std::string& steps = "") {
   expect("convert " + input + " -f --allow-lossy --to pam -o out.pam " + steps, 0);
@@ -33,7 +28,7 @@ void put_floats(const std::string& path, const std::vector<float>& samples) {
 
 Json image_of(const std::string& file) { return json_of("info --json " + file)["files"][0]["images"][0]; }
 
-TEST_F(Steps, come_in_the_order_in_which_they_are_typed) {
+TEST(Steps, come_in_the_order_in_which_they_are_typed) {
   put_floats("a.pfm", {0.0F, 0.25F, 0.5F, 1.0F});
   // Out of range: held by the type, wrapped by quantizing.
   put_floats("wild.pfm", {-0.5F, 1.5F, std::nanf(""), HUGE_VALF});
@@ -46,14 +41,13 @@ TEST_F(Steps, come_in_the_order_in_which_they_are_typed) {
               {"a.pfm", "--quantize 8 --minmax 0,0.5", {0, 31, 63, 127}},
               {"a.pfm", "-d uint8 --minmax 0.5,1 --minmax 0,0.5", {64, 80, 96, 127}},
               {"a.pfm", "-d uint8 --minmax 0,0.5 --minmax 0.5,1", {128, 144, 160, 191}},
-              {"a.pfm", "-d uint16", {0, 16384, 32768, 65535}},
               {"a.pfm", "-d uint16 -d uint8", {0, 64, 128, 255}},
               {"wild.pfm", "-d uint8", {0, 255, 0, 255}},
               {"wild.pfm", "--quantize 8", {256 - 127, 127, 0, 0}}};
   for (const auto& row : rows) EXPECT_EQ(converted(row.input, row.steps), row.samples) << row.steps;
 }
 
-TEST_F(Steps, gamma_of_real_samples_is_exact_and_declared) {
+TEST(Steps, gamma_of_real_samples_is_exact_and_declared) {
   std::vector<float> samples;
   for (int i = 0; i <= 100; ++i) samples.push_back(static_cast<float>(i) / 100);
   put_floats("a.pfm", samples);
@@ -69,13 +63,13 @@ TEST_F(Steps, gamma_of_real_samples_is_exact_and_declared) {
   EXPECT_EQ(converted("a.png"), expected);
 }
 
-TEST_F(Steps, that_make_no_sense_or_that_an_image_cannot_take_leave_the_target) {
+TEST(Steps, that_make_no_sense_or_that_an_image_cannot_take_leave_the_target) {
   const Call rows[] = {{"a.pfm --gamma 0", 2},
                        {"a.pfm --gamma x", 2},
                        {"a.pfm --gamma 1e-50", 2},
+                       {"a.pfm -d uint64", 2},
                        {"a.pfm --quantize 33", 2},
                        {"a.pfm --minmax 1", 2},
-                       {"a.pfm -d uint64", 2},
                        {"a.pfm -d int", 2},
                        {"a.pfm --swatch -1", 2},
                        {"a.pfm --image 0", 2},
@@ -88,15 +82,15 @@ TEST_F(Steps, that_make_no_sense_or_that_an_image_cannot_take_leave_the_target) 
   EXPECT_THAT(names(), ElementsAre());
 }
 
-TEST_F(Steps, deep_pictures_go_through_real_samples) {
-  expect("convert samples/head-rgb-16.png -d double -d uint16 -o same.png", 0);
-  expect("diff samples/head-rgb-16.png same.png", 0);
-  expect("convert samples/head-rgb-16.png -d float --gamma 1 -o linear.rla", 0);
+TEST(Steps, deep_pictures_go_through_real_samples) {
+  expect_all({{"convert samples/head-rgb-16.png -d double -d uint16 -o same.png"},
+              {"diff samples/head-rgb-16.png same.png"},
+              {"convert samples/head-rgb-16.png -d float --gamma 1 -o linear.rla"}});
   EXPECT_EQ(image_of("linear.rla")["groups"]["color"]["type"], "float");
   EXPECT_EQ(image_of("linear.rla")["curve"]["gamma"], 1.0);
 }
 
-TEST_F(MergeFields, two_files_become_one_frame_whichever_is_named) {
+TEST(MergeFields, two_files_become_one_frame_whichever_is_named) {
   expect("convert samples/head-rgb-8.png -o f.0001.rla", 0);
   expect("convert f.0001.rla --minmax 0,0.5 -o f.0002.rla", 0);
   const int field_top = image_of("f.0001.rla")["window"]["top"];
@@ -111,7 +105,7 @@ TEST_F(MergeFields, two_files_become_one_frame_whichever_is_named) {
               {"diff m.0001.rla whole.rla"}});
 }
 
-TEST_F(Mipmap, every_level_is_an_image_of_the_file) {
+TEST(Mipmap, every_level_is_an_image_of_the_file) {
   expect("convert --mipmap samples/head-rgb-8.png -o photo.rla", 0);
   const Json images = json_of("info --json photo.rla")["files"][0]["images"];
   ASSERT_GT(images.size(), 3u);
@@ -128,7 +122,7 @@ TEST_F(Mipmap, every_level_is_an_image_of_the_file) {
               {"diff swatch.png level.png"}});  // half a size is half a size
 }
 
-TEST_F(Curve, prints_plots_and_draws) {
+TEST(Curve, prints_plots_and_draws) {
   expect_all({{"curve --gamma 2 --entries 3", 0, "#\tgamma 2\n0\t0.000000\n1\t0.250000\n2\t1.000000\n"},
               {"curve --gamma 2.2 --compose 1.8 --plot", 0, HasSubstr("o from gamma 2.2 to 1.8\n")},
               {"curve --gamma 2.2 --svg -o c.svg"},

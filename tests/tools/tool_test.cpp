@@ -2,13 +2,6 @@
 
 namespace orb::testing {
 
-Names names() {
-  Names found;
-  for (const auto& entry : std::filesystem::directory_iterator(".")) found.push_back(entry.path().filename());
-  std::sort(found.begin(), found.end());
-  return found;
-}
-
 Outcome expect(const Call& call, const RunOptions& options) {
   const ::testing::ScopedTrace trace(__FILE__, __LINE__, "orb " + call.command);
   Outcome end = orb(call.command, options);

@@ -1,4 +1,4 @@
-// What the tool's tests have in common: a folder for each of them, and a line for a run.
+// What the tool's tests have in common: a line for a run, and what it leaves. Each test starts in an empty folder.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -18,25 +18,12 @@ using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
 using Json = nlohmann::json;
 using Names = std::vector<std::string>;
 using Text = ::testing::Matcher<std::string>;  // a text is the whole one
-
-// A test whose current folder is a new one and goes with it.
-class ToolTest : public ::testing::Test {
- public:
-  ToolTest() { std::filesystem::current_path(folder_.path()); }
-  ~ToolTest() override { std::filesystem::current_path(before_); }
-
- private:
-  std::filesystem::path before_ = std::filesystem::current_path();
-  Folder folder_;
-};
-
-// The names of everything in the current folder, sorted.
-Names names();
 
 // A call of orb, and how it is to end.
 struct Call {
