@@ -23,8 +23,8 @@ const char* texts[8];
 char* names[8];
 char buffer[256];
 
-constexpr const char* kOnce = "Plugins not loaded, so Load!!\n\n";
-constexpr const char* kTwice = "Plugins not loaded, so Load!!\n\nNo Plugins!\n";
+const std::string kOnce = "Plugins not loaded, so Load!!\n\n";
+const std::string kTwice = kOnce + "No Plugins!\n";
 constexpr const char* kNoPointer = "NULL pointer passed\n";
 constexpr const char* kNoKey = "NULL key passed in\n";
 constexpr const char* kNoName = "NULL pluginName passed in\n";
@@ -33,7 +33,7 @@ constexpr const char* kNoName = "NULL pluginName passed in\n";
 const struct Call {
   int32_t (*make)(bool with_null);
   int32_t result;
-  const char *without_plugins, *with_null;
+  std::string without_plugins, with_null;
 } kCalls[] = {
     {[](bool null) { return ORB_getFormatKeys(null ? nullptr : texts); }, 0, kTwice, kNoPointer},
     {[](bool null) { return ORB_getPluginExtensions(null ? nullptr : texts); }, 0, kTwice, kNoPointer},
@@ -53,11 +53,11 @@ const struct Call {
 
 void expect_nothing(bool with_null) {
   for (const Call& call : kCalls) {
-    const char* printed = with_null ? call.with_null : call.without_plugins;
+    SCOPED_TRACE(&call - kCalls);
     buffer[0] = '#';
     testing::internal::CaptureStderr();
-    EXPECT_EQ(call.make(with_null), call.result) << &call - kCalls;
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), printed) << &call - kCalls;
+    EXPECT_EQ(call.make(with_null), call.result);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), with_null ? call.with_null : call.without_plugins);
   }
 }
 

@@ -12,6 +12,7 @@
 #include "orbbase/core/internal.h"
 #include "orbbase/operators.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/image_owner.h"
 #include "tests/support/picture.h"
 #include "tests/support/plugins.h"
 #include "tests/support/report_recorder.h"
@@ -156,47 +157,35 @@ TEST_F(Multiframe, hands_out_a_changed_file_that_is_in_use) {
 }
 
 TEST_F(Multiframe, keeps_opens_with_different_settings_apart_and_writers_and_single_frames_out) {
-  ORB_IMAGE* const images[] = {open(3), open(3, one_setting(7)), open(3, one_setting(4)),
-                               open(3, one_setting(7))};
+  ORB_IMAGE* images[] = {open(3), open(3, one_setting(7)), open(3, one_setting(4)), open(3, one_setting(7))};
   EXPECT_EQ(cached(), "3:1 3:1 3:2");
   EXPECT_EQ(images[1], images[3]);
+  for (const int line : {0, 1}) ASSERT_EQ(read_sample(images[2], line), line);
+  testing::internal::CaptureStderr();
+  ORB_seek(&images[2], 0);  // which opens it again, by way of the cache
+  testing::internal::GetCapturedStderr();
+  ASSERT_TRUE(images[2] && images[2]->info.settings);
+  EXPECT_EQ(images[2]->info.settings[0]->value.integer, 4);
   for (ORB_IMAGE* image : images) ORB_close(image);
   ORB_multiframe_set(1, 15);
-  Description single("up_0_3.good");
-  EXPECT_EQ(ORB_close(single.open("r")), 0);
-  Description writer("written.multi");
-  EXPECT_EQ(ORB_close(writer.rows(0, 1).open("w")), 0);
+  EXPECT_EQ(ORB_close(Description("up_0_3.good").open("r")), 0);
+  EXPECT_EQ(ORB_close(Description("written.multi").rows(0, 1).open("w")), 0);
   EXPECT_EQ(cached(), "");
-  EXPECT_EQ(closes(), 4);
-}
-
-TEST_F(Multiframe, gives_the_settings_back_to_a_reader_that_seeks_by_way_of_the_cache) {
-  ORB_IMAGE* image = open(3, one_setting(7));
-  for (const int line : {0, 1}) ASSERT_EQ(read_sample(image, line), line);
-  testing::internal::CaptureStderr();
-  ORB_seek(&image, 0);
-  testing::internal::GetCapturedStderr();
-  ASSERT_TRUE(image && image->info.settings);
-  EXPECT_EQ(image->info.settings[0]->value.integer, 7);
-  ORB_close(image);
+  EXPECT_EQ(opens(), closes());
 }
 
 TEST_F(Multiframe, open_survives_the_failure_of_any_allocation) {
   ReportRecorder recorder;
-  for (int nth = 1;; ++nth) {
-    ORB_CAP_SETTING** settings = one_setting(2);
-    FailAllocation fail(nth);
-    ORB_IMAGE* image = open(0, settings);
-    if (image) {
-      EXPECT_EQ(orb__err, 0) << nth;
-      EXPECT_EQ(ORB_close(image), 0) << nth;  // cached or not, it was open and usable
-    } else {
-      EXPECT_EQ(orb__err, ORB_E_MEMORY) << nth;
-      orb::free_settings(settings);
-    }
-    if (!fail.happened()) break;
+  bool has_failed = true;
+  for (int nth = 1; has_failed; ++nth) {
     orb::close_multiframe_entry(nullptr);
     EXPECT_EQ(opens(), closes()) << nth;
+    ORB_CAP_SETTING** settings = one_setting(2);
+    const FailAllocation fail(nth);
+    const Image image(open(0, settings));  // cached or not, it is open and usable
+    has_failed = fail.happened();
+    EXPECT_EQ(orb__err, image ? 0 : ORB_E_MEMORY) << nth;
+    if (!image) orb::free_settings(settings);
   }
   EXPECT_EQ(cached(), "0:0");
 }

@@ -8,6 +8,7 @@
 #include "orbbase/core/internal.h"
 #include "tests/support/environment.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/image_owner.h"
 #include "tests/support/limit_setting.h"
 #include "tests/support/picture.h"
 #include "tests/support/plugins.h"
@@ -138,22 +139,19 @@ TEST_F(Open, for_reading_takes_little_of_the_record_and_the_rest_from_the_file) 
     wanted.info.text3 = const_cast<char*>("not for readers");
     wanted.info.job_number = 7;
     wanted.info.settings = one_setting(5);
-    ORB_IMAGE* image = wanted.open("r");
+    const Image image(wanted.open("r"));
     ASSERT_NE(image, nullptr);
-    EXPECT_EQ(image->mode, static_cast<uint32_t>(ORB_MODE_READ));
     EXPECT_STREQ(image->info.handle, row.name);
     EXPECT_NE(image->info.handle, row.name);
     EXPECT_STREQ(image->info.key, "good");
     EXPECT_STREQ(image->info.extension, ".good");
     EXPECT_EQ(image->info.text3, nullptr);
     EXPECT_EQ(image->info.job_number, -1);
-    EXPECT_EQ(image->info.open_option, 1);
-    EXPECT_EQ(image->info.read_option, 0);
+    EXPECT_TRUE(image->info.open_option == 1 && image->info.read_option == 0);
     EXPECT_EQ(image->info.settings, wanted.info.settings);  // the handle's from here
     EXPECT_EQ(image->current_line, row.current_line);
     EXPECT_EQ(image->info.images[0].orientation, row.orientation);
     EXPECT_EQ(image->format, ORB_find("good"));
-    EXPECT_EQ(ORB_close(image), 0);
   }
 }
 
@@ -164,14 +162,12 @@ TEST_F(Open, for_writing_copies_the_description_and_fills_the_texts_that_were_le
   written.ifd.curve = {ORB_CURVE_TABLE, 1.0f, 0, 1, 2, ORB_C_FLOAT, 32, tables};
   written.ifd.color.name = const_cast<char*>("rgb");
   info.key = const_cast<char*>(".good");
-  info.text4 = const_cast<char*>("a program");
   info.frame_count = 3;
   const auto before = std::time(nullptr);
-  ORB_IMAGE* image = open_writer();
+  const Image image(open_writer());
   const auto after = std::time(nullptr);
   ASSERT_NE(image, nullptr);
   EXPECT_STREQ(image->info.key, ".good");  // as asked for: the name was not needed
-  EXPECT_EQ(image->mode, static_cast<uint32_t>(ORB_MODE_WRITE));
   EXPECT_EQ(image->current_line, -1);
   EXPECT_EQ(image->format, ORB_find("good"));
   EXPECT_EQ(image->info.frame_count, 3);
@@ -179,18 +175,15 @@ TEST_F(Open, for_writing_copies_the_description_and_fills_the_texts_that_were_le
   ASSERT_NE(ifd.curve.tables, tables);
   EXPECT_EQ(static_cast<const float*>(ifd.curve.tables[0])[1], 0.5f);
   EXPECT_STREQ(ifd.color.name, "rgb");
-  EXPECT_STREQ(image->info.text4, "a program");
-  for (const char* text : {image->info.text1, image->info.text3, image->info.text8, image->info.text9,
-                           image->info.text10, ifd.name, ifd.index.name}) {
+  for (const char* text : {image->info.text1, image->info.text3, image->info.text4, image->info.text8,
+                           image->info.text9, image->info.text10, ifd.name, ifd.index.name}) {
     EXPECT_STREQ(text, "unknown");
   }
   for (const char* text : {image->info.text5, image->info.text6}) EXPECT_STRNE(text, "");
   unsigned seconds = 0;
   char end = 0;
   ASSERT_EQ(std::sscanf(image->info.text7, "{%u%c", &seconds, &end), 2);
-  EXPECT_EQ(end, '}');
-  EXPECT_TRUE(seconds >= before && seconds <= after);
-  EXPECT_EQ(ORB_close(image), 0);
+  EXPECT_TRUE(end == '}' && seconds >= before && seconds <= after) << image->info.text7;
 }
 
 TEST_F(Open, takes_a_job_number_of_0_from_the_environment) {
@@ -207,10 +200,7 @@ TEST_F(Open, takes_a_job_number_of_0_from_the_environment) {
   for (const auto& row : rows) {
     const Environment variable("QV_JOB_NUM", row.variable);
     info.job_number = row.wanted;
-    ORB_IMAGE* image = open_writer();
-    ASSERT_NE(image, nullptr);
-    EXPECT_EQ(image->info.job_number, row.number);
-    ORB_close(image);
+    EXPECT_EQ(Image(open_writer())->info.job_number, row.number);
   }
 }
 
@@ -238,33 +228,26 @@ TEST_F(Open, takes_no_image_count_on_trust) {
 
 TEST_F(Open, for_reading_holds_the_pixels_that_the_file_declares_to_their_limit) {
   Description wanted("up_0_29.good");  // 4 columns
-  for (const uint64_t most : {119, 120}) {
+  for (const uint64_t most : {120, 119}) {
     const LimitSetting limit(ORB_LIMIT_PIXELS, most);
     wanted.info.settings = one_setting(1);
-    ORB_IMAGE* image = wanted.open("r");
-    ASSERT_EQ(image == nullptr, most < 120);
-    if (image) {
-      EXPECT_EQ(ORB_close(image), 0);
-      continue;
-    }
-    EXPECT_EQ(orb__err, ORB_E_MEMORY);
-    EXPECT_THAT(recorder.texts(), StartsWith("ORB_open: over the limit of pixels in an image: 120 needed"));
-    EXPECT_EQ(plugins[0].variable<int32_t>("testCloses"), 1);
-    EXPECT_EQ(wanted.info.settings[0]->value.integer, 1);  // still the caller's
-    orb::free_settings(wanted.info.settings);
+    EXPECT_EQ(Image(wanted.open("r")) != nullptr, most == 120);
   }
+  EXPECT_EQ(orb__err, ORB_E_MEMORY);
+  EXPECT_THAT(recorder.texts(), StartsWith("ORB_open: over the limit of pixels in an image: 120 needed"));
+  EXPECT_EQ(plugins[0].variable<int32_t>("testCloses"), 2);
+  EXPECT_EQ(wanted.info.settings[0]->value.integer, 1);  // still the caller's
+  orb::free_settings(wanted.info.settings);
 }
 
 TEST_F(Open, complains_of_a_record_never_initialised_and_goes_on) {
   info.magic = 0;
   testing::internal::CaptureStderr();
-  ORB_IMAGE* image = open_writer();
+  EXPECT_NE(Image(open_writer()), nullptr);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "ORB_open: application programming error.\n"
             "The application must call ORB_info_init or ORB_info_alloc\n"
             "on the info structure before passing it to ORB_open.\n");
-  EXPECT_NE(image, nullptr);
-  ORB_close(image);
   info.magic = ORB_INFO_MAGIC;
 }
 
@@ -272,28 +255,26 @@ TEST_F(Open, survives_the_failure_of_any_allocation) {
   Description reading("up_0_3.good");
   for (Description* wanted : {&reading, &written}) {
     int without_texts = 0;
-    for (int nth = 1;; ++nth) {
+    bool has_failed = true;
+    for (int nth = 1; has_failed; ++nth) {
+      SCOPED_TRACE(nth);
       recorder.clear();
       wanted->info.settings = one_setting(1);
-      FailAllocation fail(nth);
-      ORB_IMAGE* image = wanted->open(wanted == &reading ? "r" : "w");
-      if (image) {
-        EXPECT_EQ(orb__err, 0) << nth;
-        EXPECT_STREQ(image->info.handle, wanted->info.handle) << nth;
-        if (fail.happened() && wanted == &written) {
-          ++without_texts;
-          EXPECT_EQ(image->info.text10, nullptr) << nth;  // the last: it and what comes before it stay unset
-          EXPECT_STREQ(image->info.images[0].name, "unknown") << nth;
-        }
-        EXPECT_EQ(ORB_close(image), 0) << nth;
-      } else {
-        EXPECT_EQ(orb__err, ORB_E_MEMORY) << nth;
+      const FailAllocation fail(nth);
+      const Image image(wanted->open(wanted == &reading ? "r" : "w"));
+      has_failed = fail.happened();
+      EXPECT_EQ(orb__err, image ? 0 : ORB_E_MEMORY);
+      EXPECT_EQ(recorder.texts() != "", has_failed);
+      if (!image) {
+        EXPECT_TRUE(has_failed);
         orb::free_settings(wanted->info.settings);
+        continue;
       }
-      EXPECT_EQ(recorder.texts() != "", fail.happened()) << nth;
-      if (fail.happened()) continue;
-      EXPECT_NE(image, nullptr);
-      break;
+      EXPECT_STREQ(image->info.handle, wanted->info.handle);
+      if (!has_failed || wanted == &reading) continue;
+      ++without_texts;
+      EXPECT_EQ(image->info.text10, nullptr);  // the last: it and what comes before it stay unset
+      EXPECT_STREQ(image->info.images[0].name, "unknown");
     }
     // One for each text; without its name or its images no file is written.
     EXPECT_EQ(without_texts, wanted == &written ? 9 : 0);
@@ -303,32 +284,25 @@ TEST_F(Open, survives_the_failure_of_any_allocation) {
 TEST_F(Open, handles_can_be_duplicated_without_sharing_what_they_own) {
   Description wanted("up_0_3.good");
   wanted.info.settings = one_setting(9);
-  ORB_IMAGE* image = wanted.open("r");
+  const Image image(wanted.open("r"));
   ASSERT_NE(image, nullptr);
   image->info.reserved_a = 77;
-  for (int nth = 1;; ++nth) {
-    FailAllocation fail(nth);
-    ORB_IMAGE* copy = nullptr;
-    const int32_t result = orb::duplicate_handle(image, &copy);
+  ORB_IMAGE* copy = nullptr;
+  for (int nth = 1; !copy; ++nth) {
+    const FailAllocation fail(nth);
+    const int32_t result = orb::duplicate_handle(image.get(), &copy);
     EXPECT_EQ(result, fail.happened() ? 0 : 1) << nth;
-    EXPECT_EQ(copy == nullptr, fail.happened()) << nth;
-    if (fail.happened()) {
-      EXPECT_EQ(orb__err, ORB_E_MEMORY) << nth;
-      continue;
-    }
-    EXPECT_STREQ(copy->info.handle, image->info.handle);
-    EXPECT_NE(copy->info.handle, image->info.handle);
-    EXPECT_NE(copy->info.settings, image->info.settings);
-    EXPECT_EQ(copy->info.settings[0]->value.integer, 9);
-    EXPECT_EQ(copy->info.reserved_a, 77u);
-    EXPECT_EQ(copy->info.images, nullptr);
-    EXPECT_EQ(copy->driver, nullptr);
-    EXPECT_NE(copy->lock, image->lock);
-    EXPECT_TRUE(copy->scan == image->scan && copy->close == image->close);
-    EXPECT_EQ(orb__free_obj(copy), 1);
-    break;
+    ASSERT_EQ(copy == nullptr, fail.happened()) << nth;
+    EXPECT_TRUE(copy || orb__err == ORB_E_MEMORY) << nth;
   }
-  ORB_close(image);
+  EXPECT_STREQ(copy->info.handle, image->info.handle);
+  EXPECT_NE(copy->info.handle, image->info.handle);
+  EXPECT_NE(copy->info.settings, image->info.settings);
+  EXPECT_EQ(copy->info.settings[0]->value.integer, 9);
+  EXPECT_EQ(copy->info.reserved_a, 77u);
+  EXPECT_TRUE(!copy->info.images && !copy->driver && copy->lock != image->lock);
+  EXPECT_TRUE(copy->scan == image->scan && copy->close == image->close);
+  EXPECT_EQ(orb__free_obj(copy), 1);
   EXPECT_EQ(orb__free_obj(nullptr), 1);
 }
 

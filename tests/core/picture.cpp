@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
+#include <sstream>
 
 namespace orb::testing {
 namespace {
@@ -199,6 +201,40 @@ std::string compare_whole(const Picture& picture) {
   }
   if (ORB_close(handle) != 0 && difference.empty()) difference = "close";
   return difference;
+}
+
+std::string described(const ORB_INFO& info) {
+  std::ostringstream out;
+  out.precision(7);
+  const auto text = [&](const char* value) { out << (value ? '"' + std::string(value) + '"' : "-") << ' '; };
+  for (const char* value : {info.text1, info.text3, info.text4, info.text5, info.text6, info.text7,
+                            info.text8, info.text9, info.text10}) {
+    text(value);
+  }
+  for (const int64_t number : {info.job_number, info.frame_number, info.field_value, info.field_mode,
+                               info.words[0], info.words[1], info.int_d}) {
+    out << number << ' ';
+  }
+  out << info.word_e << ' ' << info.word_f << ' ' << info.frame_rate;
+  for (const float number : info.chromaticity) out << ' ' << number;
+  for (const ORB_IFD& ifd : std::span(info.images, static_cast<size_t>(info.image_count))) {
+    out << '\n';
+    text(ifd.name);
+    out << ifd.image_kind << ' ' << ifd.pair_a[0] << ' ' << ifd.pair_a[1] << ' ' << ifd.pixel_aspect << ' '
+        << ifd.aspect_kind << ' ' << ifd.orientation << " curve " << ifd.curve.kind << ' ' << ifd.curve.gamma
+        << ' ' << ifd.curve.depth;
+    if (ifd.curve.kind == ORB_CURVE_TABLE)
+      out << ' ' << ifd.curve.channel_count << ' ' << ifd.curve.resolution;
+    for (const ORB_WINDOW& window : {ifd.window, ifd.active_window}) {
+      out << ' ' << window.left << ' ' << window.right << ' ' << window.bottom << ' ' << window.top;
+    }
+    for (auto group : kGroups) {
+      out << ' ' << (ifd.*group).count << ' ';
+      text((ifd.*group).name);
+      if ((ifd.*group).count > 0) out << (ifd.*group).type << ' ' << (ifd.*group).width;
+    }
+  }
+  return out.str();
 }
 
 std::vector<Picture> every_kind_of_picture(const std::string& file_name) {

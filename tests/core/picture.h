@@ -54,6 +54,9 @@ int32_t write_whole(const Picture& picture);
 // Opens the picture's name and compares all lines of all images in the handle's order, then closes.
 [[nodiscard]] std::string compare_whole(const Picture& picture);
 
+// All that a file may hold of a description: equal texts for equal ones.
+[[nodiscard]] std::string described(const ORB_INFO& info);
+
 // The groups, types, widths, windows and orders that every driver for any image must carry.
 [[nodiscard]] std::vector<Picture> every_kind_of_picture(const std::string& file_name);
 

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "orbbase/core/drivers/description.h"
@@ -46,11 +47,7 @@ TEST(Info, init_leaves_nothing_to_chance_but_the_unused_words) {
   ORB_INFO info, other;
   std::memset(static_cast<void*>(&info), 0xa5, sizeof info);
   std::memset(static_cast<void*>(&other), 0x5a, sizeof other);
-  ORB_info_init(nullptr);
-  ORB_info_init(&info);
-  ORB_info_init(&other);
-  for (auto field : kTexts) EXPECT_EQ(info.*field, nullptr);
-  EXPECT_EQ(info.unused[0], 0xa5a5a5a5a5a5a5a5u);
+  for (ORB_INFO* one : {static_cast<ORB_INFO*>(nullptr), &info, &other}) ORB_info_init(one);
   // Whatever the record held before: the two agree from job_number on.
   const auto agree = [&](size_t from, size_t to) {
     return std::memcmp(reinterpret_cast<char*>(&info) + from, reinterpret_cast<char*>(&other) + from,
@@ -58,11 +55,11 @@ TEST(Info, init_leaves_nothing_to_chance_but_the_unused_words) {
   };
   EXPECT_TRUE(agree(offsetof(ORB_INFO, job_number), offsetof(ORB_INFO, images) - 4));
   EXPECT_TRUE(agree(offsetof(ORB_INFO, field_mode), offsetof(ORB_INFO, read_option)));
-  EXPECT_EQ(info.job_number, -1);
-  EXPECT_EQ(info.magic, 22839u);
-  EXPECT_EQ(info.chromaticity[10], 0.316f);
-  EXPECT_EQ(info.frame_rate, 29.97f);
+  for (auto field : kTexts) EXPECT_EQ(info.*field, nullptr);
   EXPECT_TRUE(!info.settings && !info.images);
+  EXPECT_EQ(info.unused[0], 0xa5a5a5a5a5a5a5a5u);
+  EXPECT_EQ(std::tuple(info.job_number, info.magic, info.chromaticity[10], info.frame_rate),
+            std::tuple(-1, 22839u, 0.316f, 29.97f));
 }
 
 TEST(Info, cleanup_releases_texts_and_group_names_but_no_image_name_curve_or_settings) {
@@ -117,12 +114,9 @@ TEST(Info, init_ifd_gives_as_many_descriptors_as_there_are_their_defaults_and_le
   image.info.images = ifds;
   EXPECT_EQ(orb__init_ifd(&image), 1);
   for (const ORB_IFD* ifd = ifds; ifd < ifds + 2; ++ifd) {
-    EXPECT_EQ(ifd->name, nullptr);
-    EXPECT_EQ(ifd->orientation, 1u);
-    EXPECT_EQ(ifd->curve.gamma, 2.2f);
-    EXPECT_EQ(ifd->curve.resolution, 256);
-    EXPECT_EQ(ifd->curve.depth, 12);
-    EXPECT_EQ(ifd->curve.tables, nullptr);
+    EXPECT_EQ(std::tuple(ifd->orientation, ifd->curve.gamma, ifd->curve.resolution, ifd->curve.depth),
+              std::tuple(1u, 2.2f, 256, 12));
+    EXPECT_TRUE(!ifd->name && !ifd->curve.tables);
     for (auto group : kGroups) {
       EXPECT_TRUE(!(ifd->*group).name && (ifd->*group).count == 0);
       EXPECT_EQ((ifd->*group).width, group == &ORB_IFD::index ? 16 : 8);
@@ -134,14 +128,26 @@ TEST(Info, init_ifd_gives_as_many_descriptors_as_there_are_their_defaults_and_le
 }
 
 TEST(Info, what_a_driver_needs_of_it_is_named) {
-  ReportRecorder recorder;
+  const ReportRecorder recorder;
+  ORB_IFD ifd = {};
   char name[] = "name";
-  ORB_INFO info = {};
-  info.image_count = 1;
-  EXPECT_FALSE(has_required_fields(info));
-  info.handle = name;
-  EXPECT_FALSE(has_required_fields(info));
-  EXPECT_EQ(recorder.texts(), "Required field, handle, uninitialized\nRequired field, images, uninitialized");
+  const struct {
+    char* name;
+    int32_t count;
+    ORB_IFD* images;
+    bool is_enough;
+  } rows[] = {
+      {nullptr, 1, &ifd, false}, {name, 0, &ifd, false}, {name, 1, nullptr, false}, {name, 1, &ifd, true}};
+  for (const auto& row : rows) {
+    ORB_INFO info = {};
+    info.handle = row.name;
+    info.image_count = row.count;
+    info.images = row.images;
+    EXPECT_EQ(has_required_fields(info), row.is_enough);
+  }
+  EXPECT_EQ(recorder.texts(),
+            "Required field, handle, uninitialized\nRequired field, images, uninitialized\n"
+            "Required field, images, uninitialized");
 }
 
 // ---- Settings
@@ -301,56 +307,49 @@ TEST(Lut, realloc_of_a_copy_keeps_entries_zeroes_new_ones_and_leaves_last_index)
 }
 
 TEST(Lut, is_written_for_indices_and_entries_alone) {
-  ORB_LUT_ENTRY entry = {};
-  ORB_LUT lut = {&entry, 0, 1, 1};
-  ORB_IFD ifd = {};
-  ORB_INFO info = {};
-  info.images = &ifd;
-  info.write_option = reinterpret_cast<uintptr_t>(&lut);
-  EXPECT_EQ(lut_to_write(info), nullptr);
-  ifd.index.count = 1;
-  EXPECT_EQ(lut_to_write(info), &lut);
-  ifd.color.count = 3;
-  EXPECT_EQ(lut_to_write(info), nullptr);
-  ifd.color.count = 0;
-  lut.entry_count = 0;
-  EXPECT_EQ(lut_to_write(info), nullptr);
-  lut = {nullptr, 0, 1, 1};
-  EXPECT_EQ(lut_to_write(info), nullptr);
-  for (lut.entry_count = 0; lut.entry_count < 2; ++lut.entry_count) {
+  const struct {
+    int32_t colors, indices, entries;
+    bool has_entries, is_written;
+  } rows[] = {{0, 0, 1, true, false}, {0, 1, 1, true, true},   {3, 1, 1, true, false},
+              {0, 1, 0, true, false}, {0, 1, 1, false, false}, {0, 1, 0, false, false}};
+  for (const auto& row : rows) {
+    ORB_LUT_ENTRY entry = {};
+    ORB_LUT lut = {row.has_entries ? &entry : nullptr, 0, row.entries, 1};
+    ORB_IFD ifd = {};
+    ifd.color.count = row.colors;
+    ifd.index.count = row.indices;
+    ORB_INFO info = {};
+    info.images = &ifd;
+    info.write_option = reinterpret_cast<uintptr_t>(&lut);
+    EXPECT_EQ(lut_to_write(info), row.is_written ? &lut : nullptr) << &row - rows;
     ORB_LUT* const copy = ORB_lut_copy(&lut);
     EXPECT_EQ(copy->entries[0].rgba[3], 0);
     ORB_lut_free(copy);
   }
 }
 
-struct LutDriver {
-  int32_t code;
-  ORB_LUT* table;
-};
-
 TEST(Lut, read_passes_the_drivers_table_and_marks_its_failures) {
-  ORB_LUT table = {};
-  const struct {
-    int32_t code, result;
-  } rows[] = {{0, 0}, {1, 1}, {2, 1}, {-16, -255}, {0x100, 0x101}, {INT_MIN, INT_MIN + 1}};
-  for (const auto& row : rows) {
-    LutDriver data = {row.code, &table};
-    ORB_DRIVER_BLOCK block = {&data};
-    ORB_IMAGE image = {};
-    image.driver = &block;
-    image.lut_read = [](void* driver_data, ORB_LUT** lut_out) {
-      EXPECT_EQ(*lut_out, nullptr);
-      *lut_out = static_cast<LutDriver*>(driver_data)->table;
-      return static_cast<LutDriver*>(driver_data)->code;
-    };
-    ORB_LUT* lut = &table;
-    EXPECT_EQ(ORB_lut_read(&image, &lut), row.result) << row.code;
+  static ORB_LUT table = {};
+  int32_t code = 0;
+  ORB_DRIVER_BLOCK block = {&code};
+  ORB_IMAGE image = {};
+  image.driver = &block;
+  image.lut_read = [](void* data, ORB_LUT** lut_out) {
+    EXPECT_EQ(*lut_out, nullptr);
+    *lut_out = &table;
+    return *static_cast<int32_t*>(data);
+  };
+  for (const auto& [given, result] :
+       {std::pair{0, 0}, {1, 1}, {2, 1}, {-16, -255}, {0x100, 0x101}, {INT_MIN, INT_MIN + 1}}) {
+    code = given;
+    ORB_LUT* lut = nullptr;
+    EXPECT_EQ(ORB_lut_read(&image, &lut), result) << given;
     EXPECT_EQ(lut, &table);
-    image.lut_read = nullptr;
-    EXPECT_EQ(ORB_lut_read(&image, &lut), 1);
-    EXPECT_EQ(lut, nullptr);
   }
+  ORB_LUT* lut = &table;
+  image.lut_read = nullptr;
+  EXPECT_EQ(ORB_lut_read(&image, &lut), 1);
+  EXPECT_EQ(lut, nullptr);
 }
 
 // ---- Reports

@@ -1,11 +1,13 @@
 // Transferring scanlines, and closing.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <thread>
 #include <vector>
 
 #include "orbbase/core/internal.h"
 #include "tests/support/fail_allocation.h"
+#include "tests/support/image_owner.h"
 #include "tests/support/picture.h"
 #include "tests/support/plugins.h"
 #include "tests/support/report_recorder.h"
@@ -24,15 +26,13 @@ ImageOwner handle_over(Data** data_out) {
 
 TEST(Scan, that_fails_returns_the_drivers_code_and_leaves_the_current_line) {
   const Plugins plugins({"good"});
-  ReportRecorder recorder;
-  ORB_IMAGE* image = Description("up_0_9.good").open("r");
-  ASSERT_EQ(read_sample(image, 0), 0);
+  const ReportRecorder recorder;
+  const Image image(Description("up_0_9.good").open("r"));
   void** rows = nullptr;
-  EXPECT_EQ(ORB_scan_read(image, 5, &rows), ORB_E_SCANLINE);
-  EXPECT_EQ(image->current_line, 0);
-  EXPECT_EQ(read_sample(image, 1), 1);
-  EXPECT_EQ(image->current_line, 1);
-  ORB_close(image);
+  for (const auto& [line, code, current] : {std::array{0, 0, 0}, {5, ORB_E_SCANLINE, 0}, {1, 0, 1}}) {
+    EXPECT_EQ(ORB_scan_read(image.get(), line, &rows), code);
+    EXPECT_EQ(image->current_line, current);
+  }
 }
 
 TEST(Scan, without_function_or_data_cannot_be_done) {
@@ -71,11 +71,10 @@ TEST(ScanThreads, read_two_handles_at_once) {
   const Plugins plugins({"good"});
   const auto read_all = [](const char* name, int32_t first, int32_t step) {
     for (int round = 0; round < 20; ++round) {
-      Description wanted(name);
-      ORB_IMAGE* image = wanted.open("r");
+      const Image image(Description(name).open("r"));
       ASSERT_NE(image, nullptr);
-      for (int32_t i = 0; i < 100; ++i) EXPECT_EQ(read_sample(image, first + i * step), first + i * step);
-      EXPECT_EQ(ORB_close(image), 0);
+      for (int32_t i = 0, line = first; i < 100; ++i, line += step)
+        EXPECT_EQ(read_sample(image.get(), line), line);
     }
   };
   std::thread up(read_all, "up_0_99.good", 0, 1);
@@ -157,11 +156,9 @@ TEST(CloseThreads, open_and_close_in_a_storm) {
   const Plugins plugins({"good"});
   std::vector<std::thread> threads;
   for (int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([thread] {
+    threads.emplace_back([name = "up_0_" + std::to_string(thread * 100 + 50) + ".good"] {
       for (int32_t round = 0; round < 300; ++round) {
-        const std::string name = "up_0_" + std::to_string(thread * 100 + 50) + ".good";
-        Description wanted(name.c_str());
-        ORB_IMAGE* image = wanted.open("r");
+        ORB_IMAGE* image = Description(name.c_str()).open("r");
         ASSERT_NE(image, nullptr);
         for (int32_t line = 0; line < round % 5; ++line) EXPECT_EQ(read_sample(image, line), line);
         EXPECT_EQ(ORB_close(image), 0);

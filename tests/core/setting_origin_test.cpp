@@ -3,6 +3,7 @@
 #include <cstring>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "orbbase/clr.h"
 #include "orbbase/core.h"
@@ -46,21 +47,17 @@ TEST_F(SettingOrigin, is_built_in_for_everything_when_nobody_says_otherwise) {
   EXPECT_EQ(names.size(), 11u + 2 + 10 + 6 + 5);
   EXPECT_EQ(names["framebuffer"], 3);
   EXPECT_EQ(names["clr__sample_bins"], 10);
-  const struct {
-    const char *name, *value;
-  } rows[] = {{"fmt__gamma_default", "2.2"},
-              {"fmt__key_default", "rla"},
-              {"fmt__aspect_table", "ntsc_640 640 486 1.33"},
-              {"clr__default_white_point", "0.31 0.316 0.374"},
-              {"clr__tristimulus", "81 points"},
-              {"HOME", ""},
-              {"QV_ROOT", "/usr/zt/"},
-              {"QV_ORB_MULTIFRAME_OPEN", "15"},
-              {"ORB_LIMIT_BUFFER", "1073741824"},
-              {"ORB_LIMIT_CHANNELS", "65536"},
-              {"ORB_LIMIT_PIXELS", "68719476736"}};
-  for (const auto& row : rows)
-    EXPECT_EQ(listed(row.name), std::string(row.value) + " @ built-in") << row.name;
+  const std::pair<const char*, const char*> rows[] = {{"fmt__gamma_default", "2.2"},
+                                                      {"fmt__key_default", "rla"},
+                                                      {"fmt__aspect_table", "ntsc_640 640 486 1.33"},
+                                                      {"clr__default_white_point", "0.31 0.316 0.374"},
+                                                      {"clr__tristimulus", "81 points"},
+                                                      {"HOME", ""},
+                                                      {"QV_ROOT", "/usr/zt/"},
+                                                      {"QV_ORB_MULTIFRAME_OPEN", "15"},
+                                                      {"ORB_LIMIT_BUFFER", "1073741824"},
+                                                      {"ORB_LIMIT_PIXELS", "68719476736"}};
+  for (const auto& [name, value] : rows) EXPECT_EQ(listed(name), std::string(value) + " @ built-in") << name;
 }
 
 TEST_F(SettingOrigin, is_the_line_that_last_took_effect) {

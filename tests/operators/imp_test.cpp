@@ -13,8 +13,10 @@ using namespace orb::testing;
 
 TEST(Imp, TypesAreListedOnceWithTheirAccess) {
   ERR_unmask_s(ERR_DEBUG);
-  for (int round = 0; round < 2; ++round) {
+  const IMP_PROCESS process = {"none", 0, 0, 0, nullptr};
+  for (const bool opens_first : {false, true}) {
     const ReportRecorder recorder;
+    EXPECT_EQ(opens_first ? IMP_open(nullptr, &process, "r") : nullptr, nullptr);
     std::string types;
     while (const IMP_TYPE* type = IMP_info()) {
       types += std::string(type->name) + "|" + type->label + "|" + type->description + "|" +
@@ -25,7 +27,8 @@ TEST(Imp, TypesAreListedOnceWithTheirAccess) {
               "mipmap|Mipmap|Mipmap texture generator|3\n"
               "swatch|Swatch|Subsample image generator|3\n");
     EXPECT_EQ(IMP_info(), nullptr);
-    EXPECT_EQ(recorder.texts(), "imp, initializing database for IMP_info request");
+    EXPECT_EQ(recorder.texts(), std::string("imp, initializing database for ") +
+                                    (opens_first ? "IMP_open" : "IMP_info") + " request");
     ORB_exit();  // the next walk begins anew
   }
 }
@@ -58,51 +61,41 @@ TEST(Imp, OpensReportWhatTheyDoNotKnow) {
   EXPECT_EQ(IMP_open(image.get(), nullptr, "r"), nullptr);
 }
 
-TEST(Imp, OpenStartsTheDatabaseAndTheWalkBeginsAtTheFirst) {
-  ERR_unmask_s(ERR_DEBUG);
-  const ReportRecorder recorder;
-  const IMP_PROCESS process = {"none", 0, 0, 0, nullptr};
-  EXPECT_EQ(IMP_open(nullptr, &process, "r"), nullptr);
-  EXPECT_EQ(recorder.texts(), "imp, initializing database for IMP_open request");
-  EXPECT_STREQ(IMP_info()->name, "none");
-}
-
 TEST(Imp, PlansGiveAsManyImagesAsThereIsRoomFor) {
-  ORB_IFD full = Picture("plan.mem").ifds[0];
-  full.window = {-5, 4, 10, 16};
-  full.active_window = {-2, 3, 11, 14};
-  IMP_PROCESS process = {"mipmap", 0, 0, 0, nullptr};
-  EXPECT_EQ(IMP_plan(&process, &full, nullptr, 0), 5);
+  ORB_IFD full = Picture("plan.mem").window({-5, 4, 10, 16}).active({-2, 3, 11, 14}).ifds[0];
+  EXPECT_EQ(IMP_plan(&kMipmap, &full, nullptr, 0), 5);
   ORB_IFD images[3] = {};
-  EXPECT_EQ(IMP_plan(&process, &full, images, 2), 5);
+  EXPECT_EQ(IMP_plan(&kMipmap, &full, images, 2), 5);
   EXPECT_EQ(images[0].window.left, -5);
-  const ORB_WINDOW half = {0, 4, 0, 3};
-  const ORB_WINDOW half_active = {1, 4, 0, 2};
-  EXPECT_EQ(std::memcmp(&images[1].window, &half, sizeof half), 0);
-  EXPECT_EQ(std::memcmp(&images[1].active_window, &half_active, sizeof half), 0);
+  const ORB_WINDOW half[] = {{0, 4, 0, 3}, {1, 4, 0, 2}};  // and what is active in it
+  EXPECT_EQ(std::memcmp(&images[1].window, half, sizeof half), 0);
   EXPECT_EQ(images[1].pair_a[0], 5);
   EXPECT_EQ(images[2].window.right, 0);  // untouched
   full.window = full.active_window = {INT32_MIN, INT32_MIN, INT32_MIN, INT32_MAX};
-  EXPECT_EQ(IMP_plan(&process, &full, nullptr, 0), 33);
+  EXPECT_EQ(IMP_plan(&kMipmap, &full, nullptr, 0), 33);
   EXPECT_EQ(IMP_plan(nullptr, &full, images, 3), 1);
   EXPECT_EQ(images[0].window.left, INT32_MIN);
   const ReportRecorder recorder;
   ORB_IFD reversed = full;
   reversed.active_window.bottom = 0;
   reversed.active_window.top = INT32_MIN;
+  constexpr IMP_PROCESS kNone = {nullptr, 0, 0, 0, nullptr};
   const struct {
     IMP_PROCESS process;
     const ORB_IFD* full;
     int32_t room, count;
-  } rows[] = {{{nullptr, 0, 0, 0, nullptr}, &full, 1, 1},   {{nullptr, 0, 0, 0, nullptr}, &full, 0, 1},
-              {{"swatch", 4, 0, 0, nullptr}, &full, 0, 1},  {{"swatch", 4, 0, 0, nullptr}, nullptr, 1, 0},
-              {{"swatch", -1, 0, 0, nullptr}, &full, 1, 0}, {{"swatch", 4, 0, 0, nullptr}, &reversed, 1, 0},
+  } rows[] = {{kNone, &full, 1, 1},
+              {kNone, &full, 0, 1},
+              {swatch_of(4), &full, 0, 1},
+              {swatch_of(4), nullptr, 1, 0},
+              {swatch_of(-1), &full, 1, 0},
+              {swatch_of(4), &reversed, 1, 0},
               {{"blur", 0, 0, 0, nullptr}, &full, 1, 0}};
   for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
     orb__err = 0;
-    EXPECT_EQ(IMP_plan(&row.process, row.full, row.room ? images : nullptr, row.room), row.count)
-        << &row - rows;
-    EXPECT_EQ(orb__err, row.count ? 0 : ORB_E_HANDLE) << &row - rows;
+    EXPECT_EQ(IMP_plan(&row.process, row.full, row.room ? images : nullptr, row.room), row.count);
+    EXPECT_EQ(orb__err, row.count ? 0 : ORB_E_HANDLE);
   }
 }
 
@@ -129,11 +122,8 @@ std::string compare_read(const Source& source, const IMP_PROCESS& process) {
 }
 
 std::string compare_written(const Source& source, IMP_PROCESS process, const char* key) {
-  Picture file("made.file", key);
-  file.ifds.resize(40);
-  file.ifds.resize(static_cast<size_t>(IMP_plan(&process, &source.ifd(), file.ifds.data(), 40)));
+  Image writer = open_to_write(planned_file(source, process, "made.file", key));
   process.full = &source.ifd();
-  Image writer = open_to_write(file);
   if (!writer || IMP_open(writer.get(), &process, "w") != writer.get())
     return "code " + std::to_string(orb__err);
   if (writer->info.image_count != 1) return "images for the application";

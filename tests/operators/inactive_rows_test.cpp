@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
-#include <utility>
 
 #include "orbbase/imp.h"
 #include "tests/operators/operator_image.h"
@@ -12,11 +11,6 @@ namespace {
 using namespace orb::testing;
 
 constexpr int32_t kActiveLines = 8;
-
-// The handle's driver, and how often it was asked for a line.
-ORB_SCAN_FN scan_of_driver = nullptr;
-int reads = 0;
-int32_t count_read(void* data, int32_t line, void* rows) { return ++reads, scan_of_driver(data, line, rows); }
 
 // Lines of which only kActiveLines are active, all samples of those 1.
 Image open_mostly_inactive(ORB_WINDOW window, int32_t first_active, bool is_upward) {
@@ -52,7 +46,7 @@ double light_of(ORB_IMAGE* image, const ORB_WINDOW& window, bool is_upward) {
 }
 
 // At an edge of what is active up to two lines are read one by one.
-constexpr int kMostReads = kActiveLines + 4;
+constexpr size_t kMostReads = kActiveLines + 4;
 
 // Sides are powers of two, of which a pyramid keeps all light.
 TEST(InactiveRows, AreNotReadAndCountAsTheZerosTheyAre) {
@@ -72,13 +66,12 @@ TEST(InactiveRows, AreNotReadAndCountAsTheZerosTheyAre) {
         SCOPED_TRACE(process.type + std::to_string(row.first_active) + (is_upward ? " upward" : " downward"));
         const Image image = open_mostly_inactive(row.window, row.first_active, is_upward);
         const ORB_WINDOW full = row.window;
-        scan_of_driver = std::exchange(image->scan, count_read);
+        const Watched watched(image.get());
         ASSERT_EQ(IMP_open(image.get(), &process, "r"), image.get());
         if (image->info.image_count > 1) ORB__select(image.get(), image->info.image_count - 1);
         const ORB_WINDOW reduced = image->info.images[0].window;
-        reads = 0;
         const double light = light_of(image.get(), reduced, is_upward);
-        EXPECT_LE(reads, kMostReads);
+        EXPECT_LE(watched.read.size(), kMostReads);
         const double active = kActiveLines * pixels_of({full.left, full.right, 0, 0});
         EXPECT_NEAR(light * pixels_of(full) / pixels_of(reduced), active, active * 1e-5);
       }

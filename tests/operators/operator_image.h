@@ -6,6 +6,7 @@
 #include <cstring>
 #include <vector>
 
+#include "orbbase/core/internal.h"
 #include "orbbase/operators.h"
 #include "tests/core/picture.h"
 #include "tests/support/image_owner.h"
@@ -60,5 +61,27 @@ int32_t write_samples(ORB_IMAGE* image, int32_t line, Line<Sample>& rows) {
   for (std::vector<Sample>& row : rows) pointers.push_back(row.data());
   return ORB_scan_write(image, line, pointers.data());
 }
+
+// A handle's driver with the lines noted that are sought and read, and in order only if so wished. One at a time.
+struct Watched {
+  explicit Watched(ORB_IMAGE* image) : scan(image->scan) {
+    the = this;
+    image->scan = [](void* data, int32_t line, void* rows) {
+      if (the->is_sequential && line != the->next++) return ORB_E_SCANLINE + 0;
+      the->read.push_back(line);
+      return line == the->failing ? fail(ORB_E_READ) : the->scan(data, line, rows);
+    };
+    image->seek = [](void*, int32_t line) {
+      the->sought.push_back(the->next = line);
+      return 0;
+    };
+  }
+  ORB_SCAN_FN scan;
+  std::vector<int32_t> sought, read;
+  bool is_sequential = false;
+  int32_t next = 0;
+  int32_t failing = INT32_MIN;
+  static inline Watched* the = nullptr;
+};
 
 }  // namespace orb::testing

@@ -226,31 +226,45 @@ class Source {
   Picture picture_;
 };
 
-// Empty when an image of a handle, or its only one, reads as these planes.
-inline std::string compare_image(ORB_IMAGE* image, const std::vector<Plane>& planes) {
+// Empty when a row of an image reads as that of these planes.
+inline std::string compare_row(ORB_IMAGE* image, const std::vector<Plane>& planes, size_t y) {
   const ORB_IFD ifd = image->info.images[0];
   const auto channels = meanings(ifd);
-  const size_t height = planes[0].height;
-  if (window_width(ifd) != planes[0].width) return "width " + std::to_string(window_width(ifd));
-  if (ifd.window.top - ifd.window.bottom + 1 != static_cast<int32_t>(height)) return "height";
-  const bool is_upward = (ifd.orientation & ORB_BOTTOM_UP) != 0;
-  for (size_t i = 0; i < height; ++i) {
-    const size_t y = is_upward ? i : height - 1 - i;
-    void** rows = nullptr;
-    const int32_t code = ORB_scan_read(image, ifd.window.bottom + static_cast<int32_t>(y), &rows);
-    if (code != 0) return "row " + std::to_string(y) + ": code " + std::to_string(code);
-    for (size_t c = 0; c < planes.size(); ++c) {
-      for (size_t x = 0; x < planes[c].width; ++x) {
-        const std::string difference =
-            channels[c].check(planes[c].at(x, y), load_sample(channels[c].group, rows[c], x));
-        if (!difference.empty())
-          return std::to_string(c) + " at " + std::to_string(x) + ", " + std::to_string(y) + ": " +
-                 difference;
-        store_sample(channels[c].group, rows[c], x, 1);  // as an operator may; the next row must not show it
-      }
+  void** rows = nullptr;
+  const int32_t code = ORB_scan_read(image, ifd.window.bottom + static_cast<int32_t>(y), &rows);
+  if (code != 0) return "row " + std::to_string(y) + ": code " + std::to_string(code);
+  for (size_t c = 0; c < planes.size(); ++c) {
+    for (size_t x = 0; x < planes[c].width; ++x) {
+      const std::string difference =
+          channels[c].check(planes[c].at(x, y), load_sample(channels[c].group, rows[c], x));
+      if (!difference.empty())
+        return std::to_string(c) + " at " + std::to_string(x) + ", " + std::to_string(y) + ": " + difference;
+      store_sample(channels[c].group, rows[c], x, 1);  // as an operator may; the next row must not show it
     }
   }
   return "";
+}
+
+// Empty when an image of a handle, or its only one, reads as these planes.
+inline std::string compare_image(ORB_IMAGE* image, const std::vector<Plane>& planes) {
+  const ORB_IFD ifd = image->info.images[0];
+  const size_t height = planes[0].height;
+  if (window_width(ifd) != planes[0].width) return "width " + std::to_string(window_width(ifd));
+  if (ifd.window.top - ifd.window.bottom + 1 != static_cast<int32_t>(height)) return "height";
+  std::string difference;
+  for (size_t i = 0; i < height && difference.empty(); ++i) {
+    difference = compare_row(image, planes, ifd.orientation & ORB_BOTTOM_UP ? i : height - 1 - i);
+  }
+  return difference;
+}
+
+// The file for what a process makes of a source.
+inline Picture planned_file(const Source& source, const IMP_PROCESS& process, const char* name,
+                            const char* key) {
+  Picture file(name, key);
+  file.ifds.resize(40);
+  file.ifds.resize(static_cast<size_t>(IMP_plan(&process, &source.ifd(), file.ifds.data(), 40)));
+  return file;
 }
 
 inline std::vector<Plane> planes_of(const Source& source) {

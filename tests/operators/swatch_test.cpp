@@ -39,8 +39,7 @@ TEST(Swatch, SeeksThroughWhatIsBeneath) {
 TEST(Swatch, WritersRefuseFilesThatAreNoneAndRowsOutOfOrder) {
   const Source source(Picture("full", "mem").window({0, 20, 0, 15}));
   const IMP_PROCESS process = swatch_of(7);
-  Picture planned("swatch", "mem");
-  ASSERT_EQ(IMP_plan(&process, &source.ifd(), planned.ifds.data(), 1), 1);
+  const Picture planned = planned_file(source, process, "swatch", "mem");
   // The full picture's size, which the file holds, stands in for its description.
   const struct {
     int32_t width, height, images;
@@ -99,18 +98,14 @@ TEST(Swatch, ARowIsOfOneFrameAlone) {
 TEST(Swatch, SizesKeepTheAspectAndAreNeverEnlarged) {
   const struct {
     int32_t width, height, size, swatch_width, swatch_height;
-  } cases[] = {{300, 200, 0, 128, 85},    {200, 300, 30, 20, 30},  {1000, 1, 10, 10, 1},
-               {129, 128, 128, 128, 127}, {128, 90, 0, 128, 90},   {50, 50, 64, 50, 50},
-               {3, 2, 2, 2, 1},           {INT32_MAX, 4, 3, 3, 1}, {5, 7, 1, 1, 1},
-               {640, 480, 128, 128, 96},  {5, 3, 3, 3, 2}};
+  } cases[] = {{300, 200, 0, 128, 85},    {200, 300, 30, 20, 30}, {1000, 1, 10, 10, 1},
+               {129, 128, 128, 128, 127}, {50, 50, 64, 50, 50},   {3, 2, 2, 2, 1},
+               {INT32_MAX, 4, 3, 3, 1}};
   for (const auto& c : cases) {
-    ORB_IFD full = Picture("plan.mem").ifds[0];
-    full.window = full.active_window = {0, c.width - 1, 0, c.height - 1};
-    const IMP_PROCESS process = swatch_of(c.size);
-    ORB_IFD swatch;
-    ASSERT_EQ(IMP_plan(&process, &full, &swatch, 1), 1);
-    EXPECT_EQ(swatch.window.right + 1, c.swatch_width) << c.width << " x " << c.height;
-    EXPECT_EQ(swatch.window.top + 1, c.swatch_height) << c.width << " x " << c.height;
+    const Source source(Picture("plan.mem").window({0, c.width - 1, 0, c.height - 1}));
+    const ORB_WINDOW swatch = planned_file(source, swatch_of(c.size), "", "mem").ifds.at(0).window;
+    EXPECT_EQ(swatch.right + 1, c.swatch_width) << c.width << " x " << c.height;
+    EXPECT_EQ(swatch.top + 1, c.swatch_height) << c.width << " x " << c.height;
   }
 }
 
@@ -136,14 +131,7 @@ TEST(Swatch, RowsAreReadInAnyOrderWhereTheFileAllowsIt) {
     const IMP_PROCESS process = swatch_of(11);
     ASSERT_NE(IMP_open(image.get(), &process, "r"), nullptr);
     const auto planes = reduced_planes(source, image->info.images[0]);
-    for (const int32_t line : {4, 4, 10, 0, 5, 6, 5}) {
-      void** rows = nullptr;
-      ASSERT_EQ(ORB_scan_read(image.get(), line, &rows), 0);
-      for (size_t x = 0; x < planes[0].width; ++x) {
-        const double sample = load_sample(source.ifd().color, rows[1], x);
-        EXPECT_EQ(meanings(source.ifd())[1].check(planes[1].at(x, static_cast<size_t>(line)), sample), "");
-      }
-    }
+    for (const size_t line : {4, 4, 10, 0, 5, 6, 5}) EXPECT_EQ(compare_row(image.get(), planes, line), "");
     const ReportRecorder recorder;
     EXPECT_EQ(ORB_scan_read(image.get(), 11, nullptr), ORB_E_SCANLINE);
     EXPECT_EQ(ORB_scan_read(image.get(), -1, nullptr), ORB_E_SCANLINE);

@@ -18,14 +18,19 @@
 #ifndef VERSION
 #define VERSION "3.2"
 #endif
+#ifdef WITHOUT_imageReadOpen
+#define imageReadOpen notLookedFor
+#endif
+#ifdef WITHOUT_imageWriteOpen
+#define imageWriteOpen notLookedFor
+#endif
 
 enum { ROW_SAMPLES = 4, MOST_ROWS = 64 };
 
-/* What happened, for the tests. Changed under the library's lock, but for testReads. */
+/* What happened, for the tests. Changed under the library's lock. */
 ORB_PLUGIN_API int32_t testOpens = 0;
 ORB_PLUGIN_API int32_t testCloses = 0;
 ORB_PLUGIN_API int32_t testDones = 0;
-ORB_PLUGIN_API ORB_LOAD_RECORD* testRecord = NULL;
 
 typedef struct Picture {
   int32_t bottom;
@@ -141,7 +146,8 @@ static int32_t find_picture(const char* path, Picture* picture) {
   return 1;
 }
 
-static int32_t open_for_reading(ORB_IMAGE* image) {
+ORB_PLUGIN_API int32_t imageReadOpen(ORB_IMAGE* image);
+int32_t imageReadOpen(ORB_IMAGE* image) {
   Picture picture;
   if (!find_picture(image->info.handle, &picture)) {
     orb__report(ORB_MSG_CANNOT_OPEN, image->info.handle ? image->info.handle : "", "no such picture");
@@ -151,7 +157,8 @@ static int32_t open_for_reading(ORB_IMAGE* image) {
   return describe(image, &picture) && open_file(image, &picture, read_line);
 }
 
-static int32_t open_for_writing(ORB_IMAGE* image) {
+ORB_PLUGIN_API int32_t imageWriteOpen(ORB_IMAGE* image);
+int32_t imageWriteOpen(ORB_IMAGE* image) {
   Picture picture = {0};
   if (image->info.image_count != 1 || !has_room(&image->info.images[0].window)) {
     orb__report(ORB_MSG_CANNOT_HANDLE, KEY);
@@ -189,26 +196,9 @@ ORB_PLUGIN_API int32_t imageAccess = ACCESS;
 ORB_PLUGIN_API int32_t imageMultiFrame = MULTI_FRAME;
 #endif
 
-ORB_PLUGIN_API int32_t testOpenForReading(ORB_IMAGE* image);
-int32_t testOpenForReading(ORB_IMAGE* image) { return open_for_reading(image); }
-ORB_PLUGIN_API int32_t testOpenForWriting(ORB_IMAGE* image);
-int32_t testOpenForWriting(ORB_IMAGE* image) { return open_for_writing(image); }
-
-#ifndef WITHOUT_imageReadOpen
-ORB_PLUGIN_API int32_t imageReadOpen(ORB_IMAGE* image);
-int32_t imageReadOpen(ORB_IMAGE* image) { return open_for_reading(image); }
-#endif
-#ifndef WITHOUT_imageWriteOpen
-ORB_PLUGIN_API int32_t imageWriteOpen(ORB_IMAGE* image);
-int32_t imageWriteOpen(ORB_IMAGE* image) { return open_for_writing(image); }
-#endif
-
 #ifdef INIT_ANSWERS
 ORB_PLUGIN_API int32_t imageInit(ORB_LOAD_RECORD* record);
-int32_t imageInit(ORB_LOAD_RECORD* record) {
-  testRecord = record;
-  return INIT_ANSWERS;
-}
+int32_t imageInit(ORB_LOAD_RECORD* record) { return record ? INIT_ANSWERS : 0; }
 #endif
 
 #ifndef MINIMAL

@@ -1,71 +1,26 @@
 // What only such systems have: full devices, limits on files, FIFOs.
-#include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <string>
 #include <thread>
 
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
-
 #include "orbbase/formats/rla.h"
 #include "orbbase/formats/rla/header.h"
 #include "tests/core/picture.h"
+#include "tests/core/posix_files.h"
 #include "tests/formats/rla/rla_test.h"
 
 namespace orb::testing {
 namespace {
-
-// Files cannot grow beyond this for the length of a block.
-class FileLimit {
- public:
-  explicit FileLimit(rlim_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit = {bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
-  FileLimit(const FileLimit&) = delete;
-  FileLimit& operator=(const FileLimit&) = delete;
-
- private:
-  rlimit before_ = {};
-};
-
-// The program's standard output as a file for the length of a block.
-class StandardOutput {
- public:
-  explicit StandardOutput(const char* path) {
-    std::fflush(stdout);
-    const int file = open(path, O_CREAT | O_WRONLY | O_TRUNC, 0600);
-    dup2(file, STDOUT_FILENO);
-    close(file);
-  }
-  ~StandardOutput() {
-    std::fflush(stdout);
-    dup2(before_, STDOUT_FILENO);
-    close(before_);
-  }
-  StandardOutput(const StandardOutput&) = delete;
-  StandardOutput& operator=(const StandardOutput&) = delete;
-
- private:
-  int before_ = dup(STDOUT_FILENO);
-};
 
 TEST_F(Rla, standard_output_takes_the_rows_and_the_time_behind_them) {
   Picture picture("/dev/stdout", "rla");
   picture.images(2);
   int32_t code = 0;
   {
-    const StandardOutput standard("out.rla");
+    const Redirect standard("out.rla", O_CREAT | O_WRONLY | O_TRUNC, STDOUT_FILENO);
     code = write_whole(picture);
   }
   ASSERT_EQ(code, 0);
@@ -79,27 +34,7 @@ TEST_F(Rla, standard_output_takes_the_rows_and_the_time_behind_them) {
   EXPECT_EQ(std::string(streamed.end() - rla::kTimeBytes, streamed.end()).substr(0, 6), "00:00:");
 }
 
-TEST_F(Rla, a_failed_open_removes_only_a_file_that_it_made) {
-  const ReportRecorder recorder;
-  for (const char* device : {"/dev/full", "/dev/null"}) {
-    Picture picture(device, "rla");
-    ORB_INFO info = picture.images(2).info();
-    info.open_option = 1;
-    Image image(ORB_open(&info, "w"));
-    ASSERT_EQ(image ? 0 : orb__err, device[5] == 'f' ? -20 : 0);
-    EXPECT_TRUE(!image || ORB_close(image.release()) == 0);
-    struct stat status = {};
-    ASSERT_EQ(stat(device, &status), 0);
-    EXPECT_TRUE(S_ISCHR(status.st_mode));
-  }
-  EXPECT_EQ(recorder.texts(), "Cannot write to /dev/full; No space left on device");
-  put_file("old.rla", Bytes(5));
-  const FileLimit limit(100);
-  EXPECT_EQ(write_whole(Picture("old.rla")), -20);
-  EXPECT_TRUE(exists("old.rla"));
-  EXPECT_EQ(write_whole(Picture("new.rla")), -20);
-  EXPECT_FALSE(exists("new.rla"));
-}
+TEST_F(Rla, a_failed_open_removes_only_a_file_that_it_made) { expect_only_own_file_removed("rla"); }
 
 TEST_F(Rla, a_disk_that_fills_up_is_told_once_and_by_the_close) {
   // Small limits fail at the close, the others in a row.
@@ -110,7 +45,7 @@ TEST_F(Rla, a_disk_that_fills_up_is_told_once_and_by_the_close) {
     Image image(ORB_open(&info, "w"));
     ASSERT_TRUE(image);
     int32_t code = 0;
-    const FileLimit limit(bytes);
+    const FileSizeLimit limit(bytes);
     for (int32_t line = 0; line < 300; ++line) {
       code = write_line(image.get(), picture, line);
       if (code != 0) break;
@@ -157,24 +92,6 @@ TEST_F(Rla, rows_in_their_order_come_through_a_fifo) {
     std::remove("rows.fifo");
   }
 }
-
-#if defined(__GLIBC__)
-TEST_F(Rla, a_closed_reader_gives_back_all_that_it_took) {
-  put_file("memory.rla", RlaFile().next().bytes());
-  size_t held = 0;
-  size_t before = 0;
-  for (int round = 0; round < 20; ++round) {  // the first ones take what a process keeps
-    before = held;
-    {
-      const Image image = open_file("memory.rla");
-      void** rows = nullptr;
-      for (size_t k = 0; k < 2; ++k) EXPECT_EQ(read_row_of(*image, k, 0, &rows), 0);
-    }
-    held = mallinfo2().uordblks;
-  }
-  EXPECT_EQ(held, before);
-}
-#endif
 
 TEST_F(Rla, standard_input_is_never_read) {
   for (int i = 0; i < 2; ++i) {

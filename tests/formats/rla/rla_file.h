@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/core/scratch_file.h"
+#include "tests/core/files.h"
 
 namespace orb::testing {
 

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "tests/formats/rla/rla_file.h"
@@ -18,19 +16,6 @@ class Rla : public ::testing::Test {
  protected:
   Plugins plugins_{"rla_format", "rlb_format"};
 };
-
-inline void put_file(const std::string& name, const Bytes& bytes) {
-  std::ofstream file(name, std::ios::binary);
-  file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  ASSERT_TRUE(file.flush());
-}
-
-inline Bytes get_file(const std::string& name) {
-  std::ifstream file(name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-inline bool exists(const std::string& name) { return std::ifstream(name).is_open(); }
 
 inline Image open_file(const std::string& name, const char* key = "rla") {
   ORB_INFO info;
