@@ -1,75 +1,34 @@
 // Plug-in modules with a defect each, loaded for real: what is found is reported and left out, or its calls fail with
 // a code, and the sound module beside it works. What no program survives is looked at through the tool's --isolate.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <string>
-#include <vector>
 
-#include "orbbase/core.h"
-#include "orbbase/host.h"
 #include "orbbase/operators.h"
+#include "tests/host/module_folders.h"
 
-namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
 namespace {
 
-struct Report {
-  uint8_t category;
-  std::string text;
-};
-
-// Modules in a folder of their own beside a sound one, the library started with them, and what was reported.
-class Defective : public ::testing::Test {
+// Modules beside a sound one.
+class Defective : public ModuleFolders {
  protected:
-  Defective() {
-    fs::create_directories(folder_);
-    place("none", "sound");
-    ERR_dcl_handler(nullptr, remember, &reports_);
-  }
-  ~Defective() override {
-    HOST_stop();
-    ERR_can_handler(nullptr);
-    fs::remove_all(folder_);
-  }
+  Defective() { place("none", "sound"); }
 
   void place(const std::string& defect, const std::string& name) {
-    fs::copy_file(fs::path(ORB_DEFECTIVE_MODULES) / (defect + ".module"), folder_ / (name + ".so"));
+    place_file("", name, fs::path(ORB_DEFECTIVE_MODULES) / (defect + ".module"));
   }
   void start() {
-    setenv("QV_ORB_PLUGIN_PATH", folder_.c_str(), 1);
-    ASSERT_EQ(HOST_start(nullptr), 0);
-    // The host takes the reports of its start for itself; each is a candidate's reason.
-    ERR_dcl_handler(nullptr, remember, &reports_);
+    ASSERT_EQ(start_with(root_.string()), 0);
+    listen();  // the host takes the reports of its start for itself; each is a candidate's reason
+    reports_.clear();
   }
   HOST_CANDIDATE candidate(const std::string& name) const {
     for (int32_t i = 0; const HOST_CANDIDATE* found = HOST_candidate(i); ++i) {
       if (fs::path(found->path).stem() == name) return *found;
     }
     return {"", "", -1, ""};
-  }
-  std::vector<std::string> errors() const {
-    std::vector<std::string> texts;
-    for (const Report& report : reports_) {
-      if (report.category >= ERR_WARNING) texts.push_back(report.text);
-    }
-    return texts;
-  }
-
-  fs::path folder_ = fs::current_path() / "plug-ins";
-  std::vector<Report> reports_;
-
- private:
-  static int32_t remember(const void*, uint8_t category, const char* message, ERR_RECORD*, void* reports) {
-    static_cast<std::vector<Report>*>(reports)->push_back({category, message});
-    return 0;
   }
 };
 
@@ -189,7 +148,7 @@ TEST_F(Defective, a_module_cut_anywhere_is_refused) {
   const fs::path whole = fs::path(ORB_DEFECTIVE_MODULES) / "of_file.module";
   constexpr int kCuts = 24;
   for (int i = 0; i < kCuts; ++i) {
-    const fs::path cut = folder_ / ("cut" + std::to_string(i) + ".so");
+    const fs::path cut = root_ / ("cut" + std::to_string(i) + ".so");
     fs::copy_file(whole, cut);
     fs::resize_file(cut, fs::file_size(whole) * static_cast<size_t>(i) / kCuts);
   }
@@ -213,10 +172,9 @@ TEST_P(AtOpen, fails_with_one_report_and_a_code) {
   place(GetParam().defect, "bad");
   start();
   put("a.defective");
-  reports_.clear();
   EXPECT_EQ(open_file("a.defective", "r"), nullptr);
   EXPECT_EQ(orb__err, ORB_E_HANDLE);
-  EXPECT_THAT(errors(), ::testing::ElementsAre(HasSubstr(GetParam().report)));
+  EXPECT_THAT(reports_, ::testing::ElementsAre(HasSubstr(GetParam().report)));
   expect_sound_module_works();
 }
 

@@ -354,18 +354,38 @@ STEP_IN(int, getpwuid_r, (uid_t user, passwd* out, char* room, size_t bytes, pas
 
 // ---- Files
 
-#define FAILS_TO_OPEN(result, name, parameters, arguments, failure) \
-  STEP_IN(result, name, parameters) {                               \
-    if (file_call_fails(#name, CALLER, EMFILE)) return failure;     \
-    return REAL(name) arguments;                                    \
+// A call that fails before it does anything.
+#define FAILS(result, name, parameters, arguments, error, failure) \
+  STEP_IN(result, name, parameters) {                              \
+    if (file_call_fails(#name, CALLER, error)) return failure;     \
+    return REAL(name) arguments;                                   \
   }
 
-FAILS_TO_OPEN(std::FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr)
-FAILS_TO_OPEN(std::FILE*, fopen64, (const char* path, const char* mode), (path, mode), nullptr)
-FAILS_TO_OPEN(std::FILE*, fdopen, (int descriptor, const char* mode), (descriptor, mode), nullptr)
-FAILS_TO_OPEN(std::FILE*, tmpfile, (), (), nullptr)
-FAILS_TO_OPEN(std::FILE*, tmpfile64, (), (), nullptr)
-FAILS_TO_OPEN(DIR*, opendir, (const char* path), (path), nullptr)
+FAILS(std::FILE*, fopen, (const char* path, const char* mode), (path, mode), EMFILE, nullptr)
+FAILS(std::FILE*, fopen64, (const char* path, const char* mode), (path, mode), EMFILE, nullptr)
+FAILS(std::FILE*, fdopen, (int descriptor, const char* mode), (descriptor, mode), EMFILE, nullptr)
+FAILS(std::FILE*, tmpfile, (), (), EMFILE, nullptr)
+FAILS(std::FILE*, tmpfile64, (), (), EMFILE, nullptr)
+FAILS(DIR*, opendir, (const char* path), (path), EMFILE, nullptr)
+FAILS(int, getc, (std::FILE * stream), (stream), EIO, (mark(stream, Mark::error), EOF))
+FAILS(int, fgetc, (std::FILE * stream), (stream), EIO, (mark(stream, Mark::error), EOF))
+FAILS(char*, fgets, (char* out, int bytes, std::FILE* stream), (out, bytes, stream), EIO,
+      (mark(stream, Mark::error), nullptr))
+FAILS(int, fseek, (std::FILE * stream, long offset, int origin), (stream, offset, origin), EIO, -1)
+FAILS(int, fseeko, (std::FILE * stream, off_t offset, int origin), (stream, offset, origin), EIO, -1)
+FAILS(int, fseeko64, (std::FILE * stream, off_t offset, int origin), (stream, offset, origin), EIO, -1)
+FAILS(long, ftell, (std::FILE * stream), (stream), EIO, -1)
+FAILS(off_t, ftello, (std::FILE * stream), (stream), EIO, -1)
+FAILS(off_t, ftello64, (std::FILE * stream), (stream), EIO, -1)
+FAILS(off_t, lseek, (int descriptor, off_t offset, int origin), (descriptor, offset, origin), EIO, -1)
+FAILS(off_t, lseek64, (int descriptor, off_t offset, int origin), (descriptor, offset, origin), EIO, -1)
+FAILS(int, stat, (const char* path, struct stat* out), (path, out), EIO, -1)
+FAILS(int, stat64, (const char* path, struct stat64* out), (path, out), EIO, -1)
+FAILS(int, fstat, (int descriptor, struct stat* out), (descriptor, out), EIO, -1)
+FAILS(int, fstat64, (int descriptor, struct stat64* out), (descriptor, out), EIO, -1)
+FAILS(int, ftruncate, (int descriptor, off_t bytes), (descriptor, bytes), EIO, -1)
+FAILS(int, ftruncate64, (int descriptor, off_t bytes), (descriptor, bytes), EIO, -1)
+FAILS(int, rename, (const char* before, const char* after), (before, after), EIO, -1)
 
 #define FAILS_TO_OPEN_DESCRIPTOR(name)                                   \
   STEP_IN(int, name, (const char* path, int flags, ...)) {               \
@@ -428,21 +448,15 @@ TRANSFERS_AT(pread64, -1, EIO, void*)
 TRANSFERS_AT(pwrite, descriptor, ENOSPC, const void*)
 TRANSFERS_AT(pwrite64, descriptor, ENOSPC, const void*)
 
-#define READS_A_LITTLE(result, name, parameters, arguments, failure)                    \
-  STEP_IN(result, name, parameters) {                                                   \
-    if (file_call_fails(#name, CALLER, EIO)) return mark(stream, Mark::error), failure; \
-    return REAL(name) arguments;                                                        \
-  }
+// A stream that cannot be written returns this.
+#define WRITES(name, failure)                                                    \
+  if (!PASSES(stream) && file_call_fails(#name, CALLER, ENOSPC, fileno(stream))) \
+  return mark(stream, Mark::error), failure
 
-READS_A_LITTLE(int, getc, (std::FILE * stream), (stream), EOF)
-READS_A_LITTLE(int, fgetc, (std::FILE * stream), (stream), EOF)
-READS_A_LITTLE(char*, fgets, (char* out, int bytes, std::FILE* stream), (out, bytes, stream), nullptr)
-
-#define WRITES_A_LITTLE(name, first, failure)                                      \
-  STEP_IN(int, name, (first value, std::FILE * stream)) {                          \
-    if (!PASSES(stream) && file_call_fails(#name, CALLER, ENOSPC, fileno(stream))) \
-      return mark(stream, Mark::error), failure;                                   \
-    return REAL(name)(value, stream);                                              \
+#define WRITES_A_LITTLE(name, first, failure)             \
+  STEP_IN(int, name, (first value, std::FILE * stream)) { \
+    WRITES(name, failure);                                \
+    return REAL(name)(value, stream);                     \
   }
 
 WRITES_A_LITTLE(fputc, int, EOF)
@@ -450,14 +464,12 @@ WRITES_A_LITTLE(putc, int, EOF)
 WRITES_A_LITTLE(fputs, const char*, EOF)
 
 STEP_IN(int, vfprintf, (std::FILE * stream, const char* format, va_list arguments)) {
-  if (!PASSES(stream) && file_call_fails("vfprintf", CALLER, ENOSPC, fileno(stream)))
-    return mark(stream, Mark::error), -1;
+  WRITES(vfprintf, -1);
   return REAL(vfprintf)(stream, format, arguments);
 }
 #define PRINTS(name, ...)                                                                        \
   STEP_IN(int, name, (std::FILE * stream, __VA_ARGS__ __VA_OPT__(, ) const char* format, ...)) { \
-    if (!PASSES(stream) && file_call_fails(#name, CALLER, ENOSPC, fileno(stream)))               \
-      return mark(stream, Mark::error), -1;                                                      \
+    WRITES(name, -1);                                                                            \
     va_list arguments;                                                                           \
     va_start(arguments, format);                                                                 \
     const int result = REAL(vfprintf)(stream, format, arguments);                                \
@@ -467,28 +479,6 @@ STEP_IN(int, vfprintf, (std::FILE * stream, const char* format, va_list argument
 
 PRINTS(fprintf)
 PRINTS(__fprintf_chk, int)
-
-#define MAY_FAIL(result, name, parameters, arguments)   \
-  STEP_IN(result, name, parameters) {                   \
-    if (file_call_fails(#name, CALLER, EIO)) return -1; \
-    return REAL(name) arguments;                        \
-  }
-
-MAY_FAIL(int, fseek, (std::FILE * stream, long offset, int origin), (stream, offset, origin))
-MAY_FAIL(int, fseeko, (std::FILE * stream, off_t offset, int origin), (stream, offset, origin))
-MAY_FAIL(int, fseeko64, (std::FILE * stream, off_t offset, int origin), (stream, offset, origin))
-MAY_FAIL(long, ftell, (std::FILE * stream), (stream))
-MAY_FAIL(off_t, ftello, (std::FILE * stream), (stream))
-MAY_FAIL(off_t, ftello64, (std::FILE * stream), (stream))
-MAY_FAIL(off_t, lseek, (int descriptor, off_t offset, int origin), (descriptor, offset, origin))
-MAY_FAIL(off_t, lseek64, (int descriptor, off_t offset, int origin), (descriptor, offset, origin))
-MAY_FAIL(int, stat, (const char* path, struct stat* out), (path, out))
-MAY_FAIL(int, stat64, (const char* path, struct stat64* out), (path, out))
-MAY_FAIL(int, fstat, (int descriptor, struct stat* out), (descriptor, out))
-MAY_FAIL(int, fstat64, (int descriptor, struct stat64* out), (descriptor, out))
-MAY_FAIL(int, ftruncate, (int descriptor, off_t bytes), (descriptor, bytes))
-MAY_FAIL(int, ftruncate64, (int descriptor, off_t bytes), (descriptor, bytes))
-MAY_FAIL(int, rename, (const char* before, const char* after), (before, after))
 
 STEP_IN(int, fflush, (std::FILE * stream)) {
   const bool is_written = stream && __fwriting(stream) != 0;

@@ -1,6 +1,7 @@
 // The pictures of the scenarios, and the library with the real plug-ins.
 #include <dlfcn.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -15,31 +16,15 @@ namespace {
 constexpr ORB_CHANNELS ORB_IFD::*kGroups[] = {&ORB_IFD::color, &ORB_IFD::matte, &ORB_IFD::aux,
                                               &ORB_IFD::index};
 
-struct Library {
-  size_t next = 0;  // module to hand over
-} library;
-
-struct LoadedModule {
-  std::string path;
-  void* handle;
-};
-
-// The modules that the build names, one path behind the other.
-const std::vector<LoadedModule>& modules() {
-  static const std::vector<LoadedModule> loaded = [] {
-    std::vector<LoadedModule> all;
-    for (const char* path : {ORB_PLUGIN_FILES}) all.push_back({path, dlopen(path, RTLD_NOW | RTLD_LOCAL)});
-    return all;
-  }();
-  return loaded;
-}
+// The modules that the build names, as long as the process lives.
+constexpr const char* kModules[] = {ORB_PLUGIN_FILES};
+void* loaded[std::size(kModules)];
+size_t next_module = 0;  // to hand over
 
 int32_t give_module(void** module_out, const char** name_out) {
-  if (library.next == modules().size()) return 0;
-  const LoadedModule& module = modules()[library.next++];
-  if (!module.handle) std::abort();
-  *module_out = module.handle;
-  *name_out = module.path.c_str();
+  if (next_module == std::size(kModules)) return 0;
+  *module_out = loaded[next_module];
+  *name_out = kModules[next_module++];
   return 1;
 }
 
@@ -47,14 +32,7 @@ int32_t give_module(void** module_out, const char** name_out) {
 ORB_RESPONSE_CURVE table_curve() {
   static uint8_t entries[256] = {1};
   static void* tables[] = {entries};
-  ORB_RESPONSE_CURVE curve = {};
-  curve.kind = ORB_CURVE_TABLE;
-  curve.channel_count = 1;
-  curve.resolution = 256;
-  curve.curve_type = ORB_C_INTEGER;
-  curve.depth = 8;
-  curve.tables = tables;
-  return curve;
+  return {ORB_CURVE_TABLE, 0, 0, 1, 256, ORB_C_INTEGER, 8, tables};
 }
 char channel_names[] = "R,G,B";
 
@@ -96,10 +74,15 @@ struct Freed {
 
 }  // namespace
 
-void load_modules() { modules(); }
+void load_modules() {
+  for (size_t i = 0; i < std::size(kModules); ++i) {
+    if (!loaded[i]) loaded[i] = dlopen(kModules[i], RTLD_NOW | RTLD_LOCAL);
+    if (!loaded[i]) std::abort();
+  }
+}
 
 int32_t start_library() {
-  library.next = 0;
+  next_module = 0;
   return ORB_init(nullptr, give_module) == 0 ? 0 : failure();
 }
 
@@ -107,6 +90,12 @@ void end_library() {
   ORB_multiframe_set(0, 0);
   ORB_exit();
   for (int i = 0; i < 2; ++i) dlerror();  // whose last text the C library would keep
+}
+
+void put_file(const char* path, const std::string& bytes) {
+  std::FILE* const file = std::fopen(path, "wb");
+  std::fwrite(bytes.data(), 1, bytes.size(), file);
+  std::fclose(file);
 }
 
 int32_t failure() { return orb__err != 0 ? orb__err : -999; }

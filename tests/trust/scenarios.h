@@ -53,6 +53,9 @@ void end_library();
 // Pictures that a format takes, small ones of every kind that it treats differently.
 std::vector<Picture> pictures_of(const std::string& key);
 
+// Makes or replaces a file.
+void put_file(const char* path, const std::string& bytes);
+
 // The first failure's code, never 0.
 int32_t failure();
 

@@ -36,13 +36,25 @@ void forget(const std::string& key) {
   }
 }
 
-Scenario writes(const char* name, const std::string& key, uint32_t traits = 0) {
-  return {name, [key](Seen&) { return write_all(key); },          traits,
-          {},   [key](Seen& seen) { return see_all(key, seen); }, [key] { forget(key); }};
-}
+constexpr struct {
+  const char *key, *write, *read;  // names of its scenarios
+} kFormats[] = {
+    {"mem", "MemWrite", "MemRead"}, {"pipe", "PipeWrite", "PipeRead"}, {"rla", "RlaWrite", "RlaRead"},
+    {"png", "PngWrite", "PngRead"}, {"jpeg", "JpegWrite", "JpegRead"}, {"tiff", "TiffWrite", "TiffRead"},
+    {"gif", "GifWrite", "GifRead"}, {"pnm", "PnmWrite", "PnmRead"},    {"exr", "ExrWrite", "ExrRead"}};
 
-Scenario reads(const char* name, const std::string& key, uint32_t traits = 0) {
-  return {name, [key](Seen& seen) { return see_all(key, seen); }, traits, [key] { write_all(key); }};
+// Every format's own pictures, written and read.
+std::vector<Scenario> writes_and_reads() {
+  std::vector<Scenario> all;
+  for (const auto& format : kFormats) {
+    const std::string key = format.key;
+    const uint32_t traits = key == "mem" ? uint32_t{kNoFiles} : 0;
+    const auto see = [key](Seen& seen) { return see_all(key, seen); };
+    all.push_back(
+        {format.write, [key](Seen&) { return write_all(key); }, traits, {}, see, [key] { forget(key); }});
+    all.push_back({format.read, see, traits, [key] { write_all(key); }});
+  }
+  return all;
 }
 
 // Backwards, so that a format without positions is opened anew.
@@ -106,11 +118,7 @@ int32_t keep_open(Seen& seen) {
 void make_films() {
   std::string bytes = gif("0123");
   bytes[bytes.find("\x21\xF9\x04") + 3] = 3 << 2;  // the first frame is taken away again
-  for (const char* name : {"film.gif", "film2.gif", "film3.gif", "film4.gif"}) {
-    std::FILE* file = std::fopen(name, "wb");
-    std::fwrite(bytes.data(), 1, bytes.size(), file);
-    std::fclose(file);
-  }
+  for (const char* name : {"film.gif", "film2.gif", "film3.gif", "film4.gif"}) put_file(name, bytes);
 }
 
 int32_t write_film(Seen&) {
@@ -203,9 +211,7 @@ void put_interlaced() {
       "ch\0\0\0\x82\0\x81\xDA"
       "E\b;\0\0\0\0IEND\xAE"
       "B`\x82";
-  std::FILE* const file = std::fopen("interlaced.png", "wb");
-  std::fwrite(kBytes, 1, sizeof kBytes - 1, file);
-  std::fclose(file);
+  put_file("interlaced.png", std::string(kBytes, sizeof kBytes - 1));
 }
 
 // More files than the memory driver's table has places at first.
@@ -233,25 +239,7 @@ Picture wide_picture() {
 }  // namespace
 
 const std::vector<Scenario>& format_scenarios() {
-  static const std::vector<Scenario> all = {
-      writes("MemWrite", "mem", kNoFiles),
-      reads("MemRead", "mem", kNoFiles),
-      writes("PipeWrite", "pipe"),
-      reads("PipeRead", "pipe"),
-      writes("RlaWrite", "rla"),
-      reads("RlaRead", "rla"),
-      writes("PngWrite", "png"),
-      reads("PngRead", "png"),
-      writes("JpegWrite", "jpeg"),
-      reads("JpegRead", "jpeg"),
-      writes("TiffWrite", "tiff"),
-      reads("TiffRead", "tiff"),
-      writes("GifWrite", "gif"),
-      reads("GifRead", "gif"),
-      writes("PnmWrite", "pnm"),
-      reads("PnmRead", "pnm"),
-      writes("ExrWrite", "exr"),
-      reads("ExrRead", "exr"),
+  static const std::vector<Scenario> others = {
       {"SeekRla", [](Seen& seen) { return seek_back("rla", seen); }, 0, [] { write_all("rla"); }},
       {"SeekPipe", [](Seen& seen) { return seek_back("pipe", seen); }, 0, [] { write_all("pipe"); }},
       {"Region", [](Seen& seen) { return cut_regions("pipe", seen); }, 0, [] { write_all("pipe"); }},
@@ -278,6 +266,11 @@ const std::vector<Scenario>& format_scenarios() {
       {"WideRla", [](Seen& seen) { return see_picture("wide.rla", "rla", seen); }, 0,
        [] { write_picture(wide_picture()); }},
   };
+  static const std::vector<Scenario> all = [] {
+    std::vector<Scenario> both = writes_and_reads();
+    both.insert(both.end(), others.begin(), others.end());
+    return both;
+  }();
   return all;
 }
 

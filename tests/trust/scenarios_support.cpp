@@ -21,10 +21,10 @@
 namespace orb::testing {
 namespace {
 
-void put_file(const char* path, const std::string& bytes) {
-  std::FILE* const file = std::fopen(path, "wb");
-  std::fwrite(bytes.data(), 1, bytes.size(), file);
-  std::fclose(file);
+std::string repeated(const std::string& text, int count) {
+  std::string all;
+  for (int i = 0; i < count; ++i) all += text;
+  return all;
 }
 
 // ---- Start, end, settings
@@ -122,13 +122,7 @@ int32_t build_paths(Seen&) {
 // ---- Curves
 
 int32_t compose_curves(Seen& seen) {
-  ORB_RESPONSE_CURVE gamma = {};
-  gamma.kind = ORB_CURVE_GAMMA;
-  gamma.gamma = 2.2f;
-  gamma.channel_count = 3;
-  gamma.resolution = 256;
-  gamma.curve_type = ORB_C_INTEGER;
-  gamma.depth = 8;
+  ORB_RESPONSE_CURVE gamma = {ORB_CURVE_GAMMA, 2.2f, 0, 3, 256, ORB_C_INTEGER, 8, nullptr};
   ORB_RESPONSE_CURVE table = gamma;
   if (ORB_response_curve_init(&table) != 0) return failure();
   ORB_RESPONSE_CURVE curves[4] = {};  // of a copy, and of three compositions
@@ -162,6 +156,7 @@ int32_t tabulate_gamma(Seen& seen) {
 constexpr uint32_t kText = 0x54455854;
 constexpr uint32_t kError = 0x4552524F;
 const std::string kLongName(17000, 'n');  // more than a block of memory, or a line, has at first
+const std::string kMade = repeated("./", 300) + "made.rsrc";
 constexpr uint32_t kSomeTypes = 20;
 constexpr uint32_t kManyTypes = 270;  // their records are more than a block, too
 
@@ -172,7 +167,7 @@ void empty_resources() { put_file("made.rsrc", std::string(12, '\0')); }
 
 int32_t make_resources(Seen& seen, uint32_t types) {
   if (!orb__rsrc_init(nullptr, nullptr)) return failure();
-  ORB_RSRC_FILE* const file = orb__rsrc_open("made.rsrc");
+  ORB_RSRC_FILE* const file = orb__rsrc_open(kMade.c_str());
   bool is_done = file != nullptr;
   for (uint32_t code = 1; is_done && code <= types; ++code)
     is_done = orb__rsrc_add(file, code, "x", "x", 1) &&
@@ -183,7 +178,7 @@ int32_t make_resources(Seen& seen, uint32_t types) {
             orb__rsrc_add(file, kError, "broken", "%s is broken", 12) &&
             orb__rsrc_delete(file, kText, "another") && orb__rsrc_save(file);
   const int32_t code = is_done ? 0 : failure();
-  const bool is_closed = !file || orb__rsrc_close("made.rsrc", 0);
+  const bool is_closed = !file || orb__rsrc_close(kMade.c_str(), 0);
   orb__rsrc_init(nullptr, nullptr);
   see(seen, is_done);
   return is_closed ? code : failure();
@@ -237,12 +232,6 @@ int32_t declare_handlers(Seen&) {
 }
 
 // ---- Names and texts
-
-std::string repeated(const std::string& text, int count) {
-  std::string all;
-  for (int i = 0; i < count; ++i) all += text;
-  return all;
-}
 
 int32_t take_names_apart(Seen& seen) {
   ORB_NAME_TOKEN* tokens = nullptr;

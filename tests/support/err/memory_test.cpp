@@ -40,8 +40,7 @@ TEST_F(Memory, that_runs_out_is_reported_once_by_each_way_to_ask_for_it) {
 
 TEST_F(Memory, of_a_size_that_no_count_holds_is_refused_like_any_other) {
   constexpr uint64_t kTooLarge = uint64_t{1} << 32;
-  const uint64_t rows[][2] = {
-      {kTooLarge, 1}, {1, kTooLarge}, {kTooLarge, kTooLarge}, {UINT64_MAX, 2}, {3, UINT64_MAX}};
+  const uint64_t rows[][2] = {{kTooLarge, 1}, {1, kTooLarge}, {kTooLarge, kTooLarge}, {3, UINT64_MAX}};
   for (const auto& [count, bytes] : rows) {
     ReportRecorder recorder;
     EXPECT_EQ(allocate_zeroed(count, bytes), nullptr) << count << " x " << bytes;

@@ -3,10 +3,8 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "orbbase/platform/platform.h"
 #include "orbbase/support/err.h"
 #include "orbbase/support/resource/records.h"
-#include "tests/support/fail_allocation.h"
 #include "tests/support/resource/resource_file.h"
 
 namespace orb::testing {
@@ -66,34 +64,37 @@ TEST_F(ResourceFiles, cut_anywhere_fail_with_one_report) {
   }
 }
 
+// A file of one type, "TEXT", whose list begins behind the directory.
+std::string one_type(uint32_t items, const std::string& list, uint32_t list_at = 24) {
+  return word(1) + word(1) + word(12) + "TEXT" + word(items) + word(list_at) + list;
+}
+
 TEST_F(ResourceFiles, with_claims_that_cannot_be_fail_with_the_reason) {
   const std::string entry = half(1) + "n" + word(12) + word(0);  // 11 bytes
+  const std::string two_types = word(1) + word(2) + word(12) + "TEXT";
+  const char* const beyond = "its directory goes beyond its end";
+  const char* const nowhere = "a list lies where it cannot be";
+  const char* const overrun = "a list runs into what lies behind it";
   const struct {
     const char* reason;
     std::string bytes;
   } rows[] = {
-      {"its directory goes beyond its end", word(1) + word(0xFFFFFFFF) + word(12)},
-      {"its directory goes beyond its end", word(1) + word(0) + word(13)},
+      {beyond, word(1) + word(0xFFFFFFFF) + word(12)},
+      {beyond, word(1) + word(0) + word(13)},
       {"its directory lies over its header", word(1) + word(1) + word(11) + std::string(12, 'x')},
       {"a type has no code", word(1) + word(1) + word(12) + word(0) + word(0) + word(12)},
-      {"a list lies where it cannot be", word(1) + word(1) + word(12) + "TEXT" + word(1) + word(0)},
-      {"a list lies where it cannot be", word(1) + word(1) + word(12) + "TEXT" + word(1) + word(23)},
-      {"a list lies where it cannot be", word(1) + word(1) + word(12) + "TEXT" + word(1) + word(25)},
-      {"a list runs into what lies behind it",  // of the greatest count, into the file's end
-       word(1) + word(1) + word(12) + "TEXT" + word(0xFFFFFFFF) + word(24) + entry},
-      {"a list runs into what lies behind it",  // the next one begins beyond the file's end
-       word(1) + word(2) + word(12) + "TEXT" + word(0x100000) + word(36) + "ERRO" + word(1) +
-           word(0xFFFFFFFF) + entry},
-      {"a list runs into what lies behind it",  // into the directory
-       word(1) + word(1) + word(23) + entry + "TEXT" + word(2) + word(12)},
-      {"a list runs into what lies behind it",  // two types share a list
-       word(1) + word(2) + word(12) + "TEXT" + word(1) + word(36) + "ERRO" + word(1) + word(36) + entry},
-      {"a list runs into what lies behind it",  // the second entry, because of the first one's name
-       word(1) + word(1) + word(12) + "TEXT" + word(2) + word(24) + half(9) + std::string(20, 'n')},
-      {"a name runs into what lies behind it", word(1) + word(1) + word(12) + "TEXT" + word(1) + word(24) +
-                                                   half(65535) + std::string(65534 + 8, 'n')},
-      {"a name has a zero byte",
-       word(1) + word(1) + word(12) + "TEXT" + word(1) + word(24) + half(1) + word(0) + word(0) + word(0)},
+      {nowhere, one_type(1, "", 0)},
+      {nowhere, one_type(1, "", 23)},
+      {nowhere, one_type(1, "", 25)},
+      {overrun, one_type(0xFFFFFFFF, entry)},  // into the file's end
+      {overrun, two_types + word(0x100000) + word(36) + "ERRO" + word(1) + word(0xFFFFFFFF) + entry},
+      {overrun, word(1) + word(1) + word(23) + entry + "TEXT" + word(2) + word(12)},  // into the directory
+      {overrun,
+       two_types + word(1) + word(36) + "ERRO" + word(1) + word(36) + entry},  // which two types share
+      {overrun,
+       one_type(2, half(9) + std::string(20, 'n'))},  // the second entry, because of the first's name
+      {"a name runs into what lies behind it", one_type(1, half(65535) + std::string(65534 + 8, 'n'))},
+      {"a name has a zero byte", one_type(1, half(1) + word(0) + word(0) + word(0))},
   };
   for (const auto& row : rows) {
     recorder.clear();
@@ -103,37 +104,11 @@ TEST_F(ResourceFiles, with_claims_that_cannot_be_fail_with_the_reason) {
   }
 }
 
-TEST_F(ResourceFiles, survive_the_failure_of_any_allocation_of_the_open) {
-  std::vector<TypeOfItems> types;  // records and names of several blocks
-  for (uint32_t code = 1; code <= 900; ++code) types.push_back({code, {}});
-  for (int i = 0; i < 300; ++i) types[0].items.push_back({std::string(100, 'n') + std::to_string(i), ""});
-  std::string name;
-  while (name.size() < 300) name += "./";
-  name += "r";
-  for (const std::string& bytes : {resource_bytes(types), resource_bytes({})}) {
-    put_file("r", bytes);
-    platform::FileStatus status;
-    if (platform::file_status(name.c_str(), &status) != 0) GTEST_SKIP() << "no path may be that long";
-    for (int64_t nth = 1;; ++nth) {
-      ASSERT_LT(nth, 100);
-      recorder.clear();
-      const FailAllocation fail(nth);
-      ORB_RSRC_FILE* const file = orb__rsrc_open(name.c_str());
-      EXPECT_EQ(file == nullptr, fail.happened()) << nth;
-      if (!fail.happened()) break;
-      EXPECT_EQ(orb__err, ORB_E_MEMORY) << nth;
-      EXPECT_EQ(recorder.reports.size(), 1u) << nth;
-    }
-    EXPECT_EQ(orb__rsrc_close(name.c_str(), 0), 1);
-  }
-}
-
 TEST_F(ResourceFiles, load_no_bytes_that_the_file_does_not_have) {
   const struct { uint32_t offset, bytes; } rows[] = {{0xFFFFFFFF, 1}, {100, 0xFFFFFF}, {36, 1}, {35, 2}};
   for (const auto& row : rows) {
     recorder.clear();
-    const std::string bytes = word(1) + word(1) + word(12) + "TEXT" + word(1) + word(24) + half(2) + "no" +
-                              word(row.offset) + word(row.bytes);
+    const std::string bytes = one_type(1, half(2) + "no" + word(row.offset) + word(row.bytes));
     ORB_RSRC_FILE* file = open_bytes(bytes);
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(loaded(file, kText, "no"), "(none)") << row.offset;
@@ -166,8 +141,7 @@ TEST_F(ResourceFiles, that_cannot_be_read_any_more_say_so) {
 TEST_F(ResourceFiles, whose_items_share_their_bytes_load_no_more_than_the_file_has) {
   std::string list;
   for (char name = 'a'; name < 'd'; ++name) list += half(1) + name + word(0) + word(50);
-  ORB_RSRC_FILE* file = open_bytes(word(1) + word(1) + word(12) + "TEXT" + word(3) + word(24) + list +
-                                   std::string(43, 'x'));  // 100 bytes
+  ORB_RSRC_FILE* file = open_bytes(one_type(3, list + std::string(43, 'x')));  // 100 bytes
   ASSERT_NE(file, nullptr);
   EXPECT_EQ(loaded(file, kText, "a").size(), 50u);
   EXPECT_EQ(loaded(file, kText, "b").size(), 50u);
@@ -219,6 +193,7 @@ TEST_F(ResourceFiles, are_saved_in_order_without_what_was_deleted_and_cut_at_the
   EXPECT_EQ(orb__rsrc_delete(file, kError, "gone"), 0);
   EXPECT_EQ(orb__rsrc_delete(file, kText, "d"), 1);
   EXPECT_TRUE(add(file, kText, "d", "new"));
+  EXPECT_NE(orb__rsrc_load(file, kText, "c", nullptr), nullptr);
   EXPECT_EQ(loaded(file, kText, "d") + loaded(file, kText, "c") + loaded(file, kText, "a"), "new333");
   const std::string expected = resource_bytes({{kText, {{"a", ""}, {"b", "22"}, {"c", "333"}, {"d", "new"}}},
                                                {kNew, {{"first", "F1"}, {"second", "S"}}}});
@@ -258,33 +233,6 @@ TEST_F(ResourceFiles, take_items_up_to_the_largest_and_refuse_what_is_beyond) {
   EXPECT_EQ(loaded(file, kText, "d"), "4444");
 }
 
-// Whatever fails is reported as such, and as long as nothing was written the file is the old one.
-TEST_F(ResourceFiles, survive_the_failure_of_any_allocation) {
-  const std::string before = resource_bytes({{kText, {{"b", std::string(20000, 'b')}, {"d", "4"}}}});
-  for (int nth = 1;; ++nth) {
-    put_file("dir-r", before);
-    orb__err = 0;
-    FailAllocation fail(nth);
-    const bool is_started = orb__rsrc_init(nullptr, nullptr) && orb__rsrc_search("dir-");
-    ORB_RSRC_FILE* file = is_started ? orb__rsrc_open("r") : nullptr;
-    const bool is_changed = file && orb__rsrc_load(file, kText, "b", nullptr) &&
-                            add(file, kText, "c", "333") && add(file, kNew, "n", std::string(20000, 'n')) &&
-                            orb__rsrc_delete(file, kText, "b");
-    const bool is_saved = orb__rsrc_close("r", is_changed) && is_changed;
-    if (!fail.happened()) {
-      EXPECT_TRUE(is_started && is_saved);
-      EXPECT_GT(nth, 8);
-      break;
-    }
-    // Some run-time libraries take memory for a stream through the same door, and do without it.
-    const bool is_whole = is_started && is_saved;
-    EXPECT_EQ(orb__err, is_whole ? ORB_OK : ORB_E_MEMORY) << nth;
-    EXPECT_EQ(recorder.texts(), is_whole ? "" : "No more internal memory") << nth;
-    EXPECT_TRUE(is_saved || file_bytes("dir-r") == before) << nth;
-    recorder.clear();
-  }
-}
-
 // ---- Shown
 
 void append_line(const char* line, void* text) {
@@ -315,21 +263,13 @@ TEST_F(ResourceFiles, are_dumped_line_by_line) {
       "\t\tnResources(q)  : 0\n\t\toffset         : 14\n" +
           resource("(DELETED)", 12, 2) + resource(long_name, 14, 0));
 
-  dump.clear();
-  {
-    const FailAllocation fail(1);  // the long name's line, the last but what is behind it
-    EXPECT_EQ(orb__rsrc_dump(file, 0), 0);
-    EXPECT_EQ(orb__err, ORB_E_MEMORY);
-  }
-  EXPECT_TRUE(dump.ends_with(resource("(DELETED)", 12, 2) + "\t\tRESOURCE\n")) << dump;
   ORB_RSRC_ITEM item = {};
   EXPECT_EQ(orb__rsrc_find(file, kText, "none", &item), 0);
   EXPECT_EQ(orb__rsrc_find(file, kText, long_name.c_str(), nullptr), 1);
   EXPECT_EQ(orb__rsrc_find(file, kText, long_name.c_str(), &item), 1);
   EXPECT_EQ(item.offset, 14u);
 
-  ASSERT_EQ(orb__rsrc_add(file, kError, "new", "xyz", 3), 1);
-  ASSERT_EQ(orb__rsrc_add(file, kText, "b", "", 0), 1);
+  ASSERT_TRUE(orb__rsrc_add(file, kError, "new", "xyz", 3) && orb__rsrc_add(file, kText, "b", "", 0));
   dump.clear();
   EXPECT_EQ(orb__rsrc_dump(file, 1), 1);
   for (const char* part :
@@ -351,10 +291,15 @@ int32_t hear(const void* identity, uint8_t category, const char* message, ERR_RE
   return 0;
 }
 
-TEST_F(ResourceFiles, hold_the_texts_of_reports) {
+TEST_F(ResourceFiles, hold_the_texts_of_reports_which_take_no_arguments_that_were_not_given) {
   put_file("first",
            resource_bytes({{kError, {{"disk", "%s: %d%% of %f%c"}, {"long", std::string(300, 'x')}}}}));
-  put_file("second", resource_bytes({{kError, {{"disk", "other"}, {"none", "second"}}}}));
+  put_file("second", resource_bytes({{kError,
+                                      {{"disk", "other"},
+                                       {"none", "second"},
+                                       {"few", "%d%s"},
+                                       {"kind", "%s"},
+                                       {"fine", "%%s %x%c %d"}}}}));
   ASSERT_TRUE(orb__rsrc_open("first") && orb__rsrc_open("second"));
   ERR_mask(nullptr);  // on purpose without effect
   ERR_dcl_handler(nullptr, hear, &recorder);
@@ -364,30 +309,18 @@ TEST_F(ResourceFiles, hold_the_texts_of_reports) {
   EXPECT_EQ(heard, "none,3,second");
   EXPECT_EQ(orb__rsrc_report("long", "d", 1), 1);
   EXPECT_EQ(heard, "long,3," + std::string(252, 'x') + "...");
+  EXPECT_EQ(orb__rsrc_report("fine", "d", 1), 1);
+  EXPECT_EQ(heard, "fine,3,%s %x 1");
   heard.clear();
   EXPECT_EQ(orb__rsrc_report("absent", ""), 0);
-  {
-    const FailAllocation fail(1);
-    EXPECT_EQ(orb__rsrc_report("long", ""), 0);
-    EXPECT_EQ(orb__err, ORB_E_MEMORY);
-  }
   EXPECT_EQ(heard, "");
   ERR_unmask(nullptr);
   ERR_can_handler(nullptr);
-  EXPECT_EQ(ERR_stats(-1), 0u);
-}
-
-TEST_F(ResourceFiles, cannot_make_a_report_read_arguments_that_were_not_given) {
-  put_file("r", resource_bytes({{kError, {{"few", "%d%s"}, {"kind", "%s"}, {"fine", "%%s %x%c %d"}}}}));
-  ASSERT_NE(orb__rsrc_open("r"), nullptr);
   EXPECT_EQ(orb__rsrc_report("few", "d", 1), 0);
   EXPECT_EQ(orb__rsrc_report("kind", "d", 1), 0);
   EXPECT_EQ(orb__err, ORB_E_FORMAT);
   EXPECT_EQ(recorder.reports.size(), 2u);
-  ERR_dcl_handler(nullptr, hear, nullptr);
-  EXPECT_EQ(orb__rsrc_report("fine", "d", 1), 1);
-  EXPECT_EQ(heard, "fine,3,%s %x 1");
-  ERR_can_handler(nullptr);
+  EXPECT_EQ(ERR_stats(ERR_ERROR), 2u);
 }
 
 }  // namespace

@@ -1,13 +1,11 @@
 // The checked allocator: what it says of blocks, bounds and releases; and the allocation trace.
 #include <gtest/gtest.h>
 
-#include <cinttypes>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "orbbase/support/err.h"
@@ -61,16 +59,19 @@ std::string warning(const char* text) { return std::string("WARNING: ") + text +
 TEST(CheckedBlocks, BoundsAreThoseOfTheBlock) {
   User user;
   auto* block = static_cast<char*>(UTL_malloc(40, 4));
-  const std::string above = fatal("Ptr exceeds upper bound."), below = fatal("Ptr exceeds lower bound.");
-  for (const auto& [offset, heard] : {std::pair(0, std::string()), {39, ""}, {40, above}, {-1, below}}) {
-    char* pointer = reinterpret_cast<char*>(reinterpret_cast<intptr_t>(block) + offset);
+  const struct {
+    int32_t offset, index;  // with the same verdict
+    std::string heard;
+  } rows[] = {{0, 0, ""},
+              {39, 9, ""},
+              {40, 10, fatal("Ptr exceeds upper bound.")},
+              {INT32_MAX, INT32_MAX, fatal("Ptr exceeds upper bound.")},
+              {-1, -1, fatal("Ptr exceeds lower bound.")}};
+  for (const auto& row : rows) {
+    char* pointer = reinterpret_cast<char*>(reinterpret_cast<intptr_t>(block) + row.offset);
     EXPECT_EQ(UTL_check_pointer(block, pointer), pointer);
-    EXPECT_EQ(user.heard(), heard) << offset;
-  }
-  for (const auto& [index, heard] :
-       {std::pair(9, std::string()), {10, above}, {-1, below}, {INT32_MAX, above}}) {
-    EXPECT_EQ(UTL_check_index(block, index), index);
-    EXPECT_EQ(user.heard(), heard) << index;
+    EXPECT_EQ(UTL_check_index(block, row.index), row.index);
+    EXPECT_EQ(user.heard(), row.heard + row.heard) << row.offset;
   }
 }
 
@@ -127,27 +128,25 @@ TEST(CheckedBlocks, DeniedMemoryIsAQuestionAndANull) {
   EXPECT_EQ(user.heard(), "");
 }
 
-// More blocks than the table first holds.
-void expect_many_are_found(uint32_t count) {
-  User user;
-  std::vector<void*> blocks;
-  for (uint32_t i = 1; i <= count; ++i) blocks.push_back(UTL_malloc(4 * i, 4));
-  for (uint32_t i = 1; i <= count; i += 7) UTL_check_index(blocks[i - 1], static_cast<int32_t>(i) - 1);
-  EXPECT_EQ(user.heard(), "");
-  UTL_check_index(blocks[count / 2], static_cast<int32_t>(count / 2) + 1);
-  EXPECT_EQ(user.heard(), fatal("Ptr exceeds upper bound."));
-}
+// More blocks than the table first holds; also when the index got no memory.
+class ManyBlocks : public ::testing::TestWithParam<bool> {};
 
-TEST(CheckedBlocks, ManyBlocksAreFound) { expect_many_are_found(20000); }
-
-TEST(CheckedBlocks, ManyBlocksAreFoundThoughTheIndexGotNoMemory) {
-  {
+TEST_P(ManyBlocks, AreFound) {
+  if (GetParam()) {
     const FailAllocation fault(3);  // behind the block and the table
     UTL_malloc(1, 1);
     ASSERT_TRUE(fault.happened());
   }
-  expect_many_are_found(2000);
+  const int32_t count = GetParam() ? 2000 : 20000;
+  User user;
+  std::vector<void*> blocks;
+  for (int32_t i = 1; i <= count; ++i) blocks.push_back(UTL_malloc(static_cast<uint32_t>(4 * i), 4));
+  for (size_t i = 0; i < blocks.size(); i += 7) UTL_check_index(blocks[i], static_cast<int32_t>(i));
+  EXPECT_EQ(user.heard(), "");
+  UTL_check_index(blocks.back(), count);
+  EXPECT_EQ(user.heard(), fatal("Ptr exceeds upper bound."));
 }
+INSTANTIATE_TEST_SUITE_P(Index, ManyBlocks, ::testing::Bool());
 
 #if GTEST_HAS_DEATH_TEST
 TEST(CheckedBlocksDeathTest, AnythingButYesAborts) {
@@ -189,14 +188,12 @@ TEST(BlockIndex, keeps_the_first_entry_of_a_base_until_it_goes) {
 
 std::string trace_text() {
   std::ifstream file(".memstat");
-  std::stringstream text;
-  text << file.rdbuf();
-  return text.str();
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string line(const char* format, auto... arguments) {
-  char text[200];
-  std::snprintf(text, sizeof text, format, arguments...);
+std::string shown(const void* address) {
+  char text[40];
+  std::snprintf(text, sizeof text, "%p", address);
   return text;
 }
 
@@ -204,11 +201,11 @@ TEST(Trace, WritesALineForEveryCallWhileItIsOn) {
   ERR_free(utl__hooks.allocate(10, "before"));
   ASSERT_EQ(UTL_trace_on(), 1);
   void* block = utl__hooks.allocate(10, "rows");
-  const std::string first = line("%p", block);
+  const std::string first = shown(block);
   void* moved = utl__hooks.reallocate(block, 100000, "rows");
-  std::string expected = "malloc: ptr " + first + " size 10 name rows\n";
-  expected += "realloc: ptr from " + first + line(" to %p size 100000 name rows\n", moved);
-  expected += line("free: ptr %p name: (null)\n", moved);
+  const std::string expected = "malloc: ptr " + first + " size 10 name rows\nrealloc: ptr from " + first +
+                               " to " + shown(moved) + " size 100000 name rows\nfree: ptr " + shown(moved) +
+                               " name: (null)\n";
   EXPECT_EQ(utl__hooks.release(moved, nullptr), 1);
   EXPECT_EQ(UTL_trace_off(), 1);
   EXPECT_EQ(trace_text(), expected);
