@@ -3,6 +3,7 @@
 #include <cstring>
 #include <map>
 #include <random>
+#include <utility>
 
 #include "bench/give_up.h"
 
@@ -30,10 +31,11 @@ Plane made_noise(int32_t bits, size_t count) {
 }  // namespace
 
 Plane& noise(int32_t bits, size_t channels) {
-  static std::map<int32_t, Plane> kept;
-  const auto found = kept.find(bits);
+  static std::map<std::pair<int32_t, size_t>, Plane> kept;
+  const std::pair wanted(bits, channels);
+  const auto found = kept.find(wanted);
   if (found != kept.end()) return found->second;
-  return kept.emplace(bits, made_noise(bits, channels * kFramePixels)).first->second;
+  return kept.emplace(wanted, made_noise(bits, channels * kFramePixels)).first->second;
 }
 
 Plane& target() {
