@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <utility>
@@ -101,6 +102,11 @@ TEST_F(SettingOrigin, of_a_number_outlives_the_end_of_its_database_and_that_of_a
   EXPECT_EQ(listed("fb__default"), "ntsc @ file:2");
   EXPECT_EQ(listed("fmt__frame_rate"), "25 @ file:3");
   EXPECT_EQ(listed("clr__default_samples"), "8 @ file:4");
+  const std::filesystem::path other = folder() / "other";
+  write(other / ".orbrc", "fmt__key_default png\n");
+  environment.set("HOME", other.string());
+  FMT_exit();  // the origins of the other databases are kept beside the new file's
+  EXPECT_EQ(listed("fmt__key_default"), "png @ " + (other / ".orbrc").string() + ":1");
 }
 
 TEST_F(SettingOrigin, is_the_variable_or_the_application) {
