@@ -106,7 +106,7 @@ TEST_F(SettingOrigin, of_a_number_outlives_the_end_of_its_database_and_that_of_a
   write(other / ".orbrc", "fmt__key_default png\n");
   environment.set("HOME", other.string());
   FMT_exit();  // the origins of the other databases are kept beside the new file's
-  EXPECT_EQ(listed("fmt__key_default"), "png @ " + (other / ".orbrc").string() + ":1");
+  EXPECT_EQ(listed("fmt__key_default"), "png @ " + other.string() + "/.orbrc:1");
 }
 
 TEST_F(SettingOrigin, is_the_variable_or_the_application) {
