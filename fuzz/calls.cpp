@@ -15,6 +15,7 @@
 #include "input_file.h"
 #include "orbbase/imp.h"
 #include "orbbase/operators.h"
+#include "orbbase/registry.h"
 #include "whole_file.h"
 
 namespace {

@@ -1,6 +1,7 @@
 // A file from a stranger, for the format ORB_FUZZ_KEY: is it one, what does it hold, and every row of every image.
 // Nothing is limited here: whatever a header claims has to be borne by the library with the limits it comes with.
 #include "input_file.h"
+#include "orbbase/registry.h"
 #include "whole_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

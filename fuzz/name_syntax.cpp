@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "orbbase/naming.h"
+#include "orbbase/registry.h"
 
 namespace {
 

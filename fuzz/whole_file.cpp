@@ -1,4 +1,5 @@
 #include "whole_file.h"
+#include "orbbase/registry.h"
 
 #include <dlfcn.h>
 

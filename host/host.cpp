@@ -14,6 +14,7 @@
 #include "folders.h"
 #include "modules.h"
 #include "orbbase/core.h"
+#include "orbbase/registry.h"
 #include "orbbase/support/err.h"
 
 namespace orb::host {

@@ -1,5 +1,5 @@
-/* What the author of a format driver needs beside core.h: the library's messages about files and scanlines,
- * so that every driver says the same thing in the same words. */
+/* What the author of a format driver needs beside core.h and registry.h: the library's messages about files and
+ * scanlines, so that every driver says the same thing in the same words. */
 #ifndef ORBBASE_DRIVER_H
 #define ORBBASE_DRIVER_H
 

@@ -122,7 +122,7 @@ ORB_API ORB_IMAGE* IMP_open(ORB_IMAGE* context, const IMP_PROCESS* process, cons
 /* Takes a generator off that is on top of the handle.
  *
  * Returns 1 when one was and is gone, or when the handle has no private data (or is NULL); 0, with nothing changed,
- * when something else is on top. Reports nothing. */
+ * when something else is on top. Reports nothing. Threads: as orb__remove_layer. */
 ORB_API int32_t IMP_remove(ORB_IMAGE* image);
 
 /* ---- The database -------------------------------------------------------------------------------------- */

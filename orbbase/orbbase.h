@@ -8,6 +8,7 @@
 #include "orbbase/imp.h"
 #include "orbbase/naming.h"
 #include "orbbase/operators.h"
+#include "orbbase/registry.h"
 #include "orbbase/response.h"
 #include "orbbase/str.h"
 #include "orbbase/support/err.h"

@@ -28,6 +28,7 @@
 
 #include "orbbase/core.h"
 #include "orbbase/driver.h"
+#include "orbbase/registry.h"
 
 namespace {
 

@@ -64,10 +64,12 @@ int32_t HOST_start(void* catalogue);
  * modules. Returns ORB_exit's result, 0. Threads: as HOST_start. */
 int32_t HOST_stop(void);
 
-/* The module files that were looked at, in the order of the search; null past the last. Reports nothing. */
+/* The module files that were looked at, in the order of the search; null past the last. Reports nothing. Threads: any,
+ * between HOST_start and HOST_stop. */
 const HOST_CANDIDATE* HOST_candidate(int32_t index);
 
-/* The folders of the search, in order, whether or not they exist; null past the last. Reports nothing. */
+/* The folders of the search, in order, whether or not they exist; null past the last. Reports nothing.
+ * Threads: as HOST_candidate. */
 const HOST_FOLDER* HOST_folder(int32_t index);
 
 /* Why files of a kind cannot be opened, when a plug-in for them is present but not in use.
@@ -75,7 +77,8 @@ const HOST_FOLDER* HOST_folder(int32_t index);
  * file_name_or_key  a file's name, or a format key.
  *
  * Returns the first refused module of that kind (its key equals the argument, or the name's extension without
- * the dot), or null when there is none or when a module of that kind is in use. Reports nothing. */
+ * the dot), or null when there is none or when a module of that kind is in use. Reports nothing.
+ * Threads: as HOST_candidate. */
 const HOST_CANDIDATE* HOST_explain(const char* file_name_or_key);
 
 #if defined(__cplusplus)

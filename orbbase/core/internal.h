@@ -11,6 +11,7 @@
 #include "orbbase/core.h"
 #include "orbbase/core/growable.h"
 #include "orbbase/platform/platform.h"
+#include "orbbase/registry.h"
 #include "orbbase/support/config/integer.h"
 #include "orbbase/support/containers/list.h"
 #include "orbbase/support/err/internal.h"

@@ -24,6 +24,7 @@ struct Variable {
 constexpr Variable kVariables[] = {
     {"HOME", ""},         {"QV_ROOT", "/usr/zt/"}, {"QV_ORB_MULTIFRAME_OPEN", "15"},
     {"QV_JOB_NUM", "-1"}, {"QV_IMG_DIR", ""},      {"QV_TEX_DIR", ""},
+    {"QV_BIN_DIR", ""},
 };
 
 struct Limit {

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "orbbase/naming/internal.h"
+#include "orbbase/registry.h"
 
 namespace orb::naming {
 namespace {

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "orbbase/core.h"
+#include "orbbase/registry.h"
 #include "reports.h"
 
 namespace orb::plugin {

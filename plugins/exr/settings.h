@@ -6,6 +6,7 @@
 #include <span>
 
 #include "orbbase/core.h"
+#include "orbbase/registry.h"
 
 namespace orb::exr {
 

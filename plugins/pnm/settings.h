@@ -7,6 +7,7 @@
 
 #include "kinds.h"
 #include "orbbase/core.h"
+#include "orbbase/registry.h"
 
 namespace orb::pnm {
 

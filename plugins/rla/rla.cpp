@@ -1,5 +1,6 @@
 // The module of the library's own format: the driver is in the library, its names are here.
 #include "orbbase/formats/rla.h"
+#include "orbbase/registry.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
 // The module of the older revision of the library's own format, which is only read: the same driver, which takes
 // the key or the ending for the word that a file has the field of that revision.
 #include "orbbase/formats/rla.h"
+#include "orbbase/registry.h"
 
 namespace {
 

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "orbbase/core.h"
+#include "orbbase/registry.h"
 #include "plugins/common/palette.h"
 
 namespace orb::tiff {

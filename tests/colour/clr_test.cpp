@@ -8,7 +8,7 @@
 
 #include "orbbase/colour/clr_observer.h"
 #include "orbbase/colour/internal.h"
-#include "orbbase/core.h"
+#include "orbbase/registry.h"
 #include "tests/support/config/configuration.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/number_text.h"

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <tuple>
 
+#include "orbbase/registry.h"
 #include "tests/core/limits_kept.h"
 #include "tests/core/picture.h"
 #include "tests/support/fail_allocation.h"

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "orbbase/core/drivers/drivers.h"
+#include "orbbase/registry.h"
 #include "tests/core/files.h"
 #include "tests/core/picture.h"
 #include "tests/core/posix_files.h"

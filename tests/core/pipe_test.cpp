@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "orbbase/core/drivers/drivers.h"
+#include "orbbase/registry.h"
 #include "tests/core/driver_contract.h"
 #include "tests/core/files.h"
 #include "tests/support/image_owner.h"

@@ -8,6 +8,7 @@
 
 #include "orbbase/clr.h"
 #include "orbbase/core.h"
+#include "orbbase/registry.h"
 #include "tests/support/config/configuration.h"
 #include "tests/support/fail_allocation.h"
 
@@ -18,7 +19,7 @@ using namespace orb::testing;
 class SettingOrigin : public ConfigurationTest {
  protected:
   SettingOrigin() {
-    for (const char* name : {"QV_ORB_MULTIFRAME_OPEN", "QV_JOB_NUM", "QV_IMG_DIR", "QV_TEX_DIR"})
+    for (const char* name : {"QV_ORB_MULTIFRAME_OPEN", "QV_JOB_NUM", "QV_IMG_DIR", "QV_TEX_DIR", "QV_BIN_DIR"})
       environment.unset(name);
   }
 
@@ -45,7 +46,7 @@ TEST_F(SettingOrigin, is_built_in_for_everything_when_nobody_says_otherwise) {
     EXPECT_STREQ(setting.origin, "built-in") << setting.name;
     EXPECT_EQ(setting.line, 0) << setting.name;
   }
-  EXPECT_EQ(names.size(), 11u + 2 + 10 + 6 + 5);
+  EXPECT_EQ(names.size(), 11u + 2 + 10 + 7 + 5);
   EXPECT_EQ(names["framebuffer"], 3);
   EXPECT_EQ(names["clr__sample_bins"], 10);
   const std::pair<const char*, const char*> rows[] = {{"fmt__gamma_default", "2.2"},

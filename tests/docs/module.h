@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "orbbase/core.h"
+#include "orbbase/registry.h"
 
 namespace orb::testing {
 

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "orbbase/operators.h"
+#include "orbbase/registry.h"
 #include "tests/host/module_folders.h"
 
 using ::testing::HasSubstr;

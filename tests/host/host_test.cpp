@@ -1,3 +1,4 @@
+#include "orbbase/registry.h"
 #include "tests/host/module_folders.h"
 
 #ifndef _WIN32

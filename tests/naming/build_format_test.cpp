@@ -3,6 +3,7 @@
 
 #include <fstream>
 
+#include "orbbase/registry.h"
 #include "tests/naming/built.h"
 #include "tests/support/fail_allocation.h"
 #include "tests/support/plugins.h"

@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "orbbase/naming/internal.h"
+#include "orbbase/registry.h"
 #include "tests/naming/built.h"
 #include "tests/support/plugins.h"
 

@@ -9,6 +9,7 @@
 
 #include "orbbase/naming.h"
 #include "orbbase/operators.h"
+#include "orbbase/registry.h"
 #include "tests/plugins/common/formats.h"
 
 namespace orb::testing {

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "orbbase/core.h"
+#include "orbbase/registry.h"
 #include "tests/trust/scenarios.h"
 
 namespace orb::testing {

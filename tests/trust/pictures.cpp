@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "orbbase/core.h"
+#include "orbbase/registry.h"
 #include "tests/trust/scenarios.h"
 
 namespace orb::testing {

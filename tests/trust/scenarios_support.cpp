@@ -9,6 +9,7 @@
 #include "orbbase/clr.h"
 #include "orbbase/core.h"
 #include "orbbase/naming.h"
+#include "orbbase/registry.h"
 #include "orbbase/response.h"
 #include "orbbase/str.h"
 #include "orbbase/support/fmt.h"

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "orbbase/core.h"
+#include "orbbase/registry.h"
 
 namespace orb::tool {
 

@@ -9,6 +9,7 @@
 #include "at_work.h"
 #include "exit_codes.h"
 #include "orbbase/host.h"
+#include "orbbase/registry.h"
 #include "reports.h"
 
 namespace orb::tool {

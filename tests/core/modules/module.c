@@ -11,6 +11,7 @@
 
 #include "orbbase/core.h"
 #include "orbbase/driver.h"
+#include "orbbase/registry.h"
 
 #ifndef KEY
 #define KEY "good"

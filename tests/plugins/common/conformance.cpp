@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "orbbase/driver.h"
+#include "orbbase/registry.h"
 #include "tests/support/fail_allocation.h"
 
 namespace orb::testing {

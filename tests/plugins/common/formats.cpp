@@ -1,4 +1,5 @@
 #include "formats.h"
+#include "orbbase/registry.h"
 
 #include <dlfcn.h>
 

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include "orbbase/registry.h"
 #include <thread>
 
 #include "tests/plugins/common/conformance.h"

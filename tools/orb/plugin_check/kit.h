@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "orbbase/core.h"
+#include "orbbase/registry.h"
 
 namespace orb::tool::plugin_check {
 
@@ -26,7 +27,6 @@ class Kit {
 
   // Its registration; null when the library did not take it.
   [[nodiscard]] const ORB_FORMAT* format() const { return format_; }
-  [[nodiscard]] const std::string& module() const { return module_; }
   [[nodiscard]] bool reads() const { return (format_->access & ORB_ACCESS_READ) != 0; }
   [[nodiscard]] bool writes() const { return (format_->access & ORB_ACCESS_WRITE) != 0; }
 
