@@ -66,7 +66,8 @@ extern ORB_API UTL_HOOKS utl__hooks;
 ORB_API int32_t UTL_trace_on(void);
 
 /* Ends a trace when it was called as often as UTL_trace_on: closes the file and puts the hooks back. Otherwise it
- * only counts; without a trace it does nothing. Returns 1. */
+ * only counts; without a trace it does nothing. A file that has not taken all lines is told on standard error.
+ * Returns 1. */
 ORB_API int32_t UTL_trace_off(void);
 
 /* Hands the trace, as written so far, to the summary tool: runs, by the system's command processor, the value of

@@ -12,7 +12,7 @@ size_t BlockIndex::first_slot(const void* base) const {
   return static_cast<size_t>(mixed >> 32) & (size_ - 1);
 }
 
-// Keeps a third of the slots empty; on the way the removed ones go.
+// Keeps a third of the slots empty.
 bool BlockIndex::make_room() {
   if (is_given_up_) return false;
   if (used_ * 3 < size_ * 2) return true;
@@ -32,32 +32,38 @@ bool BlockIndex::make_room() {
 
 void BlockIndex::insert(const void* base, uint32_t entry) {
   if (!base || !make_room()) return;
-  size_t at = first_slot(base);
-  for (; slots_[at].base || slots_[at].entry == kRemoved; at = (at + 1) & (size_ - 1)) {
-    if (slots_[at].base == base) return;
-  }
-  slots_[at] = {base, entry};
+  Slot& slot = slots_[slot_of(base)];
+  if (slot.base) return;
+  slot = {base, entry};
   ++used_;
+}
+
+// The slot that holds the base, or the empty one at which the search for it ends. There are slots.
+size_t BlockIndex::slot_of(const void* base) const {
+  size_t at = first_slot(base);
+  while (slots_[at].base && slots_[at].base != base) at = (at + 1) & (size_ - 1);
+  return at;
 }
 
 uint32_t BlockIndex::find(const void* base) const {
   if (size_ == 0 || !base) return kNone;
-  for (size_t at = first_slot(base);; at = (at + 1) & (size_ - 1)) {
-    const Slot& slot = slots_[at];
-    if (slot.base == base) return slot.entry;
-    if (!slot.base && slot.entry != kRemoved) return kNone;
-  }
+  const Slot& slot = slots_[slot_of(base)];
+  return slot.base ? slot.entry : kNone;
 }
 
+// What stands behind the gap moves up into it where its own search would come past, so that no mark has to stay.
 void BlockIndex::remove(const void* base) {
   if (size_ == 0 || !base) return;
-  for (size_t at = first_slot(base);; at = (at + 1) & (size_ - 1)) {
-    Slot& slot = slots_[at];
-    if (!slot.base && slot.entry != kRemoved) return;
-    if (slot.base != base) continue;
-    slot = {nullptr, kRemoved};
-    return;
+  const size_t mask = size_ - 1;
+  size_t gap = slot_of(base);
+  if (!slots_[gap].base) return;
+  for (size_t at = (gap + 1) & mask; slots_[at].base; at = (at + 1) & mask) {
+    if (((at - first_slot(slots_[at].base)) & mask) < ((at - gap) & mask)) continue;
+    slots_[gap] = slots_[at];
+    gap = at;
   }
+  slots_[gap] = {};
+  --used_;
 }
 
 }  // namespace orb::utl

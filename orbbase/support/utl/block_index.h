@@ -23,17 +23,17 @@ class BlockIndex {
 
  private:
   struct Slot {
-    const void* base;  // null: empty, or kRemoved
+    const void* base;  // null: empty
     uint32_t entry;
   };
-  static constexpr uint32_t kRemoved = UINT32_MAX - 1;  // entry of a slot whose base went
 
   [[nodiscard]] size_t first_slot(const void* base) const;
+  [[nodiscard]] size_t slot_of(const void* base) const;
   [[nodiscard]] bool make_room();
 
   Slot* slots_ = nullptr;
   size_t size_ = 0;  // slots, a power of two
-  size_t used_ = 0;  // of bases that are there or were
+  size_t used_ = 0;
   bool is_given_up_ = false;
 };
 

@@ -72,7 +72,10 @@ int32_t UTL_trace_on(void) {
 int32_t UTL_trace_off(void) {
   using namespace orb::utl;
   if (state.depth == 0 || --state.depth != 0) return 1;
-  if (state.file) std::fclose(state.file);
+  if (state.file) {
+    const bool has_failed = std::ferror(state.file) != 0;
+    if (std::fclose(state.file) != 0 || has_failed) std::fputs(" yow - can't write vm stat file\n", stderr);
+  }
   state.file = nullptr;
   utl__hooks = kPlain;
   return 1;
