@@ -101,16 +101,20 @@ int32_t refuse(int32_t message) {
   return fail(ORB_E_HANDLE);
 }
 
-// Whether there are samples that a composed curve of bytes can serve: integers of up to 8 bits, on writing of
-// exactly 8 where the table is to be made of them, or real ones.
-bool is_applicable(const ORB_IMAGE& image) {
+// Integers of more bits than the tables' are refused even where there is nothing to correct.
+bool is_within_tables(const ORB_IFD& ifd) {
+  const bool is_wide = ifd.color.type == ORB_C_INTEGER && ifd.color.width > kByteBits;
+  return !is_wide || (refuse(ORB_MSG_IMAGE_WIDTH), false);
+}
+
+// Whether there are samples for a composed curve of bytes: on writing integers of exactly 8 bits where the table is
+// to be made of them.
+bool has_samples(const ORB_IMAGE& image) {
   const ORB_IFD& ifd = image.info.images[0];
-  const bool is_integer = ifd.color.type == ORB_C_INTEGER;
-  const bool is_narrow =
-      ifd.color.width < kByteBits && image.mode == ORB_MODE_WRITE && ifd.curve.kind == ORB_CURVE_GAMMA;
-  if (is_integer && (ifd.color.width > kByteBits || is_narrow)) return refuse(ORB_MSG_IMAGE_WIDTH), false;
-  if (ifd.color.count < 1) return refuse(ORB_MSG_CANNOT_HANDLE), false;
-  return true;
+  const bool is_narrow = ifd.color.type == ORB_C_INTEGER && ifd.color.width < kByteBits &&
+                         image.mode == ORB_MODE_WRITE && ifd.curve.kind == ORB_CURVE_GAMMA;
+  if (is_narrow) return refuse(ORB_MSG_IMAGE_WIDTH), false;
+  return ifd.color.count >= 1 || (refuse(ORB_MSG_CANNOT_HANDLE), false);
 }
 
 // Makes a curve that is described by its gamma ready to be tabulated.
@@ -203,10 +207,12 @@ ORB_IMAGE* ORB__gamma(ORB_IMAGE* image, ORB_RESPONSE_CURVE* requested) {
   using namespace orb;
   using namespace orb::op;
   if (!requested) return set_error(ORB_E_HANDLE), image;
-  if (!can_carry(kName, image, image ? image->mode : 0) || !is_applicable(*image)) return image;
+  if (!can_carry(kName, image, image ? image->mode : 0) || !is_within_tables(image->info.images[0]))
+    return image;
   const ORB_RESPONSE_CURVE& own = image->info.images[0].curve;
   const bool are_gammas = own.kind == ORB_CURVE_GAMMA && requested->kind == ORB_CURVE_GAMMA;
   if (are_gammas && own.gamma == requested->gamma) return image;
+  if (!has_samples(*image)) return image;
   install(*image, *requested);
   return image;
 }

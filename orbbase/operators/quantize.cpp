@@ -212,7 +212,8 @@ ORB_IMAGE* ORB__quantize(ORB_IMAGE* image, uint32_t flags, const ORB_QUANTIZE_TA
   if (!applies(image->info.images[0], is_reading)) return image;
   const ORB_QUANTIZE_TARGET* const targets[] = {color, matte, aux};
   for (size_t i = 0; i < kClassCount; ++i) {
-    if (targets[i] && check_target(*targets[i], kGroupRules[i]) != ORB_OK) return image;
+    const bool has_channels = (image->info.images[0].*kGroupRules[i].group).count > 0;
+    if (targets[i] && has_channels && check_target(*targets[i], kGroupRules[i]) != ORB_OK) return image;
   }
   install(*image, targets, is_reading);
   return image;

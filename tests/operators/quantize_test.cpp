@@ -142,7 +142,8 @@ TEST(Quantize, OtherDifferencesChangeTheDescriptionAlone) {
   const auto raw = read_line<uint8_t>(image.get(), 1, 3, 7);
   const ORB_QUANTIZE_TARGET wide = {ORB_C_DOUBLE, 64};
   const ORB_QUANTIZE_TARGET words = {ORB_C_INTEGER, 16};
-  ORB__quantize(image.get(), ORB_MODE_READ, &wide, &words, nullptr);
+  const ORB_QUANTIZE_TARGET none = {};  // of no channels, and so of no matter
+  ORB__quantize(image.get(), ORB_MODE_READ, &wide, &words, &none);
   EXPECT_EQ(image->info.images[0].color.type, uint32_t{ORB_C_DOUBLE});
   EXPECT_EQ(image->info.images[0].matte.width, 16);
   const auto seen = read_line<uint8_t>(image.get(), 1, 3, 14);
