@@ -21,7 +21,7 @@ const SampleCoder& some_coder(const ORB_CHANNELS& group) {
 
 }  // namespace
 
-int32_t lay_out(const ORB_IFD& ifd, const char* key, Layout& layout_out) {
+int32_t lay_out(const ORB_IFD& ifd, const char* key, EmptyGroups empty, Layout& layout_out) {
   if (ifd.color.count > 0 && ifd.color.type == ORB_C_INTEGER && ifd.color.width <= 0) {
     orb__report(ORB_MSG_IMAGE_WIDTH, key);
     return fail(ORB_E_HANDLE);
@@ -29,7 +29,8 @@ int32_t lay_out(const ORB_IFD& ifd, const char* key, Layout& layout_out) {
   ORB_IFD filled = ifd;
   filled.index = kNoChannels;
   for (ORB_CHANNELS ORB_IFD::*group : kGroups) {
-    if ((filled.*group).count == 0) filled.*group = kNoChannels;
+    const bool has_its_type_checked = empty == EmptyGroups::of_known_types && (filled.*group).type == 0;
+    if ((filled.*group).count == 0 && !has_its_type_checked) filled.*group = kNoChannels;
   }
   const int32_t code = lay_out_rows(filled, key, "ORB_open", layout_out.rows);
   if (code != ORB_OK) return code;

@@ -15,9 +15,12 @@ struct Layout {
   uint64_t table_bytes;  // of the offset table
 };
 
-// Lays out the rows of a descriptor with sound windows. Groups without channels may be of any type and width.
-// Returns 0 or the code, reported: -16 for a type or width, -10 for channels or rows over their limit.
-[[nodiscard]] int32_t lay_out(const ORB_IFD& ifd, const char* key, Layout& layout_out);
+// Groups without channels: a writer takes any, in a file their type must be a known one. Their width never matters.
+enum class EmptyGroups { of_any_type, of_known_types };
+
+// Lays out the rows of a descriptor with sound windows. Returns 0 or the code, reported: -16 for a type or
+// width, -10 for channels or rows over their limit.
+[[nodiscard]] int32_t lay_out(const ORB_IFD& ifd, const char* key, EmptyGroups empty, Layout& layout_out);
 
 // The bytes of a descriptor's offset table.
 [[nodiscard]] uint64_t table_bytes_of(const ORB_IFD& ifd);

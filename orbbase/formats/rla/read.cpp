@@ -101,7 +101,7 @@ int32_t read_header(Input& input, Found& found, ORB_INFO& info, uint64_t positio
   const uint64_t table_bytes = table_bytes_of(ifd);
   if (!input.window.take(image.table_position, table_bytes)) return cannot_take(input.window, info.handle);
   if (!row_is_possible(input.window, ifd)) return not_rla(info.handle);
-  code = lay_out(ifd, key_of(info), image.layout);
+  code = lay_out(ifd, key_of(info), EmptyGroups::of_known_types, image.layout);
   image.most_block_bytes = most_block_bytes(ifd, static_cast<uint64_t>(image.layout.rows.width()));
   *next_out = header.revision == kCurrentRevision ? static_cast<uint64_t>(header.next) : 0;
   return code;

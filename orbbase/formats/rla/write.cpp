@@ -73,7 +73,7 @@ bool prepare_image(const ORB_INFO& info, int32_t index, WriteImage& image, uint6
   Header header;
   fill_header(info, ifd, header);
   if (!is_storable(header)) return cannot_write(info.handle, "its numbers do not fit the header");
-  if (lay_out(ifd, key_of(info), image.layout) != ORB_OK) return false;
+  if (lay_out(ifd, key_of(info), EmptyGroups::of_any_type, image.layout) != ORB_OK) return false;
   if (!rows_fit_blocks(image.layout)) return cannot_write(info.handle, "its rows are too long");
   const uint64_t head_bytes = kHeaderBytes + image.layout.table_bytes;
   held_bytes += head_bytes;

@@ -96,6 +96,7 @@ TEST_F(Rla, a_damaged_header_is_refused_by_the_open_and_where_it_matters_by_the_
     EXPECT_EQ(recorder.texts() == kNotRla, row.code == -8) << row.what;
     EXPECT_EQ(recorder.reports.size(), 1U) << row.what;
   }
+  EXPECT_EQ(open_and_read(RlaFile().aux(0, 3, 8).bytes()), -16) << "the type of no channels";
 }
 
 TEST_F(Rla, a_chain_of_images_must_end_within_file_and_limit) {

@@ -44,7 +44,7 @@ TEST_F(Rla, reads_every_type_and_width_in_every_group_and_window) {
   };
   std::vector<std::array<Group, 3>> small = {
       {{{1, 0, 12, 2}, {1, 0, 0, 1}, {2, 0, -1, 1}}},  // below 1: of one byte
-      {{{0, 3, 99, 1}, {0, 0, 8, 1}, {0, 0, 8, 1}}}};
+      {{{0, 0, 99, 1}, {0, 0, 8, 1}, {0, 0, 8, 1}}}};
   constexpr Group kKinds[] = {{2, 0, 1, 1},  {2, 0, 8, 1},  {2, 0, 9, 2}, {2, 0, 16, 2}, {2, 0, 17, 4},
                               {2, 0, 32, 4}, {2, 4, 32, 4}, {2, 4, 0, 4}, {2, 5, 64, 8}, {2, 5, 8, 8}};
   for (const Group& kind : kKinds) {
