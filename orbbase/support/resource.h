@@ -37,7 +37,7 @@ typedef struct ORB_RSRC_ITEM {
   const char* name;    /* lives as long as the file is open */
   uint32_t offset;     /* of its data, as the file claims; 0 for one that is not saved yet */
   uint32_t data_bytes; /* as the file claims */
-  int32_t is_deleted;  /* 1: kept in the list only until the file is saved */
+  int32_t is_deleted;  /* 1: no save writes it; shown until the file is closed */
 } ORB_RSRC_ITEM;
 
 /* Takes one line of a dump, without a line end; valid during the call only. user_data is orb__rsrc_init's. */

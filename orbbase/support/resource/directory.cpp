@@ -26,6 +26,11 @@ bool short_read(const File& file) {
   return not_whole(file, "it ends too soon");
 }
 
+bool seek_in(const File& file, uint64_t position) {
+  return seek_to(file.stream.get(), position) ||
+         fail_with(kCannotRead, ORB_E_READ, file.path, std::strerror(errno));
+}
+
 // Room for count records in the file's arena.
 template <class T>
 T* take_records(File& file, uint64_t count) {
@@ -51,7 +56,7 @@ bool read_types(File& file) {
   }
   if (bytes == 0) return true;
   if (file.directory_offset < kHeaderBytes) return not_whole(file, "its directory lies over its header");
-  if (!seek_to(file.stream.get(), file.directory_offset)) return short_read(file);
+  if (!seek_in(file, file.directory_offset)) return false;
   file.types = take_records<Type>(file, file.type_count);
   if (!file.types) return fail_for_memory();
   return std::ranges::all_of(file.known_types(), [&](Type& type) { return read_type(file, type); });
@@ -97,7 +102,7 @@ bool read_list(File& file, Type& type, const Type* next) {
   if (type.resource_count > left_bytes / kLeastEntryBytes) {
     return not_whole(file, "a list runs into what lies behind it");
   }
-  if (!seek_to(file.stream.get(), type.list_offset)) return short_read(file);
+  if (!seek_in(file, type.list_offset)) return false;
   type.resources = take_records<Resource>(file, type.resource_count);
   if (!type.resources) return fail_for_memory();
   for (Resource& resource : type.sorted()) {

@@ -111,8 +111,9 @@ const uint8_t* load(File& file, Resource& resource) {
   }
   file.loaded_bytes += bytes;
   std::FILE* stream = file.stream.get();
-  if (bytes > 0 && (!seek_to(stream, resource.offset) || !read_bytes(stream, data, bytes))) {
-    const char* reason = std::ferror(stream) ? std::strerror(errno) : "it ends too soon";
+  const bool is_placed = bytes == 0 || seek_to(stream, resource.offset);
+  if (!is_placed || (bytes > 0 && !read_bytes(stream, data, bytes))) {
+    const char* reason = !is_placed || std::ferror(stream) ? std::strerror(errno) : "it ends too soon";
     fail_with(kCannotRead, ORB_E_READ, file.path, reason);
     return nullptr;
   }
