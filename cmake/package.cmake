@@ -1,5 +1,5 @@
 # What an installed ORBbase offers to others: find_package(ORBbase) with ORBbase::orbbase and ORBbase::host,
-# and pkg-config orbbase.
+# and pkg-config orbbase and orbbase-host.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ORBbase)
@@ -14,10 +14,15 @@ install(FILES ${CMAKE_BINARY_DIR}/ORBbaseConfig.cmake ${CMAKE_BINARY_DIR}/ORBbas
 # Relative to the file's own place, so that an installed tree can be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
-configure_file(cmake/orbbase.pc.in ${CMAKE_BINARY_DIR}/orbbase.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/orbbase.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
+foreach(package orbbase orbbase-host)
+  configure_file(cmake/${package}.pc.in ${CMAKE_BINARY_DIR}/${package}.pc @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/${package}.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
+endforeach()
 
-install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md LICENSE
+        DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+        PATTERN man EXCLUDE PATTERN reference EXCLUDE PATTERN examples/CMakeLists.txt EXCLUDE)
 
 get_property(ORB_PLUGIN_FAMILIES GLOBAL PROPERTY ORB_PLUGIN_FAMILIES)
 if(ORB_PLUGIN_FAMILIES)

@@ -1,9 +1,10 @@
 // The layout of a pipe stream's header: one table that the writer and the reader walk. docs/pipe-stream.md
 // says the same in words.
 //
-//   prologue     magic word, version, number of header bytes
-//   header       words and texts of the file, of its image, the tables of its response curve, its lookup
-//   table rows         the packed active samples of the active lines, in file order end mark
+// - prologue: magic word, version, number of header bytes
+// - header: words and texts of the file and of its image, the tables of its response curve, its lookup table
+// - rows: the packed active samples of the active lines, in file order
+// - end mark
 #pragma once
 
 #include <cstddef>

@@ -274,8 +274,7 @@ static void cut_description(ORB_INFO* info) {
 ORB_PLUGIN_API int32_t imageWriteOpen(ORB_IMAGE* image) {
   const int accepts_all =
       is(defect_of(image->info.handle), "accepts_all_types") && image->info.image_count == 1;
-  if (!accepts_all && !can_hold(&image->info))
-    return is(DEFECT, "refuses_without_code") ? (orb__err = ORB_OK, 0) : 0;
+  if (!accepts_all && !can_hold(&image->info)) return 0;
   if (is(DEFECT, "refuses_its_claim")) return refuse_picture(ORB_MSG_CANNOT_HANDLE);
   File* const file = new_file(image, "wb");
   if (!file) return 0;
