@@ -1,10 +1,12 @@
 #include "description.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 
 namespace orb::plugin {
 namespace {
@@ -12,22 +14,17 @@ namespace {
 constexpr uint64_t kAllAssumed = ORB_ASSUMED_GAMMA | ORB_ASSUMED_PRIMARIES | ORB_ASSUMED_PIXEL_ASPECT |
                                  ORB_ASSUMED_FRAME_RATE | ORB_ASSUMED_FRAME_NUMBER;
 
-void drop(char*& text) {
-  ERR_free(text);
-  text = nullptr;
-}
-
 void drop_texts(ORB_INFO& info) {
   for (char** text : {&info.text1, &info.text4, &info.text5, &info.text6, &info.text7, &info.text8,
                       &info.text9, &info.text10}) {
-    drop(*text);
+    drop_text(*text);
   }
 }
 
 void reset_numbers(ORB_INFO& info) {
   ORB_INFO fresh;
   ORB_info_init(&fresh);
-  std::memcpy(info.chromaticity, fresh.chromaticity, sizeof info.chromaticity);
+  reset_primaries(info);
   info.job_number = fresh.job_number;
   info.frame_number = fresh.frame_number;
   info.frame_rate = fresh.frame_rate;
@@ -38,15 +35,10 @@ void reset_numbers(ORB_INFO& info) {
   info.word_f = 0;
 }
 
-void reset_curve(ORB_RESPONSE_CURVE& curve) {
-  if (curve.kind != ORB_CURVE_GAMMA) ORB_response_curve_done(&curve);
-  curve = {ORB_CURVE_GAMMA, 2.2F, 0, 1, 256, ORB_C_INTEGER, 12, nullptr};
-}
-
 void reset_picture(ORB_IFD& ifd) {
   reset_curve(ifd.curve);
-  drop(ifd.name);
-  for (ORB_CHANNELS* group : {&ifd.color, &ifd.matte, &ifd.aux, &ifd.index}) drop(group->name);
+  drop_text(ifd.name);
+  for (ORB_CHANNELS* group : {&ifd.color, &ifd.matte, &ifd.aux, &ifd.index}) drop_text(group->name);
   if (ifd.color.count != 0) ifd.index.count = 0;
   ifd.image_kind = 1;
   ifd.aspect_kind = 1;
@@ -55,6 +47,39 @@ void reset_picture(ORB_IFD& ifd) {
 }  // namespace
 
 bool is_given(const char* text) { return text && *text != '\0' && std::strcmp(text, "unknown") != 0; }
+
+void drop_text(char*& text) {
+  ERR_free(text);
+  text = nullptr;
+}
+
+bool is_local_date(const char* text) {
+  constexpr std::string_view kForm = "dddd:dd:dd dd:dd:dd";
+  const auto fits = [](char form, char c) { return form == 'd' ? c >= '0' && c <= '9' : form == c; };
+  const std::string_view date = text;
+  return std::equal(kForm.begin(), kForm.end(), date.begin(), date.end(), fits);
+}
+
+void reset_curve(ORB_RESPONSE_CURVE& curve) {
+  if (curve.kind != ORB_CURVE_GAMMA) ORB_response_curve_done(&curve);
+  curve = {ORB_CURVE_GAMMA, 2.2F, 0, 1, 256, ORB_C_INTEGER, 12, nullptr};
+}
+
+void reset_primaries(ORB_INFO& info) {
+  ORB_INFO fresh;
+  ORB_info_init(&fresh);
+  std::memcpy(info.chromaticity, fresh.chromaticity, sizeof info.chromaticity);
+  info.word_e |= ORB_ASSUMED_PRIMARIES;
+}
+
+bool has_matte_named(const ORB_IFD& ifd, const char* name) {
+  return ifd.matte.count > 0 && ifd.matte.name && std::strcmp(ifd.matte.name, name) == 0;
+}
+
+void warn_of_associated(Stream& stream, const ORB_IFD& ifd) {
+  if (!has_matte_named(ifd, kAssociated)) return;
+  warn(stream, "the matte is named associated; the format's colours are taken as not multiplied by it");
+}
 
 bool settle_date(char*& date) {
   constexpr size_t kRoom = 32;
@@ -116,7 +141,7 @@ void keep_only(ORB_INFO& info, uint32_t kept) {
   declare(info, ORB_ASSUMED_PIXEL_ASPECT);
 }
 
-void drop_description(ORB_INFO& info) { drop(info.text3); }
+void drop_description(ORB_INFO& info) { drop_text(info.text3); }
 
 void drop_pixel_aspect(ORB_INFO& info) {
   info.images[0].pixel_aspect = 1.0F;

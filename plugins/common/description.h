@@ -24,8 +24,22 @@ constexpr uint64_t given_row_bytes(uint64_t pixels, uint64_t sample_bytes) {
 // Whether a text is there: the core puts "unknown" where the application left one out.
 bool is_given(const char* text);
 
-// Makes a date that is the core's own stamp, seconds since 1970 in braces, one of the form "YYYY:MM:DD hh:mm:ss",
-// local time. What is no such stamp stays. False, with orb__err -10, when memory ran out.
+// What the name of a matte group may say: whether the colours are multiplied by the matte.
+inline constexpr const char* kAssociated = "associated";
+inline constexpr const char* kSeparate = "separate";
+bool has_matte_named(const ORB_IFD& ifd, const char* name);
+
+// For a writer of a format whose colours are by definition not multiplied by the matte: warns when the name says that
+// they are.
+void warn_of_associated(Stream& stream, const ORB_IFD& ifd);
+
+void drop_text(char*& text);
+
+// Whether a date is of the form "YYYY:MM:DD hh:mm:ss", which is local time.
+bool is_local_date(const char* text);
+
+// Makes a date that is the core's own stamp, seconds since 1970 in braces, one of that form. What is no such stamp
+// stays. False, with orb__err -10, when memory ran out.
 [[nodiscard]] bool settle_date(char*& date);
 
 // Whether the file declares, or is to declare, what these ORB_ASSUMED_ bits stand for, and the mark that it does.
@@ -34,6 +48,8 @@ inline void declare(ORB_INFO& info, uint64_t assumed) { info.word_e &= ~assumed;
 
 // What a description says where nobody said anything.
 inline constexpr float kInitialFrameRate = 29.97F;
+void reset_curve(ORB_RESPONSE_CURVE& curve);
+void reset_primaries(ORB_INFO& info);  // not declared
 
 // Whether a frame rate is to be declared. One that is not, or is no rate, which is a warning, becomes the initial one,
 // not declared.

@@ -31,4 +31,24 @@ int32_t refuse_line(int32_t line) {
   return fail(ORB_E_SCANLINE);
 }
 
+int32_t refuse_row(int32_t line, const char* reason) {
+  orb__report(ORB_MSG_CANNOT_WRITE_LINE, line, reason);
+  return fail(ORB_E_HANDLE);
+}
+
+void mask_controls(char* text) {
+  for (; *text; ++text) {
+    const auto byte = static_cast<unsigned char>(*text);
+    if (byte < 0x20 || byte == 0x7F) *text = '?';
+  }
+}
+
+void place_remark(const char* kind, int32_t number, const char* text, char (&out)[320]) {
+  if (number > 0) {
+    std::snprintf(out, sizeof out, "%s %d: %s", kind, number, text);
+  } else {
+    std::snprintf(out, sizeof out, "%s", text);
+  }
+}
+
 }  // namespace orb::plugin

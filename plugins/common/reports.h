@@ -29,4 +29,14 @@ void report_transfer(const char* path, Transfer transfer, int64_t line, const ch
 // Reports a scanline that is not there or not the next one. Returns -2, and orb__err is that too.
 int32_t refuse_line(int32_t line);
 
+// Reports what a row holds that the file cannot; the row may be given again, the file stays as it is. Returns -16, and
+// orb__err is that too.
+int32_t refuse_row(int32_t line, const char* reason);
+
+// What a terminal might take for a command becomes "?": texts of the file may be quoted.
+void mask_controls(char* text);
+
+// A remark behind its place, "page 3: ..."; number 0: as it is.
+void place_remark(const char* kind, int32_t number, const char* text, char (&out)[320]);
+
 }  // namespace orb::plugin

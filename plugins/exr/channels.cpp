@@ -225,11 +225,12 @@ bool comes_back(const ORB_IFD& ifd, std::span<Channel> channels, std::span<int32
 enum class Naming { listed, usual };
 
 // False when memory ran out.
-bool fill_in(const ORB_IFD& ifd, exr_pixel_type_t floats, Naming naming, NamedChannels& out) {
+bool fill_in(const ORB_IFD& ifd, const FloatTypes& types, Naming naming, NamedChannels& out) {
   Channel* next = out.channels.get();
   int32_t row = 0;
   for (int i = 0; i < 3; ++i) {
     const ORB_CHANNELS& group = ifd.*kGroups[i];
+    const exr_pixel_type_t floats = i == kAux ? types.aux : types.picture;
     const std::span<Channel> channels(next, static_cast<size_t>(group.count));
     for (Channel& channel : channels) {
       channel = {"", group.type == ORB_C_INTEGER ? EXR_PIXEL_UINT : floats, row++};
@@ -269,7 +270,7 @@ bool name_group(std::span<const Channel> channels, bool is_aux, uint32_t type, c
   return *name_out != nullptr;
 }
 
-bool choose_names(const ORB_IFD& ifd, exr_pixel_type_t floats, NamedChannels& out, bool* is_storable_out) {
+bool choose_names(const ORB_IFD& ifd, const FloatTypes& types, NamedChannels& out, bool* is_storable_out) {
   *is_storable_out = true;
   out.count = ifd.color.count + ifd.matte.count + ifd.aux.count;
   const auto count = static_cast<size_t>(out.count);
@@ -277,7 +278,7 @@ bool choose_names(const ORB_IFD& ifd, exr_pixel_type_t floats, NamedChannels& ou
   const owned<int32_t> rows = plugin::make_zeroed<int32_t>(count);
   if (!out.channels || !rows) return false;
   for (const Naming naming : {Naming::listed, Naming::usual}) {
-    if (!fill_in(ifd, floats, naming, out)) return false;
+    if (!fill_in(ifd, types, naming, out)) return false;
     const std::span<Channel> channels(out.channels.get(), count);
     if (comes_back(ifd, channels, {rows.get(), count})) return true;
   }

@@ -52,11 +52,16 @@ struct NamedChannels {
   int32_t count;
 };
 
+// How floating-point samples are stored: those of colours and mattes, and auxiliary ones.
+struct FloatTypes {
+  exr_pixel_type_t picture;
+  exr_pixel_type_t aux;
+};
+
 // Chooses names for the channels of a description's groups: those that a group's name lists, if they will be
-// read back into the same group in the same order; else the usual ones. floats: how floating-point samples are
-// stored. False when memory ran out, or, with *is_storable_out false, when doubles are not listed as what
-// classify makes doubles of.
-[[nodiscard]] bool choose_names(const ORB_IFD& ifd, exr_pixel_type_t floats, NamedChannels& out,
+// read back into the same group in the same order; else the usual ones. False when memory ran out, or, with
+// *is_storable_out false, when doubles are not listed as what classify makes doubles of.
+[[nodiscard]] bool choose_names(const ORB_IFD& ifd, const FloatTypes& types, NamedChannels& out,
                                 bool* is_storable_out);
 
 }  // namespace orb::exr

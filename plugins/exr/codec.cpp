@@ -23,18 +23,10 @@ thread_local State state;
 
 void on_free(void* block) { ERR_free(block); }
 
-// What a terminal might take for a command is masked: texts of the file may be quoted.
-void mask_controls(char* text) {
-  for (; *text; ++text) {
-    const auto byte = static_cast<unsigned char>(*text);
-    if (byte < 0x20 || byte == 0x7F) *text = '?';
-  }
-}
-
 void on_error(exr_const_context_t, exr_result_t, const char* message) {
   if (state.message[0] != '\0') return;
   std::snprintf(state.message, sizeof state.message, "%s", message);
-  mask_controls(state.message);
+  plugin::mask_controls(state.message);
 }
 
 int64_t on_read(exr_const_context_t, void* data, void* out, uint64_t size_bytes, uint64_t offset,
@@ -65,14 +57,6 @@ exr_context_initializer_t initializer(Codec& codec) {
 
 // ---- Reports ----
 
-void place_remark(const Codec& codec, const char* text, char (&out)[320]) {
-  if (codec.part > 0) {
-    std::snprintf(out, sizeof out, "part %d: %s", codec.part, text);
-  } else {
-    std::snprintf(out, sizeof out, "%s", text);
-  }
-}
-
 const char* failure_text(const Codec& codec, exr_result_t result) {
   if (codec.file.io_error != 0) return std::strerror(codec.file.io_error);
   if (codec.file.is_cut) return "the file ends too early";
@@ -86,8 +70,8 @@ int32_t failure_code(const Codec& codec) {
 
 void remark(Codec& codec, const char* text, void (*report)(plugin::Stream&, const char*)) {
   char placed[320];
-  place_remark(codec, text, placed);
-  mask_controls(placed);
+  plugin::place_remark("part", codec.part, text, placed);
+  plugin::mask_controls(placed);
   report(codec.file.stream, placed);
 }
 
@@ -161,7 +145,7 @@ int32_t report_failure(const Codec& codec, exr_result_t result, int64_t line) {
   if (result == EXR_ERR_OUT_OF_MEMORY || (codec.file.io_error == 0 && plugin::codec_lacked_memory()))
     return plugin::fail_for_memory();
   char placed[320];
-  place_remark(codec, failure_text(codec, result), placed);
+  plugin::place_remark("part", codec.part, failure_text(codec, result), placed);
   plugin::report_transfer(codec.file.stream.path,
                           codec.is_writer ? plugin::Transfer::writing : plugin::Transfer::reading, line,
                           placed);
@@ -170,7 +154,7 @@ int32_t report_failure(const Codec& codec, exr_result_t result, int64_t line) {
 
 bool refuse_part(const Codec& codec, const char* reason) {
   char placed[320];
-  place_remark(codec, reason, placed);
+  plugin::place_remark("part", codec.part, reason, placed);
   return plugin::refuse(ORB_MSG_READ_PROBLEM, codec.file.stream.path, placed);
 }
 

@@ -73,7 +73,10 @@ Taken take_text(ORB_IMAGE& image, int32_t index, const exr_attribute_t& attribut
 Taken take_number(ORB_INFO& info, int32_t index, const exr_attribute_t& attribute) {
   for (const NumberAttribute& row : kNumbers) {
     if (row.name != std::string_view(attribute.name) || attribute.type != EXR_ATTR_INT) continue;
-    if (index > 0) return info.*row.field == attribute.i ? Taken::yes : Taken::no;
+    if (index > 0) {
+      const bool is_said = plugin::is_declared(info, row.assumed) && info.*row.field == attribute.i;
+      return is_said ? Taken::yes : Taken::no;
+    }
     info.*row.field = attribute.i;
     plugin::declare(info, row.assumed);
     return Taken::yes;
@@ -109,14 +112,22 @@ Taken take_frame_rate(ORB_INFO& info, const exr_attribute_t& attribute) {
   return Taken::yes;
 }
 
-// All parts of a file have these in common.
+bool says_the_same(const ORB_INFO& a, const ORB_INFO& b) {
+  return a.word_e == b.word_e && a.frame_rate == b.frame_rate &&
+         std::equal(std::begin(a.chromaticity), std::end(a.chromaticity), b.chromaticity);
+}
+
+// All parts of a file have these in common; others must not say something else.
 Taken take_shared(ORB_INFO& info, int32_t index, const exr_attribute_t& attribute) {
   const std::string_view name = attribute.name;
   const bool is_primaries = name == kPrimaries && attribute.type == EXR_ATTR_CHROMATICITIES;
   const bool is_rate = name == kFrameRate && attribute.type == EXR_ATTR_RATIONAL;
   if (!is_primaries && !is_rate) return Taken::no;
-  if (index > 0) return Taken::yes;
-  return is_primaries ? take_primaries(info, attribute) : take_frame_rate(info, attribute);
+  ORB_INFO taking = info;
+  const Taken taken = is_primaries ? take_primaries(taking, attribute) : take_frame_rate(taking, attribute);
+  if (index > 0 && !says_the_same(taking, info)) return Taken::no;
+  info = taking;
+  return taken;
 }
 
 bool take_attribute(Codec& codec, ORB_IMAGE& image, int32_t index, const exr_attribute_t& attribute) {

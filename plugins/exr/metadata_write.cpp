@@ -14,19 +14,7 @@ namespace {
 using plugin::is_declared;
 using plugin::is_given;
 
-void drop_text(char*& text) {
-  ERR_free(text);
-  text = nullptr;
-}
-
 // ---- Settling ----
-
-// "YYYY:MM:DD hh:mm:ss", local time.
-bool is_capture_date(const char* text) {
-  constexpr const char* kForm = "dddd:dd:dd dd:dd:dd";
-  const auto fits = [](char form, char c) { return form == 'd' ? c >= '0' && c <= '9' : form == c; };
-  return std::strlen(text) == std::strlen(kForm) && std::equal(kForm, kForm + std::strlen(kForm), text, fits);
-}
 
 // Samples are linear by the format's definition, whether anybody says so or not.
 void settle_curve(Codec& codec, ORB_INFO& info, ORB_IFD& ifd) {
@@ -34,8 +22,8 @@ void settle_curve(Codec& codec, ORB_INFO& info, ORB_IFD& ifd) {
   if (is_declared(info, ORB_ASSUMED_GAMMA) && !is_linear) {
     warn(codec, "the response curve is not stored: the format's samples are linear");
   }
-  if (ifd.curve.kind != ORB_CURVE_GAMMA) ORB_response_curve_done(&ifd.curve);
-  ifd.curve = {ORB_CURVE_GAMMA, 1.0F, 0, 1, 256, ORB_C_INTEGER, 12, nullptr};
+  plugin::reset_curve(ifd.curve);
+  ifd.curve.gamma = 1.0F;
 }
 
 void settle_primaries(Codec& codec, ORB_INFO& info) {
@@ -48,10 +36,7 @@ void settle_primaries(Codec& codec, ORB_INFO& info) {
     if (are_numbers) return;
     warn(codec, "the primaries cannot be stored");
   }
-  ORB_INFO fresh;
-  ORB_info_init(&fresh);
-  std::memcpy(info.chromaticity, fresh.chromaticity, sizeof info.chromaticity);
-  info.word_e |= ORB_ASSUMED_PRIMARIES;
+  plugin::reset_primaries(info);
 }
 
 // The format always declares one, the same for all parts.
@@ -101,7 +86,7 @@ void settle_numbers(ORB_INFO& info) {
 
 bool settle_texts(ORB_INFO& info, Compression compression) {
   for (const TextAttribute& row : kTexts) {
-    if (!is_given(info.*row.field)) drop_text(info.*row.field);
+    if (!is_given(info.*row.field)) plugin::drop_text(info.*row.field);
   }
   if (!set_text(info.text10, name_of(static_cast<int32_t>(compression)))) return false;
   return plugin::settle_date(info.text7);
@@ -127,7 +112,7 @@ void put_texts(exr_context_t context, const ORB_INFO& info, Results& results) {
     if (!text) continue;
     const bool is_date = row.field == &ORB_INFO::text7;
     const bool is_capture = std::strcmp(row.name, kCaptureDate) == 0;
-    if (is_date && is_capture != is_capture_date(text)) continue;
+    if (is_date && is_capture != plugin::is_local_date(text)) continue;
     results += exr_attr_set_string(context, 0, row.name, text);
   }
 }
@@ -168,6 +153,9 @@ bool settle_metadata(Codec& codec, ORB_IMAGE& image, Compression compression) {
   for (int32_t i = 0; i < info.image_count; ++i) {
     settle_curve(codec, info, info.images[i]);
     settle_aspect(codec, info, info.images[i]);
+    if (plugin::has_matte_named(info.images[i], plugin::kSeparate)) {
+      warn(codec, "the matte is named separate; the format's colours are taken to be multiplied by it");
+    }
   }
   settle_primaries(codec, info);
   settle_frame_rate(codec, info);

@@ -17,10 +17,7 @@ ORB_PLUGIN_API const char* imageKey = orb::exr::kKey;
 ORB_PLUGIN_API const char* imageExtension = orb::exr::kExtension;
 ORB_PLUGIN_API const char* imageName = "OpenEXR";
 ORB_PLUGIN_API const char* imageDescription = "OpenEXR high dynamic range image";
-ORB_PLUGIN_API int32_t imageAddExtension = 1;
-ORB_PLUGIN_API int32_t imageUsage = 1;
 ORB_PLUGIN_API int32_t imageOrientation = 0;  // stored from the top down
-ORB_PLUGIN_API int32_t imageBitsPerPaletteEntry = 0;
 ORB_PLUGIN_API int32_t imageNumberOfChannels = 3;
 ORB_PLUGIN_API int32_t imageBitsPerChannel = orb::plugin::widths(32, 32);
 ORB_PLUGIN_API int32_t imageNumberOfMattes = 3;
@@ -29,8 +26,5 @@ ORB_PLUGIN_API int32_t imageNumberOfZChannels = 32767;
 ORB_PLUGIN_API int32_t imageBitsPerZChannel = orb::plugin::widths(32, 32);
 ORB_PLUGIN_API int32_t imageSupportsActiveWindow = 1;
 ORB_PLUGIN_API int32_t imageAccess = ORB_ACCESS_READ | ORB_ACCESS_WRITE | ORB_ACCESS_ANY_LINE;
-ORB_PLUGIN_API int32_t imageMultiFrame = 0;  // parts are images of a file, not frames
-ORB_PLUGIN_API uint8_t imageHardLinkDuplicates = 1;
-ORB_PLUGIN_API uint8_t imageSupportRemoteAccess = 0;
 
 ORB_END_C

@@ -123,6 +123,25 @@ bool describe_channels(const Codec& codec, std::span<Channel> channels, ORB_IFD&
   return true;
 }
 
+// A description has floats for halves, and a writer makes halves only where it is asked to.
+void remark_on_halves(Codec& codec, const Part& part, const ORB_IFD& ifd) {
+  bool has_floats[2] = {};  // among colours and mattes, among the auxiliary channels
+  bool has_halves[2] = {};
+  for (const Plane& plane : std::span(part.planes, static_cast<size_t>(part.plane_count))) {
+    const bool is_aux = plane.row >= ifd.color.count + ifd.matte.count;
+    if (plane.type == EXR_PIXEL_FLOAT) has_floats[is_aux] = true;
+    if (plane.type == EXR_PIXEL_HALF) has_halves[is_aux] = true;
+  }
+  if (!has_halves[0] && !has_halves[1]) return;
+  if (!has_floats[0] && !has_floats[1]) {
+    note(codec, "its samples are halves (setting samples: half)");
+  } else if (!has_floats[0] && !has_halves[1]) {
+    note(codec, "its colours and mattes are halves (setting samples: half-colours)");
+  } else {
+    note(codec, "some of its channels are halves, in a way that no setting stores");
+  }
+}
+
 bool take_planes(std::span<const Channel> channels, Part& part) {
   part.planes = make_zeroed<Plane>(channels.size()).release();
   if (!part.planes) return false;
@@ -225,6 +244,7 @@ bool take_part(Codec& codec, int32_t index, Part& part, ORB_IFD& ifd) {
   static_cast<void>(exr_get_lineorder(codec.context, index, &order));
   ifd.orientation = order == EXR_LINEORDER_DECREASING_Y ? ORB_BOTTOM_UP : 0;
   describe_place(codec, part.place, ifd);
+  remark_on_halves(codec, part, ifd);
   return is_within_limits(part, ifd, kCall);
 }
 

@@ -13,14 +13,14 @@ enum SettingCode : uint16_t { kCompression = 2, kSamples = 3 };
 struct State {
   plugin::Choices<10> compressions{3,       "none", "rle",  "zips", "zip", "piz",
                                    "pxr24", "b44",  "b44a", "dwaa", "dwab"};
-  plugin::Choices<2> samples{0, "float", "half"};
+  plugin::Choices<3> samples{0, "float", "half", "half-colours"};
   ORB_CAPABILITY table[2] = {plugin::choice(kCompression, "compression", compressions),
                              plugin::choice(kSamples, "samples", samples)};
 } state;
 
 constexpr plugin::Setting<Settings> kSettings[] = {
     {kCompression, plugin::take_between<&Settings::compression, 0, 9>},
-    {kSamples, plugin::take_between<&Settings::samples, 0, 1>}};
+    {kSamples, plugin::take_between<&Settings::samples, 0, 2>}};
 
 }  // namespace
 

@@ -23,7 +23,7 @@ enum class Compression : int32_t {
   dwaa = 8,
   dwab = 9
 };
-enum class Samples : int32_t { floats = 0, halves = 1 };
+enum class Samples : int32_t { floats = 0, halves = 1, half_colours = 2 };
 
 struct Settings {
   Compression compression = Compression::zip;

@@ -47,11 +47,14 @@ bool check_groups(const ORB_IFD& ifd) {
   return orb__within_limit(ORB_LIMIT_CHANNELS, static_cast<uint64_t>(count), kCall) != 0;
 }
 
+// By the setting.
+constexpr FloatTypes kFloatTypes[] = {
+    {EXR_PIXEL_FLOAT, EXR_PIXEL_FLOAT}, {EXR_PIXEL_HALF, EXR_PIXEL_HALF}, {EXR_PIXEL_HALF, EXR_PIXEL_FLOAT}};
+
 bool lay_out_channels(const ORB_IFD& ifd, Samples samples, WritePart& out) {
   NamedChannels named;
   bool is_storable = true;
-  if (!choose_names(ifd, samples == Samples::halves ? EXR_PIXEL_HALF : EXR_PIXEL_FLOAT, named,
-                    &is_storable)) {
+  if (!choose_names(ifd, kFloatTypes[static_cast<int32_t>(samples)], named, &is_storable)) {
     return !is_storable && refuse(ORB_MSG_AUX_TYPE, kKey);
   }
   out.part.planes = make_zeroed<Plane>(static_cast<uint64_t>(named.count)).release();

@@ -12,12 +12,6 @@
 namespace orb::exr {
 namespace {
 
-// What a row holds that the file cannot is refused, and the row may be given again; the file stays as it is.
-int32_t refuse_row(int32_t line, const char* reason) {
-  orb__report(ORB_MSG_CANNOT_WRITE_LINE, line, reason);
-  return fail(ORB_E_HANDLE);
-}
-
 int32_t fail_for_good(Writer& writer, exr_result_t result, int64_t line) {
   return writer.failure = report_failure(writer.codec, result, line);
 }
@@ -177,7 +171,7 @@ int32_t write_scan(void* data, int32_t line, void* rows) {
   const int64_t at = data_line(out.part, line);
   const Chunk chunk = chunk_of(out, at);
   if (!put_line(out, at - chunk.first_line, static_cast<void* const*>(rows))) {
-    return refuse_row(line, "a double is no 32-bit integer or float");
+    return plugin::refuse_row(line, "a double is no 32-bit integer or float");
   }
   ++out.lines_written;
   if (at != chunk.first_line + chunk.lines - 1) return 0;

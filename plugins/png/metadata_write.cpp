@@ -3,7 +3,6 @@
 #include "numbers.h"
 #include "plugins/common/description.h"
 
-#include <cstring>
 #include <optional>
 
 namespace orb::png {
@@ -28,14 +27,7 @@ void choose_gamma(Codec& codec, ORB_INFO& info, Chunks& out) {
   if (curve.kind != ORB_CURVE_GAMMA) {
     if (is_declared(info, ORB_ASSUMED_GAMMA))
       plugin::warn(codec.stream, "a tabulated response curve cannot be stored");
-    ORB_response_curve_done(&curve);
-    curve = {};
-    curve.kind = ORB_CURVE_GAMMA;
-    curve.channel_count = 1;
-    curve.resolution = 256;
-    curve.curve_type = ORB_C_INTEGER;
-    curve.depth = 12;
-    info.word_e |= ORB_ASSUMED_GAMMA;
+    plugin::reset_curve(curve);
   } else if (is_declared(info, ORB_ASSUMED_GAMMA)) {
     out.gamma = stored_gamma(curve.gamma);
     if (!out.gamma) plugin::warn(codec.stream, "the gamma cannot be stored");
@@ -44,15 +36,8 @@ void choose_gamma(Codec& codec, ORB_INFO& info, Chunks& out) {
   curve.gamma = out.gamma ? gamma_from_stored(*out.gamma) : kDefaultGamma;
 }
 
-void forget_primaries(ORB_INFO& info) {
-  ORB_INFO fresh;
-  ORB_info_init(&fresh);
-  std::memcpy(info.chromaticity, fresh.chromaticity, sizeof info.chromaticity);
-  info.word_e |= ORB_ASSUMED_PRIMARIES;
-}
-
 void choose_primaries(Codec& codec, ORB_INFO& info, Chunks& out) {
-  if (!is_declared(info, ORB_ASSUMED_PRIMARIES)) return forget_primaries(info);
+  if (!is_declared(info, ORB_ASSUMED_PRIMARIES)) return plugin::reset_primaries(info);
   for (size_t point = 0; point < 4; ++point) {
     float* xyz = info.chromaticity + point * 3;
     out.primaries[point * 2] = stored_chromaticity(xyz[0]);
@@ -60,7 +45,7 @@ void choose_primaries(Codec& codec, ORB_INFO& info, Chunks& out) {
     if (!out.primaries[point * 2] || !out.primaries[point * 2 + 1]) {
       plugin::warn(codec.stream, "the primaries cannot be stored");
       out.primaries[0].reset();
-      return forget_primaries(info);
+      return plugin::reset_primaries(info);
     }
   }
   for (size_t point = 0; point < 4; ++point) {
@@ -115,6 +100,7 @@ void put_primaries(const Codec& codec, const Chunks& chunks) {
 
 bool put_metadata(Codec& codec, ORB_IMAGE& image) {
   Chunks chunks;
+  plugin::warn_of_associated(codec.stream, image.info.images[0]);
   choose_gamma(codec, image.info, chunks);
   choose_primaries(codec, image.info, chunks);
   choose_aspect(codec, image.info, chunks);
@@ -134,7 +120,7 @@ bool put_metadata(Codec& codec, ORB_IMAGE& image) {
     return false;
   }
   if (chunks.primaries[0] && png_get_valid(codec.png, codec.info, PNG_INFO_cHRM) == 0)
-    forget_primaries(image.info);
+    plugin::reset_primaries(image.info);
   return true;
 }
 

@@ -17,8 +17,6 @@ ORB_PLUGIN_API const char* imageKey = orb::png::kKey;
 ORB_PLUGIN_API const char* imageExtension = orb::png::kExtension;
 ORB_PLUGIN_API const char* imageName = "PNG";
 ORB_PLUGIN_API const char* imageDescription = "Portable Network Graphics";
-ORB_PLUGIN_API int32_t imageAddExtension = 1;
-ORB_PLUGIN_API int32_t imageUsage = 1;
 ORB_PLUGIN_API int32_t imageOrientation = 0;  // stored from the top down
 ORB_PLUGIN_API int32_t imageBitsPerPaletteEntry =
     orb::plugin::widths(1, 2) | orb::plugin::widths(4, 4) | orb::plugin::widths(8, 8);
@@ -26,10 +24,6 @@ ORB_PLUGIN_API int32_t imageNumberOfChannels = 3;
 ORB_PLUGIN_API int32_t imageBitsPerChannel = orb::plugin::widths(1, 16);
 ORB_PLUGIN_API int32_t imageNumberOfMattes = 1;
 ORB_PLUGIN_API int32_t imageBitsPerMatte = orb::plugin::widths(1, 16);
-ORB_PLUGIN_API int32_t imageSupportsActiveWindow = 0;
 ORB_PLUGIN_API int32_t imageAccess = ORB_ACCESS_READ | ORB_ACCESS_WRITE;
-ORB_PLUGIN_API int32_t imageMultiFrame = 0;
-ORB_PLUGIN_API uint8_t imageHardLinkDuplicates = 1;
-ORB_PLUGIN_API uint8_t imageSupportRemoteAccess = 0;
 
 ORB_END_C

@@ -1,6 +1,5 @@
 #include "numbers.h"
 
-#include <charconv>
 #include <cmath>
 
 namespace orb::png {
@@ -11,15 +10,6 @@ constexpr double kScale = 100000.0;
 constexpr double kLeastGamma = 16;
 constexpr double kMostGamma = 625000000;
 constexpr uint32_t kMostSimple = 4096;  // denominators tried before exact binary fractions
-
-template <class T>
-std::optional<T> number_from_text(std::string_view text) {
-  T value{};
-  const char* end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || stopped != end) return std::nullopt;
-  return value;
-}
 
 }  // namespace
 
@@ -59,8 +49,5 @@ std::optional<PixelsPerUnit> stored_aspect(float pixel_aspect) {
   const double fraction = std::frexp(aspect, &exponent);
   return PixelsPerUnit{1U << (24 - exponent), static_cast<uint32_t>(std::ldexp(fraction, 24))};
 }
-
-std::optional<int32_t> integer_from_text(std::string_view text) { return number_from_text<int32_t>(text); }
-std::optional<float> real_from_text(std::string_view text) { return number_from_text<float>(text); }
 
 }  // namespace orb::png

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <string_view>
 
 namespace orb::png {
 
@@ -26,9 +25,5 @@ struct PixelsPerUnit {
   uint32_t y;
 };
 std::optional<PixelsPerUnit> stored_aspect(float pixel_aspect);
-
-// A whole number or a decimal fraction in the C locale; none when anything else stands in the text.
-std::optional<int32_t> integer_from_text(std::string_view text);
-std::optional<float> real_from_text(std::string_view text);
 
 }  // namespace orb::png

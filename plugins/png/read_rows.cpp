@@ -101,16 +101,16 @@ void fill_rows(Reader& reader, const uint8_t* packed) {
 
 int32_t fill_from_palette(Reader& reader, const uint8_t* packed, int32_t line) {
   const std::span<const uint8_t> indices(packed, reader.width);
-  if (!reader.layout.has_indices) {
-    for (int c = 0; c < reader.layout.colours + reader.layout.mattes; ++c) {
-      map_row(indices, reader.palette.rgba[c], plane<uint8_t>(reader, c));
-    }
-    return 0;
+  const uint32_t largest = reader.layout.has_indices ? indices_from_bytes(indices, plane<uint16_t>(reader, 0))
+                                                     : largest_sample(indices);
+  if (largest >= static_cast<uint32_t>(reader.palette.count)) {
+    orb__report(ORB_MSG_CANNOT_DECODE, line);  // an index without a colour
+    return fail_for_good(reader, ORB_E_DECODE);
   }
-  const uint32_t largest = indices_from_bytes(indices, plane<uint16_t>(reader, 0));
-  if (largest < static_cast<uint32_t>(reader.palette.count)) return 0;
-  orb__report(ORB_MSG_CANNOT_DECODE, line);  // an index without a colour
-  return fail_for_good(reader, ORB_E_DECODE);
+  for (int c = 0; c < reader.layout.colours + reader.layout.mattes; ++c) {
+    map_row(indices, reader.palette.rgba[c], plane<uint8_t>(reader, c));
+  }
+  return 0;
 }
 
 int32_t fill(Reader& reader, const uint8_t* packed, int32_t line) {

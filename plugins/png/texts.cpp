@@ -7,15 +7,12 @@
 #include <span>
 #include <string_view>
 
-#include "numbers.h"
 #include "plugins/common/description.h"
+#include "plugins/common/number_text.h"
 #include "text_encoding.h"
 
 namespace orb::png {
 namespace {
-
-// How the core fills in a text that the application left out.
-constexpr std::string_view kAbsent = "unknown";
 
 struct TextField {
   const char* keyword;
@@ -93,14 +90,14 @@ Taken take_into_field(Codec& codec, ORB_INFO& info, const png_text& text) {
 bool take_number(ORB_INFO& info, const png_text& text) {
   for (const NumberField& row : kNumberFields) {
     if (std::strcmp(row.keyword, text.key) != 0) continue;
-    const auto value = integer_from_text(bytes_of(text));
+    const auto value = plugin::number_from_text<int32_t>(bytes_of(text));
     if (!value) return false;
     row.of(info) = *value;
     plugin::declare(info, row.assumed);
     return true;
   }
   if (std::strcmp(kFrameRateKeyword, text.key) != 0) return false;
-  const auto rate = real_from_text(bytes_of(text));
+  const auto rate = plugin::number_from_text<float>(bytes_of(text));
   if (!rate) return false;
   info.frame_rate = *rate;
   plugin::declare(info, ORB_ASSUMED_FRAME_RATE);
@@ -109,7 +106,7 @@ bool take_number(ORB_INFO& info, const png_text& text) {
 
 bool take_width(const png_text& text, int32_t* width_out) {
   if (std::strcmp(kWidthKeyword, text.key) != 0) return false;
-  const auto width = integer_from_text(bytes_of(text));
+  const auto width = plugin::number_from_text<int32_t>(bytes_of(text));
   if (!width || *width < 1 || *width > 16) return false;
   *width_out = *width;
   return true;
@@ -162,7 +159,10 @@ bool replace_by_utf8(Codec& codec, const char* keyword, char*& field) {
 bool add_text_fields(Codec& codec, ORB_INFO& info, TextList& list) {
   for (const TextField& row : kTextFields) {
     char*& field = row.of(info);
-    if (!field || field == kAbsent) continue;
+    if (!plugin::is_given(field)) {
+      plugin::drop_text(field);
+      continue;
+    }
     Encoding encoding = encoding_of(field);
     if (encoding == Encoding::other) {
       if (!replace_by_utf8(codec, row.keyword, field)) return false;
@@ -212,6 +212,7 @@ void note_late_texts(Codec& codec, int first_count) {
 }
 
 bool put_texts(Codec& codec, ORB_IMAGE& image, const Layout& layout) {
+  if (!plugin::settle_date(image.info.text7)) return false;
   TextList list;
   if (layout.is_scaled()) add_number(list, kWidthKeyword, layout.width);
   add_numbers(codec, image.info, list);

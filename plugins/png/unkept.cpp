@@ -1,13 +1,15 @@
 #include "unkept.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 namespace orb::png {
 namespace {
 
-// Chunks that the codec library would read for itself and that are passed over here; five bytes each.
-constexpr png_byte kPassedOver[] = "bKGD\0eXIf\0hIST\0iCCP\0pCAL\0sCAL\0sPLT\0tIME";
+// Chunks that the codec library, some only of a later version, would read for itself and that are passed over here;
+// five bytes each.
+constexpr png_byte kPassedOver[] = "bKGD\0cICP\0cLLI\0eXIf\0hIST\0iCCP\0mDCV\0pCAL\0sCAL\0sPLT\0tIME";
 constexpr int kPassedOverCount = sizeof kPassedOver / 5;
 
 // What is said of a chunk, where more than its name helps.
@@ -46,7 +48,10 @@ int on_chunk(png_structp png, png_unknown_chunkp chunk) {
   if ((chunk->name[0] & kAncillary) == 0) png_chunk_error(png, "unknown, and the picture needs it");
   char name[5] = {};
   std::memcpy(name, chunk->name, 4);
-  say(*static_cast<Codec*>(png_get_user_chunk_ptr(png)), name);
+  Codec& codec = *static_cast<Codec*>(png_get_user_chunk_ptr(png));
+  say(codec, name);
+  // Its bytes are released before the next chunk's are taken.
+  codec.metadata_left = std::min<uint64_t>(kMetadataBytes, codec.metadata_left + chunk->size);
   return kHandled;
 }
 

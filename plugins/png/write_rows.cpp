@@ -9,12 +9,6 @@
 namespace orb::png {
 namespace {
 
-// What a row holds that the file cannot is refused, and the row may be given again; the file stays as it is.
-int32_t refuse_row(int32_t line, const char* reason) {
-  orb__report(ORB_MSG_CANNOT_WRITE_LINE, line, reason);
-  return fail(ORB_E_HANDLE);
-}
-
 template <class T>
 bool fits(std::span<const T> samples, int32_t width) {
   return width == static_cast<int32_t>(8 * sizeof(T)) || largest_sample<T>(samples) < 1U << width;
@@ -60,8 +54,8 @@ int32_t write_scan(void* data, int32_t line, void* rows) {
   }
   const uint8_t* row = pack(writer, static_cast<void* const*>(rows));
   if (!row) {
-    return refuse_row(line, writer.layout.has_indices ? "a colour index is beyond its lookup table"
-                                                      : "a sample does not fit the channel width");
+    return plugin::refuse_row(line, writer.layout.has_indices ? "a colour index is beyond its lookup table"
+                                                              : "a sample does not fit the channel width");
   }
   Codec& codec = writer.codec;
   if (!guarded(codec, [&codec, row] { png_write_row(codec.png, row); })) {

@@ -21,6 +21,7 @@ struct Input {
   Comments* comments;
   Problem* problem;
   uint32_t left = kMostHeaderBytes;
+  bool has_comments = false;
 };
 
 bool refuse(Input& in, int32_t code, const char* text) {
@@ -51,8 +52,8 @@ void keep_comment_byte(Input& in, int c) {
 
 // A comment counts as the end of its line.
 int pass_comment(Input& in) {
-  if (in.comments && in.comments->is_there) keep_comment_byte(in, '\n');
-  if (in.comments) in.comments->is_there = true;
+  if (in.has_comments) keep_comment_byte(in, '\n');
+  in.has_comments = true;
   int c = next_byte(in);
   if (c == ' ') c = next_byte(in);
   for (; c != EOF && c != '\n' && c != '\r'; c = next_byte(in)) keep_comment_byte(in, c);
@@ -192,6 +193,12 @@ bool take_pam_line(Input& in, std::string_view line, PamHeader& pam) {
   return refuse(in, ORB_E_FORMAT, "its header has a line with an unknown word");
 }
 
+void remark_on_type(Input& in, const char* tuple_type, const Header& header) {
+  std::snprintf(in.problem->text, sizeof in.problem->text,
+                "the tuple type %.48s is not known; its planes are taken for %d of colour and %d auxiliary",
+                tuple_type, header.colours, header.auxes);
+}
+
 bool read_pam(Input& in, Header* out) {
   PamHeader pam = {};
   char buffer[kMostLine];
@@ -207,9 +214,11 @@ bool read_pam(Input& in, Header* out) {
   }
   out->width = pam.width;
   out->height = pam.height;
-  if (!take_tuple_type(pam.tuple_type, pam.depth, out)) {
+  const TypeTaken taken = take_tuple_type(pam.tuple_type, pam.depth, out);
+  if (taken == TypeTaken::too_few_planes) {
     return refuse(in, ORB_E_FORMAT, "it has fewer planes than its tuple type needs");
   }
+  if (taken == TypeTaken::unknown) remark_on_type(in, pam.tuple_type, *out);
   return take_maximum(in, pam.maximum, out);
 }
 
@@ -291,7 +300,9 @@ bool read_header(std::FILE* file, Header* out, Comments* comments, Problem* prob
   out->kind = magic->kind;
   out->is_plain = magic->is_plain;
   out->colours = magic->colours;
-  return magic->read(in, out);
+  const bool is_read = magic->read(in, out);
+  out->has_comments = in.has_comments;
+  return is_read;
 }
 
 }  // namespace orb::pnm

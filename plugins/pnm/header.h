@@ -14,12 +14,12 @@ inline constexpr uint32_t kMostHeaderBytes = 65536;
 // The comments of a header: one line each, without the mark and the space behind it.
 struct Comments {
   uint32_t length;
-  bool is_there;  // at least one
   bool has_zero;  // a zero byte was left out
   char text[kMostHeaderBytes + 1];
 };
 
 // Why a header cannot be used: an error code and what to say. io_error: the system's number, if it was that.
+// Code 0 with a text: what is to be remarked on a header that can be used.
 struct Problem {
   int32_t code;
   int io_error;

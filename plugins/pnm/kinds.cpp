@@ -69,8 +69,8 @@ struct TupleType {
   int32_t mattes;
 };
 constexpr TupleType kTupleTypes[] = {
-    {"GRAYSCALE", 1, 0}, {"GRAYSCALE_ALPHA", 1, 1}, {"RGB", 3, 0},
-    {"RGB_ALPHA", 3, 1}, {"BLACKANDWHITE", 1, 0},   {"BLACKANDWHITE_ALPHA", 1, 1},
+    {"GRAYSCALE", 1, 0}, {"GRAYSCALE_ALPHA", 1, 1}, {"RGB", 3, 0},           {"RGB_ALPHA", 3, 1},
+    {"CMYK", 4, 0},      {"CMYK_ALPHA", 4, 1},      {"BLACKANDWHITE", 1, 0}, {"BLACKANDWHITE_ALPHA", 1, 1},
 };
 constexpr TupleType kWithoutType[] = {{"", 1, 0}, {"", 1, 0}, {"", 3, 0}};  // by planes: 1, 2, more
 
@@ -113,7 +113,7 @@ const char* tuple_type_of(const Header& header, char* buffer, size_t buffer_byte
   for (const TupleType& type : kTupleTypes) {
     const bool is_bilevel = type.name.starts_with("BLACK");
     if (type.colours == header.colours && type.mattes == header.mattes && header.auxes == 0 &&
-        (is_bilevel ? header.bits == 1 : header.bits > 1 || header.colours == 3)) {
+        (is_bilevel ? header.bits == 1 : header.bits > 1 || header.colours > 1)) {
       return type.name.data();
     }
   }
@@ -122,17 +122,17 @@ const char* tuple_type_of(const Header& header, char* buffer, size_t buffer_byte
   return buffer;
 }
 
-bool take_tuple_type(std::string_view tuple_type, int32_t depth, Header* out) {
-  if (take_groups(tuple_type, depth, out)) return true;
+TypeTaken take_tuple_type(std::string_view tuple_type, int32_t depth, Header* out) {
+  if (take_groups(tuple_type, depth, out)) return TypeTaken::yes;
   TupleType found = kWithoutType[depth > 3 ? 2 : depth - 1];
   for (const TupleType& type : kTupleTypes) {
     if (type.name == tuple_type) found = type;
   }
-  if (found.colours + found.mattes > depth) return false;
+  if (found.colours + found.mattes > depth) return TypeTaken::too_few_planes;
   out->colours = found.colours;
   out->mattes = found.mattes;
   out->auxes = depth - found.colours - found.mattes;
-  return true;
+  return found.name == tuple_type ? TypeTaken::yes : TypeTaken::unknown;
 }
 
 }  // namespace orb::pnm

@@ -50,6 +50,7 @@ struct Header {
   Kind kind;
   bool is_plain;          // numbers in text
   bool is_little_endian;  // floats
+  bool has_comments;
   int32_t width;
   int32_t height;
   int32_t colours;
@@ -90,8 +91,9 @@ struct Header {
 // The word of a PAM for the meaning of its planes. buffer_bytes: at least 64.
 const char* tuple_type_of(const Header& header, char* buffer, size_t buffer_bytes);
 
-// Divides depth planes among the groups as the tuple type says; those that it does not speak of are auxiliary.
-// False when it needs more planes than there are.
-[[nodiscard]] bool take_tuple_type(std::string_view tuple_type, int32_t depth, Header* out);
+// Divides depth planes among the groups as the tuple type says, or as their number does; those that it does not
+// speak of are auxiliary.
+enum class TypeTaken { yes, unknown, too_few_planes };
+[[nodiscard]] TypeTaken take_tuple_type(std::string_view tuple_type, int32_t depth, Header* out);
 
 }  // namespace orb::pnm

@@ -103,6 +103,7 @@ bool read_picture(File& file, Picture* out, Comments* comments, Problem* problem
   *out = {};
   out->file = &file;
   if (!read_header(file.stream.file, &out->header, comments, problem)) return false;
+  if (problem->text[0] != '\0') plugin::warn(file.stream, problem->text);
   if (!file.is_seekable) return true;
   out->data_at = file.position = ftello(file.stream.file);
   return fits_file(file, out->header, out->data_at, problem);
@@ -166,7 +167,12 @@ void describe(ORB_IFD& ifd, const Header& header) {
   describe_group(ifd.aux, header.auxes, header);
 }
 
-bool take_comments(File& file, const Comments& comments, ORB_INFO& info) {
+bool take_comments(File& file, const Comments& comments, const Pictures& pictures, ORB_INFO& info) {
+  const Picture* first = pictures.first.get();
+  if (std::any_of(first + 1, first + pictures.count,
+                  [](const Picture& p) { return p.header.has_comments; })) {
+    plugin::note(file.stream, "the comments of further pictures are not kept");
+  }
   if (comments.has_zero) plugin::warn(file.stream, "a comment holds zero bytes, which are left out");
   if (comments.length == 0) return true;
   owned<char> text(static_cast<char*>(plugin::allocate(comments.length + 1)));
@@ -255,7 +261,7 @@ bool read_open(ORB_IMAGE& image, const Member& member) {
   if (!find_pictures(*file, member, comments.get(), &pictures)) return false;
   if (!plugin::make_descriptors(image, pictures.count)) return false;
   for (int32_t i = 0; i < pictures.count; ++i) describe(image.info.images[i], pictures.first.get()[i].header);
-  return take_comments(*file, *comments, image.info) && make_rows(pictures, member, image, *file) &&
+  return take_comments(*file, *comments, pictures, image.info) && make_rows(pictures, member, image, *file) &&
          attach(image, pictures, file);
 }
 

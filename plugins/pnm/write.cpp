@@ -5,6 +5,7 @@
 #include <bit>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "header.h"
 #include "plugins/common/description.h"
@@ -53,10 +54,18 @@ bool is_storable(const char* text) {
   return length + 3 * lines <= kMostCommentBytes && !std::strchr(text, '\r');
 }
 
+// The kind of matte that a PAM has without a word; its name, taken out of the description.
+char* take_separate(Writer& writer, ORB_IFD& ifd) {
+  plugin::warn_of_associated(writer.stream, ifd);
+  return plugin::has_matte_named(ifd, plugin::kSeparate) ? std::exchange(ifd.matte.name, nullptr) : nullptr;
+}
+
 // From here on the handle's description says what the file will hold.
 void describe(ORB_INFO& info, Writer& writer) {
   const bool has_comments = writer.header.kind != Kind::pfm;
+  char* separate = take_separate(writer, info.images[0]);
   plugin::keep_only(info, has_comments ? plugin::kKeepsDescription : plugin::kKeepsNothing);
+  info.images[0].matte.name = separate;
   if (writer.header.is_bottom_up()) info.images[0].orientation |= ORB_BOTTOM_UP;
   if (!info.text3 || is_storable(info.text3)) return;
   plugin::warn(writer.stream, "the description cannot be stored");

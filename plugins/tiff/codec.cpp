@@ -15,26 +15,10 @@ namespace {
 
 constexpr int kHandled = 1;  // no other handler is asked
 
-// What a terminal might take for a command is masked: texts of the file may be quoted.
-void mask_controls(char* text) {
-  for (; *text; ++text) {
-    const auto byte = static_cast<unsigned char>(*text);
-    if (byte < 0x20 || byte == 0x7F) *text = '?';
-  }
-}
-
-void place_remark(const Codec& codec, const char* text, char (&out)[320]) {
-  if (codec.page > 0) {
-    std::snprintf(out, sizeof out, "page %d: %s", codec.page, text);
-  } else {
-    std::snprintf(out, sizeof out, "%s", text);
-  }
-}
-
 void remark(Codec& codec, const char* text, void (*report)(plugin::Stream&, const char*)) {
   if (codec.is_muted) return;
   char placed[320];
-  place_remark(codec, text, placed);
+  plugin::place_remark("page", codec.page, text, placed);
   report(codec.file.stream, placed);
 }
 
@@ -55,7 +39,7 @@ __attribute__((format(printf, 4, 0))) int on_error(TIFF*, void* user_data, const
   if (plugin::codec_lacked_memory() && is_about_tags(text)) lose_tags(codec);
   if (codec.message[0] != '\0') return kHandled;
   codec.is_over_limit = std::strstr(format, "limit defined in open options") != nullptr;
-  mask_controls(text);
+  plugin::mask_controls(text);
   std::memcpy(codec.message, text, sizeof text);
   return kHandled;
 }
@@ -67,7 +51,7 @@ __attribute__((format(printf, 4, 0))) int on_warning(TIFF*, void* user_data, con
   if (std::strncmp(format, "Unknown field with tag", 22) == 0) return kHandled;
   char text[256];
   std::vsnprintf(text, sizeof text, format, arguments);
-  mask_controls(text);
+  plugin::mask_controls(text);
   warn(codec, text);
   return kHandled;
 }
@@ -166,7 +150,7 @@ int32_t report_failure(const Codec& codec, int64_t line) {
   if (codec.has_lost_tags || (codec.file.io_error == 0 && plugin::codec_lacked_memory()))
     return plugin::fail_for_memory();
   char placed[320];
-  place_remark(codec, failure_text(codec), placed);
+  plugin::place_remark("page", codec.page, failure_text(codec), placed);
   plugin::report_transfer(codec.file.stream.path,
                           codec.is_writer ? plugin::Transfer::writing : plugin::Transfer::reading, line,
                           placed);
@@ -175,7 +159,7 @@ int32_t report_failure(const Codec& codec, int64_t line) {
 
 bool refuse_page(const Codec& codec, const char* reason) {
   char placed[320];
-  place_remark(codec, reason, placed);
+  plugin::place_remark("page", codec.page, reason, placed);
   return plugin::refuse(ORB_MSG_READ_PROBLEM, codec.file.stream.path, static_cast<const char*>(placed));
 }
 

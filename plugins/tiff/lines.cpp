@@ -7,6 +7,7 @@
 #include "metadata.h"
 #include "plugins/common/counted_text.h"
 #include "plugins/common/description.h"
+#include "plugins/common/number_text.h"
 
 namespace orb::tiff {
 namespace {
@@ -67,15 +68,6 @@ bool is_wanted(bool is_of_file, int32_t index) { return !is_of_file || index == 
 
 // ---- Reading ----
 
-template <class T>
-std::optional<T> number_of(std::string_view text) {
-  T value{};
-  const char* end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || stopped != end) return std::nullopt;
-  return value;
-}
-
 owned<char> unescaped(std::string_view text) {
   owned<char> copy = make_zeroed<char>(text.size() + 1);
   if (!copy) return nullptr;
@@ -100,13 +92,13 @@ bool take_text(ORB_INFO& info, ORB_IFD& ifd, int32_t index, std::string_view key
 
 void take_number(ORB_INFO& info, ORB_IFD& ifd, int32_t index, std::string_view key, std::string_view value) {
   for (const NumberLine& line : kNumberLines) {
-    const auto number = number_of<int32_t>(value);
+    const auto number = plugin::number_from_text<int32_t>(value);
     if (line.key != key || !is_wanted(line.is_of_file, index) || !number) continue;
     line.of(info, ifd) = *number;
     plugin::declare(info, line.assumed);
   }
   for (const RealLine& line : kRealLines) {
-    const auto number = number_of<float>(value);
+    const auto number = plugin::number_from_text<float>(value);
     if (line.key != key || !is_wanted(line.is_of_file, index) || !number) continue;
     if (!line.is_there(ifd) || !std::isfinite(*number) || *number <= 0) continue;
     line.of(info, ifd) = *number;
@@ -134,7 +126,7 @@ void add_number(std::string_view key, T value, CountedText& out) {
 
 // Dates that fit their tag stand there, and so do the words for the matte's kind.
 bool has_other_place(std::string_view key, std::string_view value, const char* text) {
-  if (key == "date") return is_tag_date(text);
+  if (key == "date") return plugin::is_local_date(text);
   return key == "matte" && (value == kAssociated || value == kSeparate);
 }
 

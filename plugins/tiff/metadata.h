@@ -32,7 +32,4 @@ inline constexpr TextTag kTextTags[] = {
     {TIFFTAG_SOFTWARE, &ORB_INFO::text4},     {TIFFTAG_HOSTCOMPUTER, &ORB_INFO::text5},
     {TIFFTAG_ARTIST, &ORB_INFO::text6},       {TIFFTAG_DATETIME, &ORB_INFO::text7}};
 
-// Whether a text has the form of the tag for dates, "YYYY:MM:DD HH:MM:SS".
-bool is_tag_date(const char* text);
-
 }  // namespace orb::tiff

@@ -115,7 +115,12 @@ bool take_curve(Codec& codec, ORB_IMAGE& image, int32_t index, const Page& page)
   if (page.shape.bits > 16) return true;
   if (TIFFGetField(codec.tiff, TIFFTAG_TRANSFERFUNCTION, &tables[0], &tables[1], &tables[2]) == 0)
     return true;
-  const size_t table_bytes = sizeof(uint16_t) << page.shape.bits;
+  if (page.shape.photometric == PHOTOMETRIC_PALETTE) {
+    note(codec, "the transfer function of palette indices is not kept");
+    return true;
+  }
+  const size_t entries = size_t{1} << page.shape.bits;
+  const size_t table_bytes = entries * sizeof(uint16_t);
   bool differ = false;
   for (int i = 1; i < 3 && tables[i]; ++i) {
     differ = differ || std::memcmp(tables[0], tables[i], table_bytes) != 0;
@@ -129,7 +134,11 @@ bool take_curve(Codec& codec, ORB_IMAGE& image, int32_t index, const Page& page)
     fail(ORB_E_MEMORY);
     return false;
   }
-  for (int32_t i = 0; i < curve.channel_count; ++i) std::memcpy(curve.tables[i], tables[i], table_bytes);
+  for (int32_t i = 0; i < curve.channel_count; ++i) {
+    std::memcpy(curve.tables[i], tables[i], table_bytes);
+    if (page.turns_around)
+      std::reverse_copy(tables[i], tables[i] + entries, static_cast<uint16_t*>(curve.tables[i]));
+  }
   if (index == 0) plugin::declare(image.info, ORB_ASSUMED_GAMMA);
   return true;
 }
@@ -154,12 +163,39 @@ void remark_on_tag(Codec& codec, uint32_t tag) {
   note(codec, text);
 }
 
-void remark_on_unkept(Codec& codec, const Page& page) {
+// The codec library lists only tags that it has no field of its own for.
+void remark_on_tags(Codec& codec) {
+  constexpr uint32_t kUnlisted[] = {TIFFTAG_THRESHHOLDING,   TIFFTAG_MINSAMPLEVALUE, TIFFTAG_MAXSAMPLEVALUE,
+                                    TIFFTAG_HALFTONEHINTS,   TIFFTAG_INKNAMES,       TIFFTAG_NUMBEROFINKS,
+                                    TIFFTAG_SMINSAMPLEVALUE, TIFFTAG_SMAXSAMPLEVALUE};
   const int count = TIFFGetTagListCount(codec.tiff);
   for (int i = 0; i < count; ++i) {
     const uint32_t tag = TIFFGetTagListEntry(codec.tiff, i);
     if (!is_taken_elsewhere(tag)) remark_on_tag(codec, tag);
   }
+  for (const uint32_t tag : kUnlisted) {
+    double values[2];  // the most that any of them gives
+    if (TIFFGetField(codec.tiff, tag, &values[0], &values[1]) != 0) remark_on_tag(codec, tag);
+  }
+}
+
+void remark_on_shape(Codec& codec, const Page& page) {
+  uint16_t ink_set = INKSET_CMYK;
+  TIFFGetFieldDefaulted(codec.tiff, TIFFTAG_INKSET, &ink_set);
+  if (page.shape.photometric == PHOTOMETRIC_SEPARATED && ink_set != INKSET_CMYK) {
+    warn(codec, "its inks are not cyan, magenta, yellow and black; which they are is not kept");
+  }
+  uint32_t slices = 1;
+  TIFFGetFieldDefaulted(codec.tiff, TIFFTAG_IMAGEDEPTH, &slices);
+  if (slices > 1) warn(codec, "it has several slices, of which only the first is read");
+  if (page.shape.sample_format == SAMPLEFORMAT_VOID) {
+    note(codec, "the kind of samples is not declared; they are taken for unsigned integers");
+  }
+}
+
+void remark_on_unkept(Codec& codec, const Page& page) {
+  remark_on_tags(codec);
+  remark_on_shape(codec, page);
   uint16_t sub_count = 0;
   const uint64_t* sub_directories = nullptr;
   TIFFGetField(codec.tiff, TIFFTAG_SUBIFD, &sub_count, &sub_directories);
@@ -172,9 +208,6 @@ void remark_on_unkept(Codec& codec, const Page& page) {
   uint32_t kind = 0;
   TIFFGetField(codec.tiff, TIFFTAG_SUBFILETYPE, &kind);
   if ((kind & FILETYPE_REDUCEDIMAGE) != 0) note(codec, "it is a reduced copy of another page");
-  if (page.shape.sample_format == SAMPLEFORMAT_VOID) {
-    note(codec, "the kind of samples is not declared; they are taken for unsigned integers");
-  }
 }
 
 }  // namespace
@@ -190,12 +223,6 @@ bool take_metadata(Codec& codec, ORB_IMAGE& image, int32_t index, const Page& pa
   take_aspect(codec, image, index);
   remark_on_unkept(codec, page);
   return name_matte(page, ifd) && take_curve(codec, image, index, page);
-}
-
-bool is_tag_date(const char* text) {
-  constexpr const char* kForm = "dddd:dd:dd dd:dd:dd";
-  const auto fits = [](char form, char c) { return form == 'd' ? c >= '0' && c <= '9' : form == c; };
-  return std::strlen(text) == std::strlen(kForm) && std::equal(kForm, kForm + std::strlen(kForm), text, fits);
 }
 
 }  // namespace orb::tiff

@@ -13,16 +13,10 @@
 namespace orb::tiff {
 namespace {
 
-void drop_text(char*& text) {
-  ERR_free(text);
-  text = nullptr;
-}
-
 // ---- Settling ----
 
 void forget_curve(ORB_INFO& info, ORB_IFD& ifd, int32_t index) {
-  ORB_response_curve_done(&ifd.curve);
-  ifd.curve = {ORB_CURVE_GAMMA, 2.2F, 0, 1, 256, ORB_C_INTEGER, 12, nullptr};
+  plugin::reset_curve(ifd.curve);
   if (index == 0) info.word_e |= ORB_ASSUMED_GAMMA;
 }
 
@@ -65,10 +59,7 @@ void settle_primaries(Codec& codec, ORB_INFO& info) {
     if (is_storable) return;
     warn(codec, "the primaries cannot be stored");
   }
-  ORB_INFO fresh;
-  ORB_info_init(&fresh);
-  std::memcpy(info.chromaticity, fresh.chromaticity, sizeof info.chromaticity);
-  info.word_e |= ORB_ASSUMED_PRIMARIES;
+  plugin::reset_primaries(info);
 }
 
 struct Ratio {
@@ -122,7 +113,7 @@ void settle_numbers(Codec& codec, ORB_INFO& info) {
 bool put_texts(TIFF* tiff, const ORB_INFO& info) {
   for (const TextTag& row : kTextTags) {
     const char* text = info.*row.field;
-    if (!plugin::is_given(text) || (row.tag == TIFFTAG_DATETIME && !is_tag_date(text))) continue;
+    if (!plugin::is_given(text) || (row.tag == TIFFTAG_DATETIME && !plugin::is_local_date(text))) continue;
     if (TIFFSetField(tiff, row.tag, text) != 1) return false;
   }
   return true;
@@ -171,7 +162,7 @@ bool settle_metadata(Codec& codec, ORB_IMAGE& image, int32_t index, int32_t bits
   for (char** text :
        {&info.text1, &info.text3, &info.text4, &info.text5, &info.text6, &info.text7, &info.text8,
         &info.text9, &info.text10, &ifd.name, &ifd.color.name, &ifd.aux.name, &ifd.index.name}) {
-    if (!plugin::is_given(*text)) drop_text(*text);
+    if (!plugin::is_given(*text)) plugin::drop_text(*text);
   }
   if (index == 0) {
     settle_primaries(codec, info);

@@ -18,8 +18,6 @@ ORB_PLUGIN_API const char* imageKey = orb::tiff::kKey;
 ORB_PLUGIN_API const char* imageExtension = orb::tiff::kExtension;
 ORB_PLUGIN_API const char* imageName = "TIFF";
 ORB_PLUGIN_API const char* imageDescription = "Tag Image File Format";
-ORB_PLUGIN_API int32_t imageAddExtension = 1;
-ORB_PLUGIN_API int32_t imageUsage = 1;
 ORB_PLUGIN_API int32_t imageOrientation = 0;  // stored from the top down, unless a setting says otherwise
 ORB_PLUGIN_API int32_t imageBitsPerPaletteEntry = orb::plugin::widths(1, 16);
 ORB_PLUGIN_API int32_t imageNumberOfChannels = 4;
@@ -28,10 +26,6 @@ ORB_PLUGIN_API int32_t imageNumberOfMattes = 1;
 ORB_PLUGIN_API int32_t imageBitsPerMatte = orb::plugin::widths(1, 32);
 ORB_PLUGIN_API int32_t imageNumberOfZChannels = 32767;
 ORB_PLUGIN_API int32_t imageBitsPerZChannel = orb::plugin::widths(1, 32);
-ORB_PLUGIN_API int32_t imageSupportsActiveWindow = 0;
 ORB_PLUGIN_API int32_t imageAccess = ORB_ACCESS_READ | ORB_ACCESS_WRITE | ORB_ACCESS_ANY_LINE;
-ORB_PLUGIN_API int32_t imageMultiFrame = 0;  // pages are images of a file, not frames
-ORB_PLUGIN_API uint8_t imageHardLinkDuplicates = 1;
-ORB_PLUGIN_API uint8_t imageSupportRemoteAccess = 0;
 
 ORB_END_C

@@ -12,6 +12,7 @@ namespace {
 constexpr const char* kCall = "Opening a TIFF for reading";
 constexpr uint64_t kBandBytes = 4U << 20;         // of strips that are decoded
 constexpr uint64_t kPlainBandBytes = 256U << 10;  // of strips that are read as they are
+constexpr uint64_t kPlanarBandBytes = 64U << 20;  // of planes: their decoder begins anew for each
 
 template <class T>
 T field(TIFF* tiff, uint32_t tag, T otherwise) {
@@ -176,9 +177,17 @@ bool take_channels(const Codec& codec, const Settings& settings, const Shape& sh
 
 // ---- The band ----
 
+// Decoded planes take turns at one decoder, so every band costs the rows above it as well: there are few of them, as far
+// as the limits leave room.
+uint64_t planar_budget() {
+  const uint64_t least_limit = std::min(ORB_limit(ORB_LIMIT_BUFFER, 0), ORB_limit(ORB_LIMIT_HANDLE, 0));
+  return std::clamp(least_limit / 4, kBandBytes, kPlanarBandBytes);
+}
+
 uint32_t band_rows(const Shape& shape, const Band& band) {
   if (shape.is_tiled) return shape.block_height;
-  const uint64_t budget = shape.compression == COMPRESSION_NONE ? kPlainBandBytes : kBandBytes;
+  const uint64_t decoded = band.planes > 1 ? planar_budget() : kBandBytes;
+  const uint64_t budget = shape.compression == COMPRESSION_NONE ? kPlainBandBytes : decoded;
   const uint64_t fitting = std::max<uint64_t>(budget / band.row_bytes / band.planes, 1);
   return static_cast<uint32_t>(std::min<uint64_t>(fitting, shape.block_height));
 }

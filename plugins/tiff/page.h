@@ -5,13 +5,14 @@
 
 #include "codec.h"
 #include "orbbase/core.h"
+#include "plugins/common/description.h"
 #include "samples.h"
 #include "settings.h"
 
 namespace orb::tiff {
 
-inline constexpr const char* kAssociated = "associated";  // the matte group's name says its kind
-inline constexpr const char* kSeparate = "separate";
+using plugin::kAssociated;  // the matte group's name says its kind
+using plugin::kSeparate;
 
 // What the file's directory says of a page. When it is read once more it must say the same.
 struct Shape {

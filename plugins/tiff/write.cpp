@@ -86,7 +86,11 @@ void describe(ORB_IFD& ifd, const WriteLayout& layout, RowOrder order) {
 
 // The name of the matte group is the kind of the matte; one of the application's own is kept with the usual
 // kind, which is then the one that a reader assumes of it.
-bool name_matte(ORB_IFD& ifd, const WriteLayout& layout) {
+bool name_matte(Writer& writer, ORB_IFD& ifd, const WriteLayout& layout) {
+  if (layout.mattes != 0 && !plugin::is_given(ifd.matte.name) && writer.settings.alpha == Alpha::as_named) {
+    warn(writer.codec,
+         "nobody says whether the colours are multiplied by the matte; it is declared so (setting alpha)");
+  }
   if (plugin::is_given(ifd.matte.name) && layout.mattes != 0 && !layout.is_separate &&
       std::strcmp(ifd.matte.name, kSeparate) != 0) {
     return true;
@@ -164,7 +168,6 @@ bool lay_out_pages(ORB_IMAGE& image, Writer& writer, WritePage* pages, uint64_t*
     describe(ifd, layout, writer.settings.row_order);
     page.window = ifd.window;
     page.is_upward = (ifd.orientation & ORB_BOTTOM_UP) != 0;
-    if (!name_matte(ifd, layout)) return false;
   }
   writer.packed = make_zeroed<uint8_t>(row_bytes).release();
   return writer.packed != nullptr;
@@ -173,7 +176,9 @@ bool lay_out_pages(ORB_IMAGE& image, Writer& writer, WritePage* pages, uint64_t*
 bool settle_all(ORB_IMAGE& image, Writer& writer, const WritePage* pages) {
   for (int32_t i = 0; i < writer.image_count; ++i) {
     writer.codec.page = writer.image_count > 1 ? i + 1 : 0;
-    if (!settle_metadata(writer.codec, image, i, pages[i].layout.bits)) return false;
+    const WriteLayout& layout = pages[i].layout;
+    if (!name_matte(writer, image.info.images[i], layout)) return false;
+    if (!settle_metadata(writer.codec, image, i, layout.bits)) return false;
   }
   writer.codec.page = 0;
   return true;

@@ -1,6 +1,5 @@
 // Which TIFF holds the groups of a description.
 #include <algorithm>
-#include <string_view>
 
 #include "metadata.h"
 #include "orbbase/driver.h"
@@ -11,11 +10,7 @@ namespace {
 
 constexpr uint64_t kStripBytes = 64U << 10;
 
-bool refuse(int32_t message) {
-  orb__report(message, kKey);
-  fail(ORB_E_HANDLE);
-  return false;
-}
+bool refuse(int32_t message) { return plugin::refuse(message, kKey); }
 
 int32_t bits_of(const ORB_CHANNELS& group) {
   return group.type == ORB_C_INTEGER ? group.width : group.type == ORB_C_DOUBLE ? 64 : 32;
@@ -59,16 +54,15 @@ bool choose_for_colours(const ORB_IFD& ifd, const Settings& settings, WriteLayou
   out.aux = ifd.aux.count;
   out.bits = bits_of(ifd.color);
   if (ifd.color.type != ORB_C_INTEGER) out.sample_format = SAMPLEFORMAT_IEEEFP;
-  const bool is_named_separate = ifd.matte.name && std::string_view(ifd.matte.name) == kSeparate;
-  out.is_separate =
-      settings.alpha == Alpha::separate || (settings.alpha == Alpha::as_named && is_named_separate);
+  out.is_separate = settings.alpha == Alpha::separate ||
+                    (settings.alpha == Alpha::as_named && plugin::has_matte_named(ifd, kSeparate));
   return true;
 }
 
 // Only a side that a 32-bit signed number counts can be read back into a window.
 bool take_size(const ORB_WINDOW& window, WriteLayout& out) {
-  const int64_t width = int64_t{window.right} - window.left + 1;
-  const int64_t height = int64_t{window.top} - window.bottom + 1;
+  const int64_t width = plugin::width_of(window);
+  const int64_t height = plugin::height_of(window);
   const auto is_side = [](int64_t pixels) { return pixels >= 1 && pixels <= INT32_MAX; };
   if (!is_side(width) || !is_side(height)) return refuse(ORB_MSG_CANNOT_HANDLE);
   out.width = static_cast<uint32_t>(width);

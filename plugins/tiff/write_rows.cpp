@@ -93,12 +93,6 @@ bool put_page_number(const Writer& writer) {
 
 // ---- Rows ----
 
-// What a row holds that the file cannot is refused, and the row may be given again; the file stays as it is.
-int32_t refuse_row(int32_t line, const char* reason) {
-  orb__report(ORB_MSG_CANNOT_WRITE_LINE, line, reason);
-  return fail(ORB_E_HANDLE);
-}
-
 bool pack(const Writer& writer, const WriteLayout& layout, void* const* rows) {
   if (layout.form == Form::bits) std::memset(writer.packed, 0, layout.row_bytes + kPackedPadding);
   uint32_t all = 0;
@@ -168,10 +162,10 @@ int32_t write_scan(void* data, int32_t line, void* rows) {
   }
   auto* const* channels = static_cast<void* const*>(rows);
   if (page.layout.has_indices && !has_only_used_indices(writer, page.layout, channels[0])) {
-    return refuse_row(line, "a colour index is beyond its lookup table");
+    return plugin::refuse_row(line, "a colour index is beyond its lookup table");
   }
   if (!pack(writer, page.layout, channels))
-    return refuse_row(line, "a sample does not fit the channel width");
+    return plugin::refuse_row(line, "a sample does not fit the channel width");
   const int32_t code = enter_page(writer, page);
   if (code != 0) return code;
   forget_errors(writer.codec);

@@ -97,6 +97,11 @@ std::vector<Limited> limited() {
 
 // ---- What is read
 
+// What is said of the halves in a file.
+constexpr const char* kAllHalves = "in: its samples are halves (setting samples: half)";
+constexpr const char* kHalfColours = "in: its colours and mattes are halves (setting samples: half-colours)";
+constexpr const char* kSomeHalves = "in: some of its channels are halves";
+
 // These channels of a part of the file made last, lines in its order; with doubles, those behind the fourth are of
 // that type.
 Planes planes_of(const std::vector<std::string>& names, bool has_doubles = false, int part = 0) {
@@ -133,6 +138,8 @@ void add_every_storage(std::vector<Known>& rows) {
                   {Imf::RANDOM_Y, 64, true, "rows downward"}};
   for (int compression = 0; compression < (core_has_dwa() ? 10 : 8); ++compression) {
     for (const auto& storage : storages) {
+      std::vector<std::string> remarks(storage.has_levels ? 1 : 0, "in: only its largest level is read");
+      remarks.emplace_back(kHalfColours);
       rows.push_back(
           {file_of({{.channels = {{"A"}, {"B"}, {"G"}, {"R"}, {"Z", Imf::FLOAT}, {"id", Imf::UINT}},
                      .compression = static_cast<Imf::Compression>(compression),
@@ -140,7 +147,7 @@ void add_every_storage(std::vector<Known>& rows) {
                      .tile = storage.tile,
                      .has_levels = storage.has_levels}}),
            {storage.says, std::string("storage ") + kCompressions[compression]},
-           std::vector<std::string>(storage.has_levels ? 1 : 0, "in: only its largest level is read"),
+           std::move(remarks),
            planes_of({"R", "G", "B", "A", "Z", "id"}, true)});
     }
   }
@@ -151,30 +158,41 @@ void add_groups(std::vector<Known>& rows) {
   constexpr auto kHalf = Imf::HALF;
   constexpr auto kUint = Imf::UINT;
   constexpr auto kFloat = Imf::FLOAT;
-  const std::pair<std::vector<StoredChannel>, std::vector<std::string>> kinds[] = {
+  const struct {
+    std::vector<StoredChannel> channels;
+    std::vector<std::string> says;
+    std::vector<std::string> remarks;
+  } kinds[] = {
       {{{"R", kHalf}, {"G", kFloat}, {"B", kHalf}, {"A", kHalf}},
-       {"color 3x32 float", "matte 1x32 float", "aux 0"}},
-      {{{"Y", kHalf}, {"Z", kFloat}}, {"color 1x32 float", "matte 0", "aux 1x32 float Z"}},
-      {{{"R", kHalf}, {"G", kHalf}, {"B", kUint}}, {"color 0", "aux 3x64 double B:uint,G,R"}},
-      {{{"R", kUint}, {"G", kUint}, {"B", kUint}, {"id", kUint}}, {"color 3x32", "aux 1x32 id"}},
-      {{{"AR", kHalf}, {"AG", kHalf}, {"AB", kHalf}}, {"color 0", "matte 3x32 float", "aux 0"}},
+       {"color 3x32 float", "matte 1x32 float", "aux 0"},
+       {kSomeHalves}},
+      {{{"Y", kHalf}, {"Z", kFloat}}, {"color 1x32 float", "matte 0", "aux 1x32 float Z"}, {kHalfColours}},
+      {{{"Y", kFloat}, {"Z", kHalf}}, {"color 1x32 float", "aux 1x32 float Z"}, {kSomeHalves}},
+      {{{"R", kHalf}, {"G", kHalf}, {"B", kUint}}, {"color 0", "aux 3x64 double B:uint,G,R"}, {kAllHalves}},
+      {{{"R", kUint}, {"G", kUint}, {"B", kUint}, {"id", kUint}}, {"color 3x32", "aux 1x32 id"}, {}},
+      {{{"AR", kHalf}, {"AG", kHalf}, {"AB", kHalf}}, {"color 0", "matte 3x32 float", "aux 0"}, {kAllHalves}},
       {{{"A", kHalf}, {"AR", kHalf}, {"AG", kHalf}, {"AB", kHalf}},
-       {"color 0", "matte 1x32 float", "aux 3x32 float AB,AG,AR"}},
+       {"color 0", "matte 1x32 float", "aux 3x32 float AB,AG,AR"},
+       {kAllHalves}},
       {{{"k.R", kHalf}, {"k.G", kHalf}, {"k.B", kHalf}, {"k.A", kHalf}},
-       {"color 3x32 float k.R,k.G,k.B", "matte 1x32 float k.A"}},
+       {"color 3x32 float k.R,k.G,k.B", "matte 1x32 float k.A"},
+       {kAllHalves}},
       {{{"R", kHalf}, {"G", kHalf}, {"B", kHalf}, {"k.R", kHalf}},
-       {"color 3x32 float", "aux 1x32 float k.R"}},
-      {{{"R", kHalf}, {"Y", kHalf}}, {"color 1x32 float", "aux 1x32 float R"}},
-      {{{"a,b:c\\", kFloat}}, {"color 0", "aux 1x32 float a\\,b\\:c\\\\"}}};
-  for (const auto& [channels, says] : kinds) rows.push_back({file_of({{.channels = channels}}), says});
+       {"color 3x32 float", "aux 1x32 float k.R"},
+       {kAllHalves}},
+      {{{"R", kHalf}, {"Y", kHalf}}, {"color 1x32 float", "aux 1x32 float R"}, {kAllHalves}},
+      {{{"a,b:c\\", kFloat}}, {"color 0", "aux 1x32 float a\\,b\\:c\\\\"}, {}}};
+  for (const auto& kind : kinds)
+    rows.push_back({file_of({{.channels = kind.channels}}), kind.says, kind.remarks});
 }
 
 // Windows are where the file has them, counted upward.
 void add_windows(std::vector<Known>& rows) {
   const auto add = [&rows](const Imath::Box2i& display, const Imath::Box2i& data,
                            std::vector<std::string> says, bool is_outside) {
-    rows.push_back({file_of({{.display = display, .data = data}}), std::move(says),
-                    std::vector<std::string>(is_outside ? 1 : 0, "in: there are samples outside"),
+    std::vector<std::string> remarks(is_outside ? 1 : 0, "in: there are samples outside");
+    remarks.emplace_back(kAllHalves);
+    rows.push_back({file_of({{.display = display, .data = data}}), std::move(says), std::move(remarks),
                     planes_of({"R", "G", "B"})});
   };
   const Imath::Box2i plain({0, 0}, {9, 19});
@@ -204,15 +222,29 @@ void add_parts(std::vector<Known>& rows) {
     decorate(header);
     Imf::addComments(header, "other");
     Imf::addExpTime(header, 0.5F);
+    Imf::addFramesPerSecond(header, {24, 1});
   };
-  rows.push_back({file_of({first, second}),
-                  {"name beauty", "image 2 name depth", "description two\nlines", "user studio",
-                   "date 2024:05:06 07:08:09", "rate 23.976025", "frame 1017", "image 2 aspect 2", "gamma 1",
-                   "assumed", "primaries 73470 26530 0 0 100000 0 10 -7700 107690 32168 33767 34065"},
-                  {"in: part 2: attribute comments (string) is not kept",
-                   "in: part 2: attribute expTime (float) is not kept"},
-                  planes_of({"R", "G", "B"})});
+  rows.push_back(
+      {file_of({first, second}),
+       {"name beauty", "image 2 name depth", "description two\nlines", "user studio",
+        "date 2024:05:06 07:08:09", "rate 23.976025", "frame 1017", "image 2 aspect 2", "gamma 1", "assumed",
+        "primaries 73470 26530 0 0 100000 0 10 -7700 107690 32168 33767 34065"},
+       {"in: part 1: its samples are halves", "in: part 2: attribute comments (string) is not kept",
+        "in: part 2: attribute expTime (float) is not kept",
+        "in: part 2: attribute framesPerSecond (rational) is not kept"},
+       planes_of({"R", "G", "B"})});
   rows.back().planes.push_back(planes_of({"Z"}, false, 1)[0]);
+  // What the first part does not declare is nobody's, though it be the default.
+  const auto count = [](Imf::Header& header) {
+    Imf::addFramesPerSecond(header, {2997, 100});
+    header.insert("imageCounter", Imf::IntAttribute(1));
+  };
+  const std::vector<StoredChannel> depth = {{"Z", Imf::FLOAT}};
+  rows.push_back(
+      {file_of({{.channels = depth, .name = "one"}, {.channels = depth, .name = "two", .decorate = count}}),
+       {"assumed primaries rate frame"},
+       {"in: part 2: attribute framesPerSecond (rational) is not kept",
+        "in: part 2: attribute imageCounter (int) is not kept"}});
 }
 
 std::vector<Known> known() {
@@ -267,8 +299,13 @@ void be_linear(Wanted& w) {
   w.info.frame_rate = 0;
 }
 
+void be_separate(Wanted& w) {
+  w.color(3, 32, ORB_C_FLOAT).matte(1, 32, ORB_C_FLOAT).ifd.matte.name = const_cast<char*>("separate");
+}
+
 std::vector<Written> written() {
-  return {{be_linear,
+  return {{be_separate, "", {"matte 1x32 float separate"}, {"warning: out: the matte is named separate"}},
+          {be_linear,
            "Y Z two\nlines",
            {"assumed rate", "gamma 1", "aspect 1", "storage zip", "aux 1x32 float fog, haze"},
            {"warning: out: the response curve is not stored", "warning: out: the pixel aspect ratio",
@@ -310,6 +347,7 @@ const Format kExr = {
             {kAction, [](Wanted& w) { w.aux(40000, 32, ORB_C_FLOAT); }},
             {kAction, [](Wanted& w) { w.ifd.active_window.right = 99; }},
             {kAction, [](Wanted& w) { w.set(kCompression, 10); }},
+            {kAction, [](Wanted& w) { w.set(kSamples, 3); }},
             {"exr cannot handle image channel width", [](Wanted& w) { w.color(3, 8); }},
             {"exr cannot handle image channel type", [](Wanted& w) { w.color(3, 64, ORB_C_DOUBLE); }},
             {"exr cannot handle matte channel width", [](Wanted& w) { w.matte(1, 16); }},

@@ -23,7 +23,6 @@ class ExrTest : public FormatTest {
 };
 
 enum : uint16_t { kCompression = 2, kSamples = 3 };
-inline constexpr int32_t kHalf = 1;
 
 inline constexpr const char* kCompressions[] = {"none",  "rle", "zips", "zip",  "piz",
                                                 "pxr24", "b44", "b44a", "dwaa", "dwab"};

@@ -214,7 +214,11 @@ void add_chunks(std::vector<Known>& rows) {
   add(chunk("tIME", "1234567"), {"in: tIME: the time of the last change"});
   add(chunk("iCCP", "1234567"), {"warning: in: iCCP: the colour profile is not kept"});
   add(chunk("acTL", "12345678") + chunk("fcTL", ""), {"warning: in: acTL: of the animation only the still"});
+  add(chunk("cICP", "1234"), {"warning: in: cICP: the coding of the colours is not kept"});
   add(with_wrong(chunk("tEXt", "Title\0x"s), 1), {"warning: in: tEXt: CRC error"});
+  std::string film;  // more than there may be of what is kept
+  for (int i = 0; i < 9; ++i) film += chunk("fdAT", std::string(7900000, 'x'));
+  add(film, {});
   const Settings unknown = {{77, 0}, {65535, 0}};  // and one that nobody filled in
   rows.push_back({encode(kGrey), {}, {"warning: Unknown type-specific capability code (77)"}, {}, unknown});
   std::string flood;
@@ -310,6 +314,13 @@ std::vector<Written> written() {
                kPrimaries),
       left_out([](Wanted& w) { std::fill_n(w.info.chromaticity, 12, 0.0F); }, "invalid chromaticities",
                kPrimaries),
+      {[](Wanted& w) {
+         w.matte(1, w.ifd.color.width);
+         w.ifd.matte.name = const_cast<char*>("associated");
+       },
+       "",
+       {},
+       {"warning: out: the matte is named associated"}},
       titled("caf\xE9", "caf\xC3\xA9"),
       titled("\xC0\x80", "\xC3\x80\xC2\x80"),                          // overlong
       titled("\xE0\x9F\xBF", "\xC3\xA0\xC2\x9F\xC2\xBF"),              // overlong
@@ -339,7 +350,8 @@ const Format kPng = {
     .key = "png",
     .modules = {PNG_MODULE},
     .traits = kKeepsDescription | kKeepsTexts | kKeepsGamma | kKeepsPrimaries | kKeepsAspect | kKeepsRate |
-              kKeepsFrame | kKeepsField | kKeepsPlace | kReadsPipes | kHasCheckSums | kHasBareEntries,
+              kKeepsFrame | kKeepsField | kKeepsPlace | kSettlesDates | kReadsPipes | kHasCheckSums |
+              kHasBareEntries,
     .signature_bytes = 8,
     .cut_codes = {ORB_E_READ},
     .examples = examples,
@@ -399,11 +411,14 @@ TEST_F(PngTest, an_index_beyond_the_palette_is_damage) {
          png_set_PLTE(png, info, palette, 3);
          png_set_check_for_invalid_index(png, 0);
        }));
-  const Image image = open_read("png", "in", {{0, 1}});
-  ASSERT_TRUE(image);
-  EXPECT_TRUE(read_all(*image).empty());
-  EXPECT_EQ(orb__err, ORB_E_DECODE);
-  EXPECT_EQ(reports.texts(), "Cannot decode scanline 2");
+  for (const int32_t palette : {0, 1}) {
+    reports.clear();
+    const Image image = open_read("png", "in", {{0, palette}});
+    ASSERT_TRUE(image);
+    EXPECT_TRUE(read_all(*image).empty());
+    EXPECT_EQ(orb__err, ORB_E_DECODE);
+    EXPECT_EQ(reports.texts(), "Cannot decode scanline 2") << palette;
+  }
 }
 
 TEST_F(PngTest, other_programs_see_native_depths_as_they_are_and_other_widths_scaled) {

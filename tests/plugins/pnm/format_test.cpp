@@ -2,15 +2,16 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include "orbbase/registry.h"
 #include <thread>
 
+#include "orbbase/registry.h"
 #include "tests/plugins/common/conformance.h"
 
 namespace orb::testing {
 namespace {
 
 using ::testing::EndsWith;
+using ::testing::StartsWith;
 using namespace std::string_literals;
 
 constexpr uint16_t kEncoding = 2;
@@ -96,8 +97,9 @@ Layout of(const char* key, int colours, int mattes, int auxes, int least_bits, i
 // ---- What is read
 
 // A file and what it holds.
-Known held(const std::string& file, int colours, int mattes, int auxes, int bits, Planes planes) {
-  Known row = {file};
+Known held(const std::string& file, int colours, int mattes, int auxes, int bits, Planes planes,
+           const std::vector<std::string>& reports = {}) {
+  Known row = {file, {}, reports};
   for (const auto& [name, count] : {std::pair{"color ", colours}, {"matte ", mattes}, {"aux ", auxes}}) {
     const std::string width = count > 0 ? "x" + std::to_string(bits) : "";
     row.says.push_back(name + std::to_string(count) + width + (bits == 32 && count > 0 ? " float" : ""));
@@ -125,14 +127,16 @@ std::vector<Known> known() {
       held(pam(1, 1, 4, 255, "RGB", "abcd"), 3, 0, 1, 8, {{'a'}, {'b'}, {'c'}, {'d'}}),
       held(pam(1, 1, 2, 255, "", "ab"), 1, 0, 1, 8, {{'a'}, {'b'}}),
       held(pam(1, 1, 5, 255, "some\nTUPLTYPE thing", "abcde"), 3, 0, 2, 8,
-           {{'a'}, {'b'}, {'c'}, {'d'}, {'e'}}),
+           {{'a'}, {'b'}, {'c'}, {'d'}, {'e'}},
+           {"warning: in: the tuple type some thing is not known; its planes are taken for 3 of colour and "
+            "2"}),
       // From the bottom up, as the rows are given.
       held("Pf\n1 2\n-1.0\n\0\0\x80\x3F\1\0\xC0\x7F"s, 1, 0, 0, 32, {{0x3F800000, 0x7FC00001}}),
       held("PF 1 1 1\n\x3F\x80\0\0\0\0\0\1\xFF\x80\0\0"s, 3, 0, 0, 32, {{0x3F800000}, {1}, {0xFF800000}}),
       // Raw pictures behind the first are further images.
       {"P5 2 1 255\nabP6#no\n1 2 255\nabcdefPf 1 1 -1\n\0\0\0\x40"s,
        {"color 1x8", "image 2 color 3x8", "image 3 color 1x32 float"},
-       {},
+       {"in: the comments of further pictures are not kept"},
        {{'a', 'b'}, {'a', 'd'}, {'b', 'e'}, {'c', 'f'}, {0x40000000}}},
       {"P5 1 1 255\nx\n", {}, {"warning: in: the 1 bytes behind the picture are not kept"}},
       {"P2 1 1 255\n9\n P5", {}, {"warning: in: what stands behind the picture is not kept"}},
@@ -180,6 +184,8 @@ std::vector<Written> written() {
           stored({"pnm", 1, 0, 0, 1}, 1, 1, {{kKind, 4}}, {{1}}, pam(1, 1, 1, 1, "BLACKANDWHITE", "\1")),
           stored({"pam", 3, 1, 0, 8}, 1, 1, {}, {{'a'}, {'b'}, {'c'}, {'d'}},
                  pam(1, 1, 4, 255, "RGB_ALPHA", "abcd")),
+          stored({"pam", 4, 1, 0, 1}, 1, 1, {}, {{0}, {1}, {0}, {1}, {1}},
+                 pam(1, 1, 5, 1, "CMYK_ALPHA", "\0\1\0\1\1"s)),
           stored({"pam", 0, 1, 2, 8}, 1, 1, {}, {{'a'}, {'b'}, {'c'}},
                  pam(1, 1, 3, 255, "COLOR_0_MATTE_1_AUX_2", "abc")),
           stored({"pfm", 1, 0, 0, 32}, 1, 2, {}, {{0x3F800000, 0x40000000}},
@@ -259,6 +265,26 @@ TEST_F(PnmTest, any_member_reads_any_kind) {
   for (const Known& row : known()) {
     save("in", row.bytes);
     EXPECT_EQ(read_whole("ppm", "in"), 0) << row.bytes;
+  }
+}
+
+TEST_F(PnmTest, a_matte_is_separate_and_needs_no_name_for_that) {
+  const struct {
+    std::string name;
+    bool is_kept;
+    const char* report;
+  } rows[] = {{"separate", true, ""},
+              {"associated", false, "out: the matte is named associated; the format's colours are taken as "},
+              {"hold-out", false, ""}};
+  for (auto row : rows) {
+    reports.clear();
+    Wanted wanted("pam", "out", 1, 1);
+    wanted.color(3, 8).matte(1, 8).ifd.matte.name = row.name.data();
+    const Image image = wanted.open();
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->info.images[0].matte.name != nullptr, row.is_kept) << row.name;
+    EXPECT_THAT(reports.texts(), StartsWith(row.report));
+    EXPECT_EQ(reports.texts().empty(), *row.report == '\0') << reports.texts();
   }
 }
 

@@ -121,10 +121,11 @@ std::vector<Limited> limited() {
 std::vector<Layout> layouts() {
   std::vector<Layout> all;
   for (int32_t compression = 0; compression <= 4; ++compression) {
+    const Settings settings = {{kCompression, compression}, {kAlpha, 1}};
     for (const auto& [c, m, a] : {std::array{1, 0, 0}, {3, 0, 0}, {3, 1, 0}, {4, 1, 2}, {1, 1, 5}}) {
-      all.push_back({c, m, a, 1, 32, ORB_C_INTEGER, {{kCompression, compression}}});
-      all.push_back({c, m, a, 32, 32, ORB_C_FLOAT, {{kCompression, compression}}});
-      all.push_back({c, m, a, 64, 64, ORB_C_DOUBLE, {{kCompression, compression}}});
+      all.push_back({c, m, a, 1, 32, ORB_C_INTEGER, settings});
+      all.push_back({c, m, a, 32, 32, ORB_C_FLOAT, settings});
+      all.push_back({c, m, a, 64, 64, ORB_C_DOUBLE, settings});
     }
   }
   return all;
@@ -295,7 +296,25 @@ std::vector<Known> known() {
     TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 2.0);
     TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 1.0);
   };
+  const auto scanned = [](TIFF* tiff) {
+    TIFFSetField(tiff, TIFFTAG_MINSAMPLEVALUE, 5);
+    TIFFSetField(tiff, TIFFTAG_SMAXSAMPLEVALUE, 250.0);
+    TIFFSetField(tiff, TIFFTAG_HALFTONEHINTS, 1, 2);
+    TIFFSetField(tiff, TIFFTAG_IMAGEDEPTH, 2);
+  };
+  const auto inked = [](TIFF* tiff) {
+    TIFFSetField(tiff, TIFFTAG_INKSET, INKSET_MULTIINK);
+    TIFFSetField(tiff, TIFFTAG_INKNAMES, 26, "orange\0green\0violet\0white");
+  };
   std::vector<Known> rows = {
+      {file_of({{.decorate = scanned}}),
+       {},
+       {"in: tag 280 (MinSampleValue) is not kept", "in: tag 321 (HalftoneHints)",
+        "in: tag 341 (SMaxSampleValue)",
+        "warning: in: it has several slices, of which only the first is read"}},
+      {file_of({{.samples = 4, .photometric = PHOTOMETRIC_SEPARATED, .decorate = inked}}),
+       {},
+       {"in: tag 333 (InkNames)", "in: tag 334 (NumberOfInks)", "warning: in: its inks are not cyan"}},
       {file_of({{.decorate = stretched}, {}}),
        {"assumed gamma primaries rate frame", "aspect 0.5", "image 2 aspect 1"}},
       {file_of({{.decorate = more}}),
@@ -339,14 +358,15 @@ std::function<void(Wanted&)> with(uint16_t code, int32_t value) {
   return [code, value](Wanted& w) { w.settings = {{code, value}}; };
 }
 
-// A matte's kind is chosen by setting or name, and kept.
+// A matte's kind is chosen by setting or name, and kept; one that nobody chose is said.
 Written matte_of(int32_t setting, const char* name, const char* kept, int expected) {
   return {[setting, name](Wanted& w) {
             w.matte(1, w.ifd.color.width).set(kAlpha, setting);
             w.ifd.matte.name = const_cast<char*>(name);
           },
           "extra " + std::to_string(expected) + ",",
-          {std::string("matte 1x32 ") + kept}};
+          {std::string("matte 1x32 ") + kept},
+          std::vector<std::string>(setting == 0 && !name ? 1 : 0, "warning: out: nobody says whether the")};
 }
 
 // Each page has what is its own.
@@ -440,10 +460,13 @@ TEST_F(TiffTest, a_damaged_strip_leaves_the_others_readable) {
 }
 
 TEST_F(TiffTest, any_line_of_any_page_is_read_in_any_order) {
-  // A single strip of each; of the first two the bands do not hold it at once.
+  // A single strip of each, or one a plane; of the first two the bands do not hold it at once.
+  ORB_limit(ORB_LIMIT_HANDLE, 16U << 20);
   std::vector<Stored> pages(16, {.width = 300, .height = 200, .strip_rows = 2000});
-  pages[0].width = pages[1].width = 3000;
-  pages[0].height = pages[1].height = 2000;
+  pages[0] = {
+      .width = 1500, .height = 2000, .samples = 2, .is_planar = true, .strip_rows = 2000, .extras = {0}};
+  pages[1].width = 3000;
+  pages[1].height = 2000;
   for (size_t i = 0; i < pages.size(); i += 2) pages[i].compression = COMPRESSION_PACKBITS;
   save_tiff("in.tif", pages);
   const Image image = open_read("tiff", "in.tif");
@@ -455,12 +478,33 @@ TEST_F(TiffTest, any_line_of_any_page_is_read_in_any_order) {
     const auto line = static_cast<int32_t>(random() % static_cast<uint32_t>(ifd.window.top + 1));
     void** rows = read_row(*image, line, page);
     ASSERT_TRUE(rows) << reports.texts();
+    const auto row = static_cast<uint32_t>(ifd.window.top - line);
+    const int last = pages[static_cast<size_t>(page)].samples - 1;
     for (const int32_t x : {0, 149, ifd.window.right}) {
-      EXPECT_EQ(sample_at(ifd, rows, 0, x),
-                pages[0].at(static_cast<uint32_t>(x), static_cast<uint32_t>(ifd.window.top - line), 0));
+      EXPECT_EQ(sample_at(ifd, rows, last, x), pages[0].at(static_cast<uint32_t>(x), row, last));
     }
     static_cast<uint8_t*>(rows[0])[149] ^= 0xFF;  // whoever has the rows may change them
   }
+}
+
+TEST_F(TiffTest, turns_a_curve_around_with_its_samples_and_keeps_none_of_palette_indices) {
+  for (const int photometric : {PHOTOMETRIC_MINISBLACK, PHOTOMETRIC_MINISWHITE, PHOTOMETRIC_PALETTE}) {
+    std::vector<uint16_t> table(256);
+    for (size_t i = 0; i < table.size(); ++i) table[i] = static_cast<uint16_t>(i * i);
+    save_tiff("in.tif",
+              {{.photometric = static_cast<uint16_t>(photometric), .decorate = [&table](TIFF* tiff) {
+                  TIFFSetField(tiff, TIFFTAG_TRANSFERFUNCTION, table.data());
+                  TIFFSetField(tiff, TIFFTAG_COLORMAP, table.data(), table.data(), table.data());
+                }}});
+    const Image image = open_read("tiff", "in.tif");
+    ASSERT_TRUE(image) << reports.texts();
+    const ORB_RESPONSE_CURVE& curve = image->info.images[0].curve;
+    ASSERT_EQ(curve.kind == ORB_CURVE_TABLE, photometric != PHOTOMETRIC_PALETTE);
+    if (curve.kind != ORB_CURVE_TABLE) continue;
+    if (photometric == PHOTOMETRIC_MINISWHITE) std::reverse(table.begin(), table.end());
+    EXPECT_EQ(std::memcmp(curve.tables[0], table.data(), 512), 0) << photometric;
+  }
+  EXPECT_THAT(reports.texts(), HasSubstr("the transfer function of palette indices is not kept"));
 }
 
 TEST_F(TiffTest, keeps_the_curve_of_every_page_and_no_file_without_all_of_them) {
