@@ -198,6 +198,15 @@ const char* fault_of(const Header& header) {
   return nullptr;
 }
 
+// Whether no sample is larger than its bits: a reader gives out no such row, a writer takes none.
+bool fits(const Header& header, const void* row) {
+  const auto is_larger = [&header](uint32_t sample) { return sample >> header.bits != 0; };
+  const auto* bytes = static_cast<const uint8_t*>(row);
+  const auto* shorts = static_cast<const uint16_t*>(row);
+  return sample_bytes(header) == 1 ? std::none_of(bytes, bytes + header.width, is_larger)
+                                   : std::none_of(shorts, shorts + header.width, is_larger);
+}
+
 // ---- Reading ----
 
 bool open_to_read(File& file) {
@@ -284,6 +293,11 @@ int32_t cannot_read(File& file, int32_t line, const char* reason) {
   return file.failure = fail(ORB_E_READ);
 }
 
+int32_t cannot_decode(File& file, int32_t line) {
+  orb__report(ORB_MSG_CANNOT_DECODE, line);
+  return file.failure = fail(ORB_E_DECODE);
+}
+
 int32_t out_of_sequence(int32_t line) {
   orb__report(ORB_MSG_BAD_SCANLINE, line);
   return fail(ORB_E_SCANLINE);
@@ -295,6 +309,7 @@ int32_t read_line(void* data, int32_t line, void* rows_out) {
   if (line != file.next_line || line < file.header.bottom) return out_of_sequence(line);
   for (int32_t c = 0; c < channels(file.header); ++c) {
     if (!read_samples(file, file.rows[c])) return cannot_read(file, line, reason_of(file.stream));
+    if (!fits(file.header, file.rows[c])) return cannot_decode(file, line);
   }
   // Looked at together with the last row, so that no cut file passes for a whole one.
   if (line == file.header.bottom && !read_end(file))
@@ -447,10 +462,19 @@ bool write_samples(File& file, const void* row) {
   return true;
 }
 
+// The file stays as it is, and the row may be given again.
+int32_t refuse_row(int32_t line) {
+  orb__report(ORB_MSG_CANNOT_WRITE_LINE, line, "a sample does not fit the channel width");
+  return fail(ORB_E_HANDLE);
+}
+
 int32_t write_line(void* data, int32_t line, void* rows) {
   File& file = *static_cast<File*>(data);
   if (file.failure != 0) return fail(file.failure);
   if (line != file.next_line || line < file.header.bottom) return out_of_sequence(line);
+  for (int32_t c = 0; c < channels(file.header); ++c) {
+    if (!fits(file.header, static_cast<void**>(rows)[c])) return refuse_row(line);
+  }
   for (int32_t c = 0; c < channels(file.header); ++c) {
     if (write_samples(file, static_cast<void**>(rows)[c])) continue;
     orb__report(ORB_MSG_CANNOT_WRITE_LINE, line, std::strerror(errno));

@@ -92,6 +92,22 @@ TEST_F(Slate, closed_early_says_so_and_leaves_no_file_that_reads_as_whole) {
   EXPECT_EQ(read_all(), "78");
 }
 
+TEST_F(Slate, samples_larger_than_their_bits_are_neither_written_nor_read) {
+  ifd_.color.width = 6;
+  ASSERT_EQ(write_all(), 0);
+  Image image = open("w");
+  char larger[] = {0, 64};
+  void* rows[] = {larger};
+  EXPECT_EQ(ORB_scan_write(image.get(), 7, rows), ORB_E_HANDLE);
+  for (int32_t line = 7; line >= 5; --line) EXPECT_EQ(write_row(image, line), 0) << "given again";
+  ORB_close(image.release());
+  std::string file = bytes_of(path_);
+  file[26] = 5;  // bits
+  put_bytes(path_, file);
+  EXPECT_EQ(read_all(), "");
+  EXPECT_EQ(orb__err, ORB_E_DECODE);
+}
+
 TEST_F(Slate, sizes_of_the_header_are_held_against_both_limits) {
   const struct {
     std::string width;
