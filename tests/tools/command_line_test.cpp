@@ -21,6 +21,7 @@ TEST(CommandLine, one_that_makes_no_sense_ends_with_2_and_prints_no_result) {
         "formats --limit buffer=99999999999999999999", "formats --limit buffer=0"}) {
     expect(command, 2, "", StartsWith("orb: "));
   }
+  expect("frobnicate a.png -o b.png", 2, "", HasSubstr("subcommand is required, not \"frobnicate\";"));
   for (const char* rest : {"c.png b.png", "a.png --set filter", "a.png --set filter=strong",
                            "a.png --set compression=high", "a.png --read-set compression",
                            "a.png --drop everything", "a.png --drop color", "a.mem", "- --json"}) {

@@ -117,7 +117,9 @@ TEST(Convert, an_animation_is_converted_with_all_its_frames_or_refused) {
               {"convert a.gif -o c.png", 5, _, HasSubstr("--drop frame-count")},
               {"convert a.gif -o c.png --drop frame-count,frame-rate"},
               {"convert x.gif -o d.gif", 4},
-              {"convert samples/head-rgb-8.png -o e.gif", 5, _, HasSubstr("--read-set palette=indices")}});
+              {"convert samples/head-rgb-8.png -o e.gif", 5, _, HasSubstr("--read-set palette=indices")},
+              {"convert samples/head-rgb-8.png --read-set palette=indices -o e.gif", 5, _,
+               Not(HasSubstr("--read-set"))}});
   EXPECT_THAT(names(), ElementsAre("a.gif", "b.gif", "c.png", "x.gif"));
 }
 
@@ -219,6 +221,9 @@ TEST(ConvertLosses, the_losses_are_listed_in_json) {
   EXPECT_EQ(outcome["result"], "refused");
   ASSERT_EQ(outcome["losses"].size(), 2U) << outcome;
   EXPECT_EQ(outcome["losses"][1]["name"], "curve");
+  std::filesystem::rename("a.pipe", "a.1.pipe");
+  const Json frames = Json::parse(expect("convert --json a.#.pipe -o b.#.png", 5).out)["frames"];
+  EXPECT_EQ(frames[0]["losses"], outcome["losses"]);
 }
 
 TEST(ConvertLosses, what_the_input_declares_comes_through_and_what_it_does_not_is_not_made_up) {
@@ -236,6 +241,10 @@ TEST(ConvertLosses, what_the_input_declares_comes_through_and_what_it_does_not_i
   EXPECT_NEAR(read["images"][0]["curve"]["gamma"].get<double>(), 1.8, 1e-4);
   EXPECT_EQ(read["images"][0]["curve"]["assumed"], false);
   EXPECT_EQ(read["primaries"]["assumed"], true);
+  std::string moment = "{1700000000}";  // which other formats keep in words
+  file.change = [&moment](ORB_INFO& info, ORB_IFD&) { info.text7 = moment.data(); };
+  file.write("c.pipe");
+  expect_all({{"convert c.pipe -o d.png"}, {"convert c.pipe -o d.tif"}});
 }
 
 }  // namespace

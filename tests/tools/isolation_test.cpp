@@ -72,7 +72,8 @@ TEST_F(Isolation, one_file_stops_no_other_whatever_the_verb) {
     EXPECT_TRUE(fs::remove("b.0001.png") && fs::remove("b.0003.png"));
     EXPECT_EQ(names().size(), 4U);
   }
-  expect_all({{"view a.1.defective a.2.defective" + kLimits, 1},
+  expect_all({{"check a.1.defective --isolate=time=16G", 0},
+              {"view a.1.defective a.2.defective" + kLimits, 1},
               {"diff a.1.defective a.3.defective" + kLimits, 0},
               {"diff a.1.defective a.2.defective" + kLimits, 4},
               {"play a.#.defective" + kLimits, 1,

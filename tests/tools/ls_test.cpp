@@ -61,6 +61,7 @@ TEST_F(Ls, gives_the_parts_of_each_name_as_json) {
 }
 
 TEST_F(Ls, frames_come_in_chunks_that_hold_every_frame_once) {
+  put_bytes("take#2.png", "");
   expect_all(
       {{"frames a.####.png", 0, "1001-1003,1005-1007,1009-1012\n", ""},
        {"frames a.####.png --chunk 4", 0, "1001-1003,1005\n1006-1007,1009-1010\n1011-1012\n", ""},
@@ -74,6 +75,8 @@ TEST_F(Ls, frames_come_in_chunks_that_hold_every_frame_once) {
        {"frames a.####.png --frames 1001 --missing", 3, "", HasSubstr("no frame is missing")},
        {"frames --frames -5--1 --chunk 3", 0, "-5--3\n-2--1\n", ""},
        {"frames b.####.png", 3, "", HasSubstr("nearest sequence: " + kShot)},
+       {"frames take#2.png", 3, "",
+        HasSubstr("no frame of take#2.png, which is a file of that name; --literal")},
        {"frames a.png", 2, "", HasSubstr("no field")},
        {"frames --missing", 2, "", HasSubstr("a pattern is needed")},
        {"frames a.####.png --chunk 0", 2, "", HasSubstr("--chunk")}});

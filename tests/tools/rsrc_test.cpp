@@ -34,6 +34,14 @@ TEST(Rsrc, adds_lists_shows_replaces_and_removes_items) {
   EXPECT_THAT(names(), ElementsAre("copy", "data", "out", "r"));
 }
 
+TEST(Rsrc, removes_all_items_of_a_name) {
+  const std::string item("\0\1a\0\0\0\x0c\0\0\0\2", 11);
+  const std::string type("TEXT\0\0\0\2\0\0\0\x0e", 12);
+  put_bytes("r", std::string("\0\0\0\7\0\0\0\1\0\0\0\x24", 12) + "12" + item + item + type);
+  expect_all(
+      {{"rsrc ls r", 0, "TEXT        2  a\nTEXT        2  a\n"}, {"rsrc rm r TEXT a"}, {"rsrc ls r", 0, ""}});
+}
+
 TEST(Rsrc, makes_what_strangers_wrote_safe_to_show) {
   put_bytes("r", kFile);
   expect("rsrc ls r", 0,
@@ -65,6 +73,9 @@ TEST(Rsrc, that_fails_or_runs_dry_says_why_and_changes_nothing) {
     std::string reason;
   } rows[] = {
       {"", 2, "subcommand"},
+      {"lst r", 2, "subcommand is required, not \"lst\""},
+      {"cat --json r TEXT a", 2, "--json: cat puts out the data as it is"},
+      {"dump --json r", 2, "--json: dump prints text"},
       {"cat r TEX a", 2, "type \"TEX\": expecting four characters"},
       {"add r 0x00000000 a", 2, "expecting four characters"},
       {"add - TEXT a cut", 2, "- cannot be one"},

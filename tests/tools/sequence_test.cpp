@@ -175,12 +175,14 @@ TEST(Sequence, what_cannot_be_meant_is_refused_in_one_line_before_anything_is_wr
               {"A.####.pipe -o c.####.png", 3, "a.[1-2]####.pipe"},
               {"a.####.pipe -o c.####.png --frames 7-9", 3, "a.[1-2]####.pipe"},
               {"n.0001.pipe n.0002.pipe -o c.####.png", 3, ""},
+              {"n.0001.pipe n.0002.pipe -o c.####.png --missing skip", 3, "2 missing (1-2)"},
               {"a.####.pipe -o none/c.####.png", 4, "none/"},
               {long_name + ".####.pipe -o c.####.png", 3, "a.[1-2]####.pipe"},
               {long_name + ".pipe -o c.png", 4, "File name too long"},
-              {"a.####.pipe -o c.####.unheardof", 4, "c.0001.unheardof"},
+              {"a.####.pipe -o c.####.unheardof --results r", 4, "c.0001.unheardof"},
               {"a.####.pipe -o c.####.png --results plain.pipe", 4, "plain.pipe exists and is kept"},
-              {"a.####.pipe -o c.####.png --drop color", 2, "no channels are left"}};
+              {"a.####.pipe -o c.####.png --results ./a.0002.pipe -f", 2, "a frame of this run"},
+              {"a.####.pipe -o c.####.png --drop color --results r", 2, "no channels are left"}};
   for (const auto& row : rows) {
     const Outcome run = expect("convert " + row.arguments, row.status);
     EXPECT_THAT(run.err + run.out, HasSubstr(row.text));
@@ -213,6 +215,8 @@ TEST(Sequence, a_dry_run_and_json_tell_of_every_frame) {
   EXPECT_EQ(told["frames"][2]["output"], "b.0003.png");
   EXPECT_EQ(told["summary"]["written"]["count"], 2);
   EXPECT_EQ(lines_of(expect("convert -f a.####.pipe -o b.####.png --results -", 1).out).size(), 3U);
+  expect("convert -f a.####.pipe -o b.####.png --results /dev/full", 4, _,
+         HasSubstr("Cannot write to /dev/full; "));
 }
 
 TEST(Sequence, info_and_check_go_through_the_frames) {

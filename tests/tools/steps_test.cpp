@@ -105,6 +105,24 @@ TEST(MergeFields, two_files_become_one_frame_whichever_is_named) {
               {"diff m.0001.rla whole.rla"}});
 }
 
+TEST(MergeFields, are_found_beside_each_other_and_nowhere_else) {
+  std::filesystem::create_directory("elsewhere");
+  expect_all({{"convert samples/head-rgb-8.png -o s.0001.rla"},
+              {"convert samples/head-rgb-8.png -o elsewhere/s.0002.rla"},
+              {"convert samples/head-rgb-8.png -o f.01.rla"},
+              {"convert samples/head-rgb-8.png -o f.02.rla"},
+              {"convert samples/head-rgb-8.png -o e.0001.tiff"},
+              {"convert samples/head-rgb-8.png -o e.0002.tiff"}});
+  const RunOptions with_folder = {.environment = {"QV_IMG_DIR=elsewhere"}};
+  expect({"merge-fields s.0001.rla -o x.rla", 4, "",
+          HasSubstr("s.0001.rla: cannot open its other field, s.0002.rla; No such file")},
+         with_folder);
+  for (const Call& row :
+       {Call{"f.01.rla f.02.rla", 2}, Call{"f.01.rla", 4}, Call{"e.0001.tiff e.0002.tiff", 4}}) {
+    expect("merge-fields -o x.rla " + row.command, row.status, "", HasSubstr("names such as field.0001.png"));
+  }
+}
+
 TEST(Mipmap, every_level_is_an_image_of_the_file) {
   expect("convert --mipmap samples/head-rgb-8.png -o photo.rla", 0);
   const Json images = json_of("info --json photo.rla")["files"][0]["images"];
@@ -119,7 +137,9 @@ TEST(Mipmap, every_level_is_an_image_of_the_file) {
               {"merge-fields f.0001.rla --image 3 -o frame.png"},
               {"convert photo.rla --image 2 -f -o level.png"},
               {"convert samples/head-rgb-8.png -o swatch.png --swatch " + std::to_string(width(1))},
-              {"diff swatch.png level.png"}});  // half a size is half a size
+              {"diff swatch.png level.png"},  // half a size is half a size
+              {"convert --mipmap -n photo.rla --image 1 -o photo.tif", 5, _,
+               HasSubstr("tiff cannot store the levels of a mipmap")}});
 }
 
 TEST(Curve, prints_plots_and_draws) {

@@ -31,6 +31,17 @@ TEST(Target, an_existing_file_is_kept_without_force_and_replaced_with_it) {
   EXPECT_THAT(names(), ElementsAre("b.png"));
 }
 
+TEST(Target, a_file_that_comes_while_the_picture_is_made_is_kept) {
+  expect("convert -q samples/chelsea.png -o whole.pipe", 0);
+  const Outcome run = shell(
+      "{ head -c 1000 whole.pipe; for i in {1..500}; do test -e .race.orb-* && break; sleep 0.02; done; "
+      "echo -n mine > race.png; tail -c +1001 whole.pipe; } | orb convert - -o race.png");
+  EXPECT_EQ(run.status, 4);
+  EXPECT_THAT(run.err, HasSubstr("race.png exists and is kept; -f replaces it"));
+  EXPECT_EQ(bytes_of("race.png"), "mine");
+  EXPECT_THAT(names(), ElementsAre("race.png", "whole.pipe"));
+}
+
 TEST(Target, permissions_are_the_targets_own_or_the_usual_ones) {
   ASSERT_EQ(shell("umask 027; orb convert -q $SAMPLES/chelsea.png -o new.png").status, 0);
   EXPECT_EQ(mode_of("new.png"), 0640U);
@@ -100,6 +111,7 @@ TEST(Target, one_that_cannot_be_written_is_an_error_that_names_it) {
   for (const auto& [target, reason] : rows) {
     expect("convert -f samples/chelsea.png -o " + target, 4, _,
            AllOf(HasSubstr(target), HasSubstr(reason), Not(HasSubstr(".orb-"))));
+    if (*reason != '\0') expect("convert -n -f samples/chelsea.png -o " + target, 4, _, HasSubstr(reason));
   }
   EXPECT_THAT(names(), ElementsAre("folder.png"));
 }
@@ -184,6 +196,10 @@ TEST(Target, results_go_into_a_file_as_safely) {
   expect("formats --json -n -o list.json", 0);
   EXPECT_THAT(names(), ElementsAre());
   expect_all({{"formats -o list.json"}, {"config -o list.json", 4}, {"config -f -o list.json"}});
+  for (const std::string verb : {"info", "check", "view"}) {  // before the work
+    expect(verb + " none.png -o list.json", 4, _, Not(HasSubstr("none.png")));
+  }
+  EXPECT_THAT(shell("echo log > log; orb config -o /dev/stdout >> log; cat log").out, StartsWith("log\n"));
   EXPECT_THAT(bytes_of("list.json"), HasSubstr("fmt__gamma_default"));
 }
 

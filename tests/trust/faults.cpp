@@ -386,6 +386,8 @@ FAILS(int, fstat64, (int descriptor, struct stat64* out), (descriptor, out), EIO
 FAILS(int, ftruncate, (int descriptor, off_t bytes), (descriptor, bytes), EIO, -1)
 FAILS(int, ftruncate64, (int descriptor, off_t bytes), (descriptor, bytes), EIO, -1)
 FAILS(int, rename, (const char* before, const char* after), (before, after), EIO, -1)
+FAILS(int, renameat2, (int before_in, const char* before, int after_in, const char* after, unsigned flags),
+      (before_in, before, after_in, after, flags), EIO, -1)
 
 #define FAILS_TO_OPEN_DESCRIPTOR(name)                                   \
   STEP_IN(int, name, (const char* path, int flags, ...)) {               \

@@ -174,6 +174,7 @@ Json as_json(const std::string& file, const char* result, const Checked& checked
 }
 
 int run(const CheckOptions& options) {
+  Results told(options.common);
   FileResults found;
   Checked checked;
   const auto check = [&](const std::string& file, FileResults& results) {
@@ -199,14 +200,13 @@ int run(const CheckOptions& options) {
   };
   const int status =
       for_each_file(options.files, options.sequence, {check, note_failure, note_sequence}, found);
-  Results results(options.common);
-  results.text = found.text;
+  told.text = found.text;
   if (options.common.json) {
     Json all = {{"files", found.list}};
     if (!sequences.empty()) all["sequences"] = sequences;
-    results.text = to_text(all);
+    told.text = to_text(all);
   }
-  results.deliver();
+  told.deliver();
   return status;
 }
 

@@ -14,7 +14,7 @@ namespace orb::tool {
 namespace {
 
 // Environment variables of the tool and the plug-in search; the library knows its own.
-constexpr const char* kVariables[] = {"QV_ORB_PLUGIN_PATH", "NO_COLOR", "TERM"};
+constexpr const char* kVariables[] = {"QV_ORB_PLUGIN_PATH", "NO_COLOR", "TERM", "COLORTERM", "TMPDIR"};
 
 struct Setting {
   std::string name;

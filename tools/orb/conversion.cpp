@@ -16,7 +16,8 @@ namespace orb::tool {
 namespace {
 
 // Some formats store nothing but colour indices, which others give only when told to.
-std::string palette_remedy(const ORB_FORMAT& format) {
+std::string palette_remedy(const ORB_FORMAT& format, const InputOptions& reading) {
+  if (!reading.read_settings.empty()) return "";  // whoever chose settings knows of them
   for (const ORB_CAPABILITY& capability : capabilities_of(format)) {
     if (std::string_view(capability.name) == "palette")
       return "; --read-set palette=indices reads colour indices";
@@ -64,7 +65,7 @@ void Conversion::describe_output() {
   }
   window_ = all.first().window;
   output_->want(all, all.first().index.count > 0 ? lut_of(reader_) : Lut(), options_.input,
-                palette_remedy(*input_format_));
+                palette_remedy(*input_format_, options_.reading));
 }
 
 void Conversion::choose_way(const ORB_IFD& stored) {

@@ -32,15 +32,6 @@ void refuse_frame_options(const ConvertOptions& options) {
   }
 }
 
-// Puts the outcome on standard output.
-void tell(const CommonOptions& common, const std::string& text) {
-  CommonOptions to_stdout = common;
-  to_stdout.output.clear();
-  Results results(to_stdout);
-  results.text = text;
-  results.deliver();
-}
-
 bool tells_in_json(const CommonOptions& common) {
   return common.json && (common.is_dry_run || output_name(common.output) != "/dev/stdout");
 }
@@ -49,7 +40,7 @@ void tell_failure(const CommonOptions& common, const Conversion& conversion, con
   if (!tells_in_json(common) || failure.code() == kUsage) return;
   Json outcome = conversion.summary(failure.code() == kLossRefused ? "refused" : "failed");
   outcome["error"] = *failure.what() != '\0' ? failure.what() : last_error_text();
-  tell(common, to_text(outcome));
+  show(to_text(outcome));
 }
 
 int convert_one(const ConversionOptions& options) {
@@ -62,9 +53,9 @@ int convert_one(const ConversionOptions& options) {
     throw;
   }
   if (tells_in_json(common)) {
-    tell(common, to_text(conversion.summary(common.is_dry_run ? "would be written" : "written")));
+    show(to_text(conversion.summary(common.is_dry_run ? "would be written" : "written")));
   } else if (common.is_dry_run) {
-    tell(common, conversion.plan_text());
+    show(conversion.plan_text());
   }
   return kDone;
 }

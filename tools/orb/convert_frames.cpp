@@ -1,14 +1,9 @@
 // orb convert on sequences: the frames go to worker processes; what becomes of each is told in the order of the
 // frames, and one that fails stops no other.
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <map>
-#include <memory>
 #include <new>
+#include <optional>
 #include <thread>
 
 #include "convert.h"
@@ -37,8 +32,9 @@ struct Outcome {
   int exit_code = kDone;
   int32_t code = 0;  // the library's, of what failed
   std::string text;
-  std::string size;  // of the image; "" when it was not known
-  std::string plan;  // what a dry run says
+  std::string size = {};  // of the image; "" when it was not known
+  std::string plan = {};  // what a dry run says
+  Json losses = Json::array();
 };
 
 std::string to_worker_text(const Outcome& outcome) {
@@ -47,60 +43,42 @@ std::string to_worker_text(const Outcome& outcome) {
                      {"code", outcome.code},
                      {"text", outcome.text},
                      {"size", outcome.size},
-                     {"plan", outcome.plan}};
+                     {"plan", outcome.plan},
+                     {"losses", outcome.losses}};
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 Outcome from_worker_text(const std::string& text) {
   const Json json = Json::parse(text, nullptr, false);
-  if (!json.is_object()) return {kFailed, kIoError, 0, "the worker process gave no answer", "", ""};
+  if (!json.is_object()) return {.exit_code = kIoError, .text = "the worker process gave no answer"};
   return {static_cast<End>(json["end"].get<size_t>()),
           json["exit"],
           json["code"],
           json["text"],
           json["size"],
-          json["plan"]};
-}
-
-std::string size_text(const ORB_WINDOW& window) {
-  return std::to_string(width_of(window)) + " x " + std::to_string(height_of(window));
+          json["plan"],
+          json["losses"]};
 }
 
 // The lines of --results, each there as soon as its frame and those before it have ended.
 class ResultLines {
  public:
-  ResultLines(const std::string& name, const CommonOptions& common);
-  // Throws Failure(kIoError).
+  // Looks at the file, which the first line opens. Throws Failure as Target does.
+  void begin(const std::string& name, bool force) { target_.emplace(name, force); }
+  // Throws Failure.
   void add(const Json& json);
-  [[nodiscard]] bool is_standard_output() const { return file_.get() == stdout; }
+  [[nodiscard]] bool is_standard_output() const { return target_ && target_->is_standard_output(); }
 
  private:
-  std::string name_;
-  std::unique_ptr<std::FILE, decltype([](std::FILE* file) {
-                    if (file != stdout) std::fclose(file);
-                  })>
-      file_;
+  std::optional<Target> target_;
+  OpenedFile file_;
 };
 
-ResultLines::ResultLines(const std::string& name, const CommonOptions& common) : name_(name) {
-  if (name.empty() || common.is_dry_run) return;
-  if (output_name(name) == "/dev/stdout") {
-    file_.reset(stdout);
-    return;
-  }
-  file_.reset(std::fopen(name.c_str(), common.force ? "we" : "wxe"));
-  if (file_) return;
-  if (errno == EEXIST) throw Failure(kIoError, name + " exists and is kept; -f replaces it");
-  throw Failure(kIoError, "Cannot open file " + name + "; " + std::strerror(errno));
-}
-
 void ResultLines::add(const Json& json) {
-  if (!file_) return;
-  const std::string line = json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-  if (std::fwrite(line.data(), 1, line.size(), file_.get()) == line.size() && std::fflush(file_.get()) == 0) {
-    return;
-  }
-  throw Failure(kIoError, "Cannot write to " + name_ + "; " + std::strerror(errno));
+  if (!target_) return;
+  if (!file_) file_ = target_->open();
+  write_text(json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n", file_.get(),
+             target_->shown_name());
 }
 
 class FrameConversion {
@@ -110,6 +88,7 @@ class FrameConversion {
 
  private:
   void check_format() const;
+  void begin_results();
   [[nodiscard]] const FrameJob& work(size_t number) const { return plan_.jobs()[work_[number]]; }
   [[nodiscard]] ConversionOptions options_of(const FrameJob& job, uint64_t most_bytes) const;
   [[nodiscard]] Outcome convert(const FrameJob& job, uint64_t most_bytes) const;
@@ -151,11 +130,7 @@ FrameConversion::FrameConversion(const ConvertOptions& options)
       policy_(policy_of(options.missing)),
       limits_(limits_of(options)),
       plan_(options.inputs, options.one.common.output,
-            {options.sequence, policy_, options.only_missing, options.one.steps.merges_fields}),
-      lines_(options.results, options.one.common) {
-  if (lines_.is_standard_output() && options.one.common.json) {
-    throw Failure(kUsage, "--json and --results - both write to standard output");
-  }
+            {options.sequence, policy_, options.only_missing, options.one.steps.merges_fields}) {
   for (size_t i = 0; i < plan_.jobs().size(); ++i) {
     if (plan_.jobs()[i].is_work()) work_.push_back(i);
   }
@@ -165,6 +140,18 @@ FrameConversion::FrameConversion(const ConvertOptions& options)
 void FrameConversion::check_format() const {
   const ORB_FORMAT& format = format_for_writing(plan_.output(plan_.jobs().front()), options_.one.writing.to);
   static_cast<void>(DriverSettings(format, options_.one.writing.settings));
+}
+
+void FrameConversion::begin_results() {
+  const CommonOptions& common = options_.one.common;
+  if (options_.results.empty() || common.is_dry_run) return;
+  if (plan_.has_file(options_.results)) {
+    throw Failure(kUsage, "--results " + options_.results + ": that is a frame of this run");
+  }
+  lines_.begin(options_.results, common.force);
+  if (lines_.is_standard_output() && common.json) {
+    throw Failure(kUsage, "--json and --results - both write to standard output");
+  }
 }
 
 // ---- In a worker ----
@@ -210,6 +197,7 @@ Outcome FrameConversion::convert(const FrameJob& job, uint64_t most_bytes) const
     outcome.code = ORB_E_MEMORY;
     outcome.text = "out of memory";
   }
+  outcome.losses = conversion.summary("")["losses"];
   if (const std::optional<ORB_WINDOW> window = conversion.window()) outcome.size = size_text(*window);
   return outcome;
 }
@@ -233,7 +221,7 @@ bool FrameConversion::note_end(const JobEnd& end) {
   // What is wrong with the command line is so for the first frame, too.
   is_misused_ = is_misused_ || (outcome.exit_code == kUsage && done() == 0);
   finished_.emplace(work_[end.job], std::move(outcome));
-  tell_finished();
+  if (!is_misused_) tell_finished();
   return !is_misused_;
 }
 
@@ -286,21 +274,19 @@ void FrameConversion::compare_size(const FrameJob& job, Outcome& outcome) {
 Json FrameConversion::json_of(const FrameJob& job, const Outcome& outcome) const {
   return {{"frame", job.frame},          {"input", plan_.input(job)},
           {"output", plan_.output(job)}, {"result", kResultNames[outcome.end]},
-          {"code", outcome.code},        {"text", outcome.text}};
+          {"code", outcome.code},        {"text", outcome.text},
+          {"losses", outcome.losses}};
 }
 
 void FrameConversion::deliver() const {
-  CommonOptions to_stdout = options_.one.common;
-  to_stdout.output.clear();
-  Results results(to_stdout);
-  if (to_stdout.json) {
-    results.text = to_text({{"frames", frames_}, {"summary", summary_.json()}});
+  const CommonOptions& common = options_.one.common;
+  if (common.json) {
+    show(to_text({{"frames", frames_}, {"summary", summary_.json()}}));
   } else if (lines_.is_standard_output()) {
     say(status() == kDone ? ERR_INFORMATION : ERR_WARNING, summary_.text());
-  } else if (!to_stdout.is_quiet || status() != kDone) {
-    results.text = text_ + summary_.text() + "\n";
+  } else if (!common.is_quiet || status() != kDone) {
+    show(text_ + summary_.text() + "\n");
   }
-  results.deliver();
 }
 
 uint64_t FrameConversion::done() const {
@@ -309,8 +295,9 @@ uint64_t FrameConversion::done() const {
 
 int FrameConversion::status() const {
   const bool is_whole = summary_.count(kMissing) == 0 || policy_ == MissingPolicy::skip;
-  if (failures_.empty() && is_whole) return kDone;
-  if (done() + summary_.count(kSkipped) > 0) return kSomeFailed;
+  const bool has_any = done() + summary_.count(kSkipped) > 0;
+  if (failures_.empty() && is_whole && has_any) return kDone;
+  if (has_any) return kSomeFailed;
   if (failures_.empty()) return kNoInput;
   const auto all_are = [this](int code) {
     return std::all_of(failures_.begin(), failures_.end(), [code](int failure) { return failure == code; });
@@ -321,6 +308,7 @@ int FrameConversion::status() const {
 
 int FrameConversion::run() {
   check_format();
+  begin_results();
   tell_finished();
   if (!work_.empty()) {
     Progress progress(options_.one.common, static_cast<int64_t>(work_.size()));

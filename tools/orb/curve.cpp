@@ -119,8 +119,8 @@ std::string as_json(const std::vector<LabelledCurve>& curves) {
 }
 
 int run(const CurveOptions& options) {
-  const std::vector<LabelledCurve> curves = all_curves(options);
   Results results(options.common);
+  const std::vector<LabelledCurve> curves = all_curves(options);
   if (options.common.json) {
     results.text = as_json(curves);
   } else if (options.draws_svg) {

@@ -11,6 +11,7 @@
 #include "exit_codes.h"
 #include "image.h"
 #include "printable.h"
+#include "samples.h"
 
 namespace orb::tool {
 namespace {
@@ -39,10 +40,7 @@ template <ORB_CHANNELS ORB_IFD::*Group>
 std::string show_group(const ORB_INFO& info) {
   const ORB_CHANNELS& group = first(info).*Group;
   if (group.count <= 0) return "";
-  const char* const types[] = {"", "integer", "float", "double"};
-  const std::string type = group.type < std::size(types) ? types[group.type] : std::to_string(group.type);
-  const std::string width = group.type == ORB_C_INTEGER ? " " + std::to_string(group.width) + " bits" : "";
-  return counted(group.count, "channel") + " " + type + width;
+  return counted(group.count, "channel") + " " + form_text(group.type, group.width);
 }
 
 template <ORB_CHANNELS ORB_IFD::*Group>
@@ -65,10 +63,7 @@ std::string show_text(const ORB_INFO& info) {
   return text_or_none(info.*Text);
 }
 
-std::string show_size(const ORB_INFO& info) {
-  const ORB_WINDOW& w = first(info).window;
-  return std::to_string(width_of(w)) + " x " + std::to_string(height_of(w));
-}
+std::string show_size(const ORB_INFO& info) { return size_text(first(info).window); }
 std::string show_window(const ORB_INFO& info) { return window_text(first(info).window); }
 std::string show_active(const ORB_INFO& info) { return window_text(first(info).active_window); }
 
@@ -141,23 +136,30 @@ bool is_same_pixel_aspect(const ORB_INFO& a, const ORB_INFO& b) {
 // A number that is read back as the same one is kept, whether the file declares it or the library assumes it.
 bool is_same_frame_number(const ORB_INFO& a, const ORB_INFO& b) { return a.frame_number == b.frame_number; }
 
-// The moment of a date in one of the library's own forms: seconds since 1970 in braces, or local time as "%c" has it.
+// Local time in a form, as seconds since 1970; nothing for a text that is not exactly what the form gives.
+std::optional<int64_t> moment_in(const char* form, const char* text) {
+  std::tm local = {};
+  local.tm_isdst = -1;
+  const char* const end = strptime(text, form, &local);
+  if (end == nullptr || *end != '\0') return std::nullopt;
+  const std::time_t moment = std::mktime(&local);
+  char shown[64];
+  const bool comes_back = localtime_r(&moment, &local) != nullptr &&
+                          std::strftime(shown, sizeof shown, form, &local) > 0 &&
+                          std::strcmp(shown, text) == 0;
+  return comes_back ? std::optional<int64_t>(moment) : std::nullopt;
+}
+
+// The moment of a date in one of the library's own forms: seconds since 1970 in braces, or local time as "%c" has it or
+// as file headers do.
 std::optional<int64_t> moment_of(const char* text) {
   int64_t seconds = 0;
   if (*text == '{') {
     const auto result = std::from_chars(text + 1, text + std::strlen(text), seconds);
     return result.ec == std::errc() ? std::optional(seconds) : std::nullopt;
   }
-  std::tm local = {};
-  local.tm_isdst = -1;
-  const char* const end = strptime(text, "%c", &local);
-  if (end == nullptr || *end != '\0') return std::nullopt;
-  const std::time_t moment = std::mktime(&local);
-  char shown[64];
-  const bool comes_back = localtime_r(&moment, &local) != nullptr &&
-                          std::strftime(shown, sizeof shown, "%c", &local) > 0 &&
-                          std::strcmp(shown, text) == 0;
-  return comes_back ? std::optional<int64_t>(moment) : std::nullopt;
+  const std::optional<int64_t> moment = moment_in("%c", text);
+  return moment ? moment : moment_in("%Y:%m:%d %H:%M:%S", text);
 }
 
 bool is_same_date(const ORB_INFO& a, const ORB_INFO& b) {

@@ -23,9 +23,9 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 int compare_one(const DiffOptions& options) {
   const PairResult result = compare_pair(options);
   if (options.common.json) {
-    deliver(options, to_text(result.summary));
+    show(to_text(result.summary));
   } else if (is_told(options, result.end.verdict)) {
-    deliver(options, result.text);
+    show(result.text);
   }
   return result.end.status;
 }
@@ -77,14 +77,6 @@ void add_thresholds(CLI::App& verb, DiffOptions& options) {
 
 ExitCode exit_code_of(const Failure& failure) {
   return failure.code() == kNoInput ? kIoError : failure.code();
-}
-
-void deliver(const DiffOptions& options, const std::string& text) {
-  CommonOptions to_stdout = options.common;
-  to_stdout.output.clear();
-  Results results(to_stdout);
-  results.text = text;
-  results.deliver();
 }
 
 bool is_told(const DiffOptions& options, Verdict verdict) {

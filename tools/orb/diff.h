@@ -39,9 +39,6 @@ struct DiffOptions {
 // What the other verbs call no input, which is 3 there, is an error of a file here.
 [[nodiscard]] ExitCode exit_code_of(const Failure& failure);
 
-// Puts the outcome on standard output, where -o is for the image.
-void deliver(const DiffOptions& options, const std::string& text);
-
 // Compares two sequences frame by frame; the worst pair is the result. Returns the exit status. Throws Failure.
 int compare_sequences(const DiffOptions& options);
 

@@ -12,14 +12,6 @@ namespace {
 // JSON has no numbers that are not finite; they go in as texts.
 Json as_json(double value) { return std::isfinite(value) ? Json(value) : Json(shown(value)); }
 
-double percent(uint64_t part, uint64_t whole) {
-  return whole == 0 ? 0 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);
-}
-
-std::string size_text(const ORB_WINDOW& window) {
-  return std::to_string(width_of(window)) + " x " + std::to_string(height_of(window));
-}
-
 std::string line_of(const char* label, const std::string& value) {
   return "  " + std::string(label) + std::string(14 - std::strlen(label), ' ') + value + "\n";
 }

@@ -30,6 +30,10 @@ const Channel* find(const std::vector<Channel>& channels, const Channel& like) {
 
 }  // namespace
 
+double percent(uint64_t part, uint64_t whole) {
+  return whole == 0 ? 0 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);
+}
+
 // With one whole the division comes last, so that a difference of one step is exactly the quotient.
 double difference_of(double a, double whole_of_a, double b, double whole_of_b) {
   if (whole_of_a == whole_of_b) return plain_difference(a, b) / whole_of_a;

@@ -20,6 +20,8 @@ struct Thresholds {
   double fail;
 };
 
+[[nodiscard]] double percent(uint64_t part, uint64_t whole);
+
 // The samples, and the pixels with at least one such sample, that differ by more than a threshold.
 struct Excess {
   uint64_t samples = 0;

@@ -1,12 +1,12 @@
 // A driver's own settings as they are typed, against what the driver says that it offers.
 #include "driver_settings.h"
 
-#include <charconv>
 #include <cstring>
 #include <optional>
 
 #include "at_work.h"
 #include "exit_codes.h"
+#include "numbers.h"
 #include "reports.h"
 
 namespace orb::tool {
@@ -23,15 +23,6 @@ bool is_same_name(const std::string& typed, const char* name) {
     if (plain(typed[i]) != plain(name[i])) return false;
   }
   return true;
-}
-
-template <class Number>
-std::optional<Number> whole(const std::string& text) {
-  Number value = 0;
-  const char* const end = text.data() + text.size();
-  const auto [rest, problem] = std::from_chars(text.data(), end, value);
-  if (problem != std::errc() || rest != end) return std::nullopt;
-  return value;
 }
 
 std::string names_of(const ORB_FORMAT& format) {
@@ -58,8 +49,8 @@ void choose(ORB_CAP_SETTING& setting, const ORB_CAPABILITY& capability, const st
 
 // Code 1 holds a real number, others a whole one; a driver's further codes take what was typed.
 void fill(ORB_CAP_SETTING& setting, const ORB_CAPABILITY& capability, const std::string& value) {
-  const std::optional<int32_t> integer = whole<int32_t>(value);
-  const std::optional<float> real = whole<float>(value);
+  const std::optional<int32_t> integer = as_number<int32_t>(value);
+  const std::optional<float> real = as_number<float>(value);
   if (setting.code != 1 && integer) {
     setting.value.integer = *integer;
   } else if (setting.code != 0 && real) {

@@ -113,6 +113,17 @@ void FramePlan::add_jobs(uint32_t input, const PlanOptions& options) {
   }
 }
 
+bool FramePlan::has_file(const std::string& file) const {
+  const auto place_of = [](const std::string& name) {
+    std::error_code ignored;
+    return std::filesystem::absolute(name, ignored).lexically_normal();
+  };
+  const std::filesystem::path place = place_of(file);
+  return std::any_of(jobs_.begin(), jobs_.end(), [&](const FrameJob& job) {
+    return place_of(input(job)) == place || place_of(output(job)) == place;
+  });
+}
+
 // Two frames never share an output.
 void FramePlan::require_own_outputs() const {
   if (inputs_.size() == 1) return;  // has each frame once

@@ -48,6 +48,8 @@ class FramePlan {
   [[nodiscard]] const std::vector<FrameJob>& jobs() const { return jobs_; }
   [[nodiscard]] std::string input(const FrameJob& job) const { return inputs_[job.input].name(job.source); }
   [[nodiscard]] std::string output(const FrameJob& job) const { return output_.name(job.frame); }
+  // Whether a file is the input or the output of a job.
+  [[nodiscard]] bool has_file(const std::string& file) const;
 
  private:
   void settle_output(const std::string& output, const PlanOptions& options);

@@ -109,6 +109,7 @@ int run_frames(const FramesOptions& options) {
   if (options.pattern.empty() && (options.range.empty() || options.is_missing_wanted)) {
     throw Failure(kUsage, "a pattern is needed, or --frames without --missing");
   }
+  Results results(options.common);
   const Plan found = plan(options);
   if (found.frames.empty()) {
     throw Failure(kNoInput,
@@ -116,7 +117,6 @@ int run_frames(const FramesOptions& options) {
                                                                : ": no frame of the range is there"));
   }
   const std::vector<std::vector<Frame>> chunks = chunks_of(found.frames, options.chunk);
-  Results results(options.common);
   if (options.common.json) {
     results.text = to_text(as_json(found, chunks));
   } else {

@@ -99,6 +99,10 @@ bool is_missing(const std::string& name, const ORB_FORMAT& format) {
 int64_t width_of(const ORB_WINDOW& window) { return int64_t{window.right} - window.left + 1; }
 int64_t height_of(const ORB_WINDOW& window) { return int64_t{window.top} - window.bottom + 1; }
 
+std::string size_text(const ORB_WINDOW& w) {
+  return std::to_string(width_of(w)) + " x " + std::to_string(height_of(w));
+}
+
 std::string window_text(const ORB_WINDOW& w) {
   return "columns " + std::to_string(w.left) + " to " + std::to_string(w.right) + ", rows " +
          std::to_string(w.bottom) + " to " + std::to_string(w.top);

@@ -48,6 +48,8 @@ void go_to_frame(const Image& image, int32_t frame, const std::string& name);
 
 [[nodiscard]] int64_t width_of(const ORB_WINDOW& window);
 [[nodiscard]] int64_t height_of(const ORB_WINDOW& window);
+// "451 x 300"
+[[nodiscard]] std::string size_text(const ORB_WINDOW& window);
 // "columns 0 to 450, rows 0 to 299"
 [[nodiscard]] std::string window_text(const ORB_WINDOW& window);
 

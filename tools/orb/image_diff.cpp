@@ -12,10 +12,6 @@
 namespace orb::tool {
 namespace {
 
-double percent(uint64_t part, uint64_t whole) {
-  return whole == 0 ? 0 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);
-}
-
 bool is_beyond(const Limits& limits, const Excess& excess, const Statistics& found) {
   return percent(excess.pixels, found.pixels) > limits.percent || found.greatest.error > limits.hard;
 }

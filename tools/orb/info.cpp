@@ -8,6 +8,7 @@
 #include "printable.h"
 #include "reports.h"
 #include "results.h"
+#include "samples.h"
 #include "verbs.h"
 
 namespace orb::tool {
@@ -49,11 +50,6 @@ bool is_set(const char* text) {
   return text != nullptr && *text != '\0' && std::strcmp(text, "unknown") != 0;
 }
 
-std::string type_text(uint32_t type) {
-  constexpr const char* kTypes[] = {"", "integer", "float", "double"};
-  return type > 0 && type < std::size(kTypes) ? kTypes[type] : std::to_string(type);
-}
-
 bool is_assumed(const ORB_INFO& info, uint64_t bit) { return (info.word_e & bit) != 0; }
 
 bool has_group(const ORB_IFD& ifd, const GroupField& group) {
@@ -76,7 +72,7 @@ std::string curve_text(const ORB_RESPONSE_CURVE& curve) {
 }
 
 void describe_image(std::string& text, const ORB_INFO& info, const ORB_IFD& ifd, bool all) {
-  line(text, "size", std::to_string(width_of(ifd.window)) + " x " + std::to_string(height_of(ifd.window)));
+  line(text, "size", size_text(ifd.window));
   line(text, "window", window_text(ifd.window));
   const bool has_own_active = std::memcmp(&ifd.window, &ifd.active_window, sizeof ifd.window) != 0;
   if (has_own_active || all) line(text, "active window", window_text(ifd.active_window));
@@ -221,6 +217,7 @@ Json as_json(const std::string& file, const Image& image) {
 // ---- The verb ----
 
 int run(const InfoOptions& options) {
+  Results told(options.common);
   FileResults found;
   const auto look = [&](const std::string& file, FileResults& results) {
     const Image image = open_input(file, options.input);
@@ -232,9 +229,8 @@ int run(const InfoOptions& options) {
   };
   const int status = for_each_file(options.files, options.sequence, {look, note_failure, nullptr}, found);
   if (!found.text.empty()) found.text.pop_back();  // the empty line is between files
-  Results results(options.common);
-  results.text = options.common.json ? to_text({{"files", found.list}}) : found.text;
-  results.deliver();
+  told.text = options.common.json ? to_text({{"files", found.list}}) : found.text;
+  told.deliver();
   return status;
 }
 

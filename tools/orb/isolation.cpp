@@ -257,7 +257,9 @@ bool Watch::is_overdue() {
     since_ = now;
   }
   const uint64_t seconds = state.limits->seconds;
-  return seconds != 0 && now - since_ > std::chrono::seconds(seconds);
+  // More seconds may be allowed than a clock can count.
+  const double passed = std::chrono::duration<double>(now - since_).count();
+  return seconds != 0 && passed > static_cast<double>(seconds);
 }
 
 void Watch::restart() { since_ = std::chrono::steady_clock::now(); }

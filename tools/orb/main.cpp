@@ -45,6 +45,14 @@ int print_help(const CLI::App& app, const CLI::ParseError& request) {
   return kIoError;
 }
 
+// What stands where a verb, or a verb's action, must, and is none: the parser complains of the want alone.
+std::string mistyped_verb(const CLI::App& app) {
+  const std::vector<CLI::App*> verbs = app.get_subcommands();
+  if (!verbs.empty()) return mistyped_verb(*verbs.front());
+  const std::vector<std::string> words = app.remaining();
+  return app.get_require_subcommand_min() == 0 || words.empty() ? "" : ", not \"" + words.front() + "\"";
+}
+
 // The verb on the command line, or null with the exit status when there is nothing to run.
 const Verb* parse(CLI::App& app, const std::vector<Verb>& verbs, int argc, const char* const* argv,
                   int* status) {
@@ -56,7 +64,8 @@ const Verb* parse(CLI::App& app, const std::vector<Verb>& verbs, int argc, const
       *status = print_help(app, problem);
       return nullptr;
     }
-    say(ERR_ERROR, std::string(problem.what()) + "; orb --help and orb VERB --help say what can be asked");
+    say(ERR_ERROR,
+        problem.what() + mistyped_verb(app) + "; orb --help and orb VERB --help say what can be asked");
     *status = kUsage;
     return nullptr;
   }

@@ -2,9 +2,9 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 
 #include "exit_codes.h"
+#include "numbers.h"
 #include "option_table.h"
 #include "orbbase/core.h"
 
@@ -68,20 +68,15 @@ void add_common_options(CLI::App& verb, CommonOptions& options, const std::strin
 }
 
 unsigned long long size_from_text(const std::string& text) {
-  unsigned long long value = 0;
-  const char* const end = text.data() + text.size();
-  const auto [rest, problem] = std::from_chars(text.data(), end, value);
-  int shift = 0;
-  if (rest + 1 == end) {
-    const char unit = *rest;
-    shift = unit == 'K' ? 10 : unit == 'M' ? 20 : unit == 'G' ? 30 : unit == 'T' ? 40 : -1;
-  }
-  const bool ends_well = rest == end || (rest + 1 == end && shift > 0);
-  if (problem != std::errc() || !ends_well || value == 0 || value > (~0ULL >> 1 >> shift)) {
+  const size_t unit = text.empty() ? std::string::npos : std::string_view("KMGT").find(text.back());
+  const bool has_unit = unit != std::string::npos;
+  const size_t shift = has_unit ? 10 * (unit + 1) : 0;
+  const auto value = as_number<unsigned long long>(std::string_view(text).substr(0, text.size() - has_unit));
+  if (value.value_or(0) == 0 || *value > (~0ULL >> 1 >> shift)) {
     throw Failure(kUsage,
                   "\"" + text + "\" is not a size; expecting a number above 0, or one with K, M, G or T");
   }
-  return value << shift;
+  return *value << shift;
 }
 
 void apply_limits(const std::vector<std::string>& limits) {

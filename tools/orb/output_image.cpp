@@ -9,11 +9,13 @@
 #include "exit_codes.h"
 #include "format_choice.h"
 #include "orbbase/imp.h"
+#include "rows.h"
 
 namespace orb::tool {
 namespace {
 
 constexpr const char* kNowhere = "/dev/null";
+constexpr const char* kNoMipmap = " cannot store the levels of a mipmap as the images of a file";
 constexpr IMP_PROCESS kMipmap = {"mipmap", 0, 0, 0, nullptr};
 
 }  // namespace
@@ -114,7 +116,7 @@ ORB_IFD OutputImage::rehearse() {
       throw Failure(kLossRefused,
                     std::string(format_->key) +
                         (options_.makes_mipmap
-                             ? " cannot store the levels of a mipmap as the images of a file"
+                             ? kNoMipmap
                              : " cannot store the image as it is; --drop leaves groups out" + remedy_));
     }
     if (!writer) fail_as_reported(common_.output + ": cannot be written as " + format_->key);
@@ -128,6 +130,7 @@ ORB_IFD OutputImage::rehearse() {
     found = tool::losses(*wanted_, writer->info);
   }
   add_losses(found);
+  if (options_.makes_mipmap) rehearse_mipmap();
   if (format_->multi_frame != 0 && writer->set_frame != nullptr) frame_count_ = writer->info.frame_count;
   return writer.first();
 }
@@ -149,6 +152,27 @@ bool OutputImage::rehearse_without_groups() {
   }
   wanted_.emplace(before);
   return false;
+}
+
+// A format may take several images, but only one after the other. The first rows show it, from which the second image
+// gets its first.
+void OutputImage::rehearse_mipmap() const {
+  forget_errors();
+  const Muted muted(ERR_ERROR);
+  Image writer = open(kNowhere);
+  if (!writer) fail_as_reported(common_.output + ": cannot be written as " + format_->key);
+  make_mipmap(writer);
+  const RowBuffers rows(wanted_->first());
+  const int64_t height = height_of(wanted_->first().window);
+  const Unshown unshown;
+  try {
+    for (int64_t i = 0; i < std::min<int64_t>(height, 2); ++i) {
+      write_row(writer, common_.output, is_bottom_up(writer.first()) ? i : height - 1 - i, rows.get());
+    }
+  } catch (const Failure& failure) {
+    if (failure.code() != kIoError) throw Failure(failure.code(), last_error_text());
+    throw Failure(kLossRefused, format_->key + std::string(kNoMipmap));
+  }
 }
 
 void OutputImage::settle_losses() const {

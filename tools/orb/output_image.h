@@ -68,6 +68,7 @@ class OutputImage {
   [[nodiscard]] Image open(const std::string& name) const;
   [[nodiscard]] std::vector<ORB_IFD> levels() const;
   void make_mipmap(const Image& writer) const;
+  void rehearse_mipmap() const;
 
   const CommonOptions& common_;
   const OutputOptions& options_;

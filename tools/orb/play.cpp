@@ -19,6 +19,7 @@
 #include "json.h"
 #include "printable.h"
 #include "reports.h"
+#include "results.h"
 #include "terminal.h"
 #include "verbs.h"
 

@@ -138,9 +138,9 @@ int run(const PluginCheckOptions& options) {
   if (!fs::exists(options.module)) {
     throw Failure(kNoInput, "Cannot open file " + options.module + "; No such file or directory");
   }
+  Results results(options.common);
   if (isolation() == nullptr) choose_isolation(kCheckLimits);
   const ScratchFolder folder;
-  Results results(options.common);
   Json checks = Json::array();
   bool has_failed = false;
   for (const Check& check : kChecks) {

@@ -18,7 +18,6 @@ class RegionBands {
   RegionBands(Image& reader, std::string name, const ORB_WINDOW& rectangle, uint32_t layout,
               size_t pixel_bytes);
 
-  [[nodiscard]] const ORB_WINDOW& rectangle() const { return rectangle_; }
   // The pixels of a row, counted from the rectangle's bottom, 0 outside the image's active window; valid until the
   // next call. Rows in the order of the file are read once. Throws Failure, reported.
   [[nodiscard]] std::span<const uint8_t> row(int64_t above_bottom);

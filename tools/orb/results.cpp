@@ -2,20 +2,15 @@
 #include "results.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "exit_codes.h"
+#include "format_choice.h"
 #include "orbbase/support/err.h"
 #include "reports.h"
-#include "target.h"
 
 namespace orb::tool {
 namespace {
-
-bool write_all(const std::string& text, std::FILE* stream) {
-  return std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
-}
 
 [[noreturn]] void fail_write(const std::string& name, int error_number) {
   throw Failure(kIoError, "Cannot write to " + name + "; " + std::strerror(error_number));
@@ -23,29 +18,38 @@ bool write_all(const std::string& text, std::FILE* stream) {
 
 }  // namespace
 
-void Results::deliver() const {
-  if (options_.output.empty() || options_.output == "-") {
-    if (write_all(text, stdout)) return;
-    if (errno == EPIPE) throw Failure(kIoError);  // who closes the pipe has seen enough
-    fail_write("standard output", errno);
-  }
-  into_file();
+void write_text(const std::string& text, std::FILE* stream, const std::string& name) {
+  if (std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0) return;
+  const int error_number = errno;
+  // Who closes the pipe has seen enough.
+  if (stream == stdout && error_number == EPIPE) throw Failure(kIoError);
+  fail_write(stream == stdout ? "standard output" : name, error_number);
 }
 
-void Results::into_file() const {
-  Target target(options_.output, options_.force);
-  if (options_.is_dry_run) {
-    say(ERR_WARNING, "dry run: " + options_.output + " is not written");
+Results::Results(const CommonOptions& options) : is_dry_run_(options.is_dry_run) {
+  const bool is_standard_output = options.output.empty() || output_name(options.output) == "/dev/stdout";
+  if (!is_standard_output) target_.emplace(options.output, options.force);
+}
+
+void Results::deliver() {
+  if (target_) {
+    into_file();
+  } else {
+    show(text);
+  }
+}
+
+void Results::into_file() {
+  const std::string& name = target_->shown_name();
+  if (is_dry_run_) {
+    say(ERR_WARNING, "dry run: " + name + " is not written");
     return;
   }
-  target.create();
-  std::FILE* stream = std::fopen(target.write_name().c_str(), "wb");
-  if (stream == nullptr) fail_write(target.shown_name(), errno);
-  const bool is_written = write_all(text, stream);
-  const int error_number = errno;
-  if (std::fclose(stream) != 0 || !is_written)
-    fail_write(target.shown_name(), is_written ? errno : error_number);
-  target.commit();
+  target_->create();
+  OpenedFile file = target_->open();
+  write_text(text, file.get(), name);
+  if (std::fclose(file.release()) != 0) fail_write(name, errno);
+  target_->commit();
 }
 
 }  // namespace orb::tool

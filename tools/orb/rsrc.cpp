@@ -32,11 +32,6 @@ struct RsrcOptions {
 
 // ---- Files of bytes ----
 
-struct CloseFile {
-  void operator()(std::FILE* stream) const { std::fclose(stream); }
-};
-using Bytes = std::unique_ptr<std::FILE, CloseFile>;
-
 [[noreturn]] void fail_file(const char* what, const std::string& file, int error_number) {
   const ExitCode code = is_worth_retry(error_number) ? kRetry : error_number == ENOENT ? kNoInput : kIoError;
   throw Failure(code, what + file + "; " + std::strerror(error_number));
@@ -45,7 +40,7 @@ using Bytes = std::unique_ptr<std::FILE, CloseFile>;
 // Calls take with one piece after the other.
 template <class Take>
 void read_file(const std::string& file, Take take) {
-  const Bytes opened(file == "-" ? nullptr : std::fopen(file.c_str(), "rb"));
+  const OpenedFile opened(file == "-" ? nullptr : std::fopen(file.c_str(), "rb"));
   std::FILE* stream = file == "-" ? stdin : opened.get();
   if (stream == nullptr) fail_file("Cannot open file ", file, errno);
   char piece[1 << 16];
@@ -68,8 +63,7 @@ std::string read_data(const std::string& file) {
 }
 
 void copy_file(const std::string& from, const Target& target) {
-  Bytes copy(std::fopen(target.write_name().c_str(), "wb"));
-  if (!copy) fail_file("Cannot open file ", target.shown_name(), errno);
+  OpenedFile copy = target.open();
   read_file(from, [&](std::string_view piece) {
     if (std::fwrite(piece.data(), 1, piece.size(), copy.get()) == piece.size()) return;
     fail_file("Cannot write to ", target.shown_name(), errno);
@@ -80,11 +74,9 @@ void copy_file(const std::string& from, const Target& target) {
 // What orb rsrc add begins with where there is no file: no types, and the directory of none behind the header.
 void write_empty_file(const Target& target) {
   constexpr char kEmpty[] = {0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 12};
-  Bytes file(std::fopen(target.write_name().c_str(), "wb"));
-  const bool is_written = file && std::fwrite(kEmpty, 1, sizeof kEmpty, file.get()) == sizeof kEmpty;
-  if (!is_written || std::fclose(file.release()) != 0) {
-    fail_file("Cannot write to ", target.shown_name(), errno);
-  }
+  OpenedFile file = target.open();
+  write_text(std::string(kEmpty, sizeof kEmpty), file.get(), target.shown_name());
+  if (std::fclose(file.release()) != 0) fail_file("Cannot write to ", target.shown_name(), errno);
 }
 
 // One that cannot be looked at counts as there: it must not be taken for a file to begin.
@@ -204,21 +196,28 @@ Json list_json(const std::string& file, const std::vector<ORB_RSRC_ITEM>& items)
 }
 
 int list_items(const RsrcOptions& options) {
-  const ResourceFile file(options.file);
   Results results(options.common);
+  const ResourceFile file(options.file);
   const std::vector<ORB_RSRC_ITEM> items = items_of(file);
   results.text = options.common.json ? to_text(list_json(options.file, items)) : list_text(items);
   results.deliver();
   return kDone;
 }
 
+// Some output has no form in JSON, and who asked for that must not be given something else.
+void refuse_json(const RsrcOptions& options, const char* reason) {
+  if (options.common.json)
+    throw Failure(kUsage, std::string("--json: ") + reason + "; orb rsrc ls has --json");
+}
+
 int show_data(const RsrcOptions& options) {
+  refuse_json(options, "cat puts out the data as it is");
+  Results results(options.common);
   const ResourceFile file(options.file);
   require_item(options, file);
   uint32_t bytes = 0;
   const void* data = orb__rsrc_load(file.get(), code_of(options), options.name.c_str(), &bytes);
   if (data == nullptr) fail_as_reported(options.file + ": cannot be read");
-  Results results(options.common);
   results.text.assign(static_cast<const char*>(data), bytes);
   results.deliver();
   return kDone;
@@ -250,13 +249,14 @@ void take_line(const char* line, void* dump) {
 }
 
 int dump_file(const RsrcOptions& options) {
+  refuse_json(options, "dump prints text");
+  Results results(options.common);
   Dump dump;
   orb__rsrc_init(take_line, &dump);
   const ResourceFile file(options.file);
   if (orb__rsrc_dump(file.get(), options.common.verbosity > 0 ? 1 : 0) == 0)
     fail_as_reported("out of memory");
   if (dump.is_short) throw std::bad_alloc();
-  Results results(options.common);
   results.text = dump.text;
   results.deliver();
   return kDone;
@@ -271,13 +271,10 @@ void refuse_standard_streams(const RsrcOptions& options, const Target& target) {
 
 void say_change(const RsrcOptions& options, const Target& target, const char* done) {
   if (options.common.json) {
-    const CommonOptions onto_standard_output;  // -o names the changed file
-    Results results(onto_standard_output);
-    results.text = to_text({{"file", target.shown_name()},
-                            {"type", options.type},
-                            {"name", options.name},
-                            {"result", options.common.is_dry_run ? "dry run" : done}});
-    results.deliver();
+    show(to_text({{"file", target.shown_name()},
+                  {"type", options.type},
+                  {"name", options.name},
+                  {"result", options.common.is_dry_run ? "dry run" : done}}));
   } else if (options.common.is_dry_run) {
     say(ERR_WARNING, "dry run: " + shown_item(options) + " is not " + done);
   }
@@ -321,14 +318,18 @@ int change_copy(const RsrcOptions& options, const Change& change) {
   return kDone;
 }
 
+// Of equal items the second would come to light when the first is gone. Whether there was one.
+bool delete_items(const RsrcOptions& options, const ResourceFile& file) {
+  bool is_deleted = false;
+  while (orb__rsrc_delete(file.get(), code_of(options), options.name.c_str()) != 0) is_deleted = true;
+  return is_deleted;
+}
+
 int remove_item(const RsrcOptions& options) {
   if (!is_there(options.file)) fail_file("Cannot open file ", options.file, errno);
-  return change_copy(options,
-                     {"removed", require_item, [&](const ResourceFile& file) {
-                        if (orb__rsrc_delete(file.get(), code_of(options), options.name.c_str()) == 0) {
-                          fail_as_reported("cannot remove the item");
-                        }
-                      }});
+  return change_copy(options, {"removed", require_item, [&](const ResourceFile& file) {
+                                 if (!delete_items(options, file)) fail_as_reported("cannot remove the item");
+                               }});
 }
 
 void require_place(const RsrcOptions& options, const ResourceFile& file) {
@@ -340,14 +341,13 @@ void require_place(const RsrcOptions& options, const ResourceFile& file) {
 int add_item(const RsrcOptions& options) {
   static_cast<void>(code_of(options));  // before the data is waited for
   const std::string data = read_data(options.data);
-  return change_copy(
-      options, {"added", require_place, [&](const ResourceFile& file) {
-                  const char* name = options.name.c_str();
-                  while (orb__rsrc_delete(file.get(), code_of(options), name) != 0) continue;
-                  if (orb__rsrc_add(file.get(), code_of(options), name, data.data(), data.size()) == 0) {
-                    fail_as_reported("cannot add the item");
-                  }
-                }});
+  return change_copy(options, {"added", require_place, [&](const ResourceFile& file) {
+                                 static_cast<void>(delete_items(options, file));
+                                 if (orb__rsrc_add(file.get(), code_of(options), options.name.c_str(),
+                                                   data.data(), data.size()) == 0) {
+                                   fail_as_reported("cannot add the item");
+                                 }
+                               }});
 }
 
 // ---- The command line ----
@@ -357,20 +357,24 @@ struct Action {
   const char* help;
   const char* output_help;
   int arguments;  // beside FILE: 2 for TYPE and NAME, 3 with DATA
+  bool has_json;
   int (*run)(const RsrcOptions&);
 };
 
 constexpr Action kActions[] = {
-    {"ls", "list the items of a resource file", "write the list to a file", 0, list_items},
-    {"cat", "put an item's data on standard output", "write the data to a file", 2, show_data},
+    {"ls", "list the items of a resource file", "write the list to a file", 0, true, list_items},
+    {"cat", "put an item's data on standard output", "write the data to a file", 2, false, show_data},
     {"add", "add an item; with -f also in place of one that is there",
-     "write the changed file there, and keep FILE as it is", 3, add_item},
-    {"rm", "remove an item", "write the changed file there, and keep FILE as it is", 2, remove_item},
+     "write the changed file there, and keep FILE as it is", 3, true, add_item},
+    {"rm", "remove an item", "write the changed file there, and keep FILE as it is", 2, true, remove_item},
     {"dump", "print all that the directory says; with -v also what the library keeps of it",
-     "write the dump to a file", 0, dump_file}};
+     "write the dump to a file", 0, false, dump_file}};
 
 void add_arguments(CLI::App& parser, const Action& action, RsrcOptions& options) {
   add_common_options(parser, options.common, action.output_help);
+  if (!action.has_json)
+    parser.get_option("--json")->description(
+        "refused: this prints the item or a text; orb rsrc ls has --json");
   parser.add_option("FILE", options.file, "the resource file")->required();
   if (action.arguments < 2) return;
   parser

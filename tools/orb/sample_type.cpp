@@ -1,14 +1,14 @@
 #include "sample_type.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <memory>
 #include <vector>
 
 #include "exit_codes.h"
-#include "reports.h"
+#include "numbers.h"
+#include "rows.h"
 #include "samples.h"
 
 namespace orb::tool {
@@ -95,10 +95,6 @@ Converter converter(const SampleType& from, const SampleType& to, Conversion& co
   return from.width <= 16 ? prepare_from<uint16_t>(to, conversion) : prepare_from<uint32_t>(to, conversion);
 }
 
-struct RowsFreed {
-  void operator()(void** rows) const { ORB_chan_free(rows); }
-};
-
 // What the layer needs beside its block.
 struct Change {
   ORB_CHANNELS color;  // as they were before
@@ -110,7 +106,7 @@ struct Change {
   };
   Group groups[2];
   int32_t others;  // channels behind them
-  std::unique_ptr<void*, RowsFreed> own;
+  std::optional<RowBuffers> own;
   std::vector<void*> handed;
 };
 
@@ -125,7 +121,7 @@ int32_t scan_changed(void* data, int32_t line, void* rows_out) {
   if (result != 0) return result;
   Change& change = *state->change;
   void** const rows = *static_cast<void***>(rows_out);
-  void** own = change.own.get();
+  void** own = change.own->get();
   size_t channel = 0;
   for (const Change::Group& group : change.groups) {
     for (int32_t i = 0; i < group.channels; ++i, ++channel) {
@@ -175,8 +171,7 @@ std::unique_ptr<Change> plan_change(const ORB_IFD& ifd, const SampleType& wanted
        {std::pair(&own.color, &change->groups[0]), {&own.matte, &change->groups[1]}}) {
     *group = {nullptr, plan->convert ? plan->channels : 0, wanted.type, wanted.width};
   }
-  change->own.reset(ORB_chan_alloc(&own, static_cast<int32_t>(width), "orb", nullptr));
-  if (!change->own) fail_as_reported("out of memory");
+  change->own.emplace(own);
   return change;
 }
 
@@ -199,10 +194,8 @@ std::optional<SampleType> sample_type_named(const std::string& name) {
   if (name == "double") return SampleType{ORB_C_DOUBLE, 64};
   constexpr std::string_view kPrefix = "uint";
   if (!name.starts_with(kPrefix)) return std::nullopt;
-  int32_t width = 0;
-  const char* const end = name.data() + name.size();
-  const auto [stop, error] = std::from_chars(name.data() + kPrefix.size(), end, width);
-  if (error != std::errc() || stop != end || width < 1 || width > 32) return std::nullopt;
+  const int32_t width = as_number<int32_t>(std::string_view(name).substr(kPrefix.size())).value_or(0);
+  if (width < 1 || width > 32) return std::nullopt;
   return SampleType{ORB_C_INTEGER, width};
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 namespace orb::tool {
@@ -59,9 +60,13 @@ std::string name_of(const Channel& channel) {
   return std::string(kGroupNames[channel.group]) + " " + std::to_string(channel.number);
 }
 
-std::string form_of(const Channel& channel) {
-  if (channel.type == ORB_C_INTEGER) return "integer " + std::to_string(channel.width) + " bits";
-  return channel.type == ORB_C_FLOAT ? "float" : "double";
+std::string type_text(uint32_t type) {
+  constexpr const char* kTypes[] = {"", "integer", "float", "double"};
+  return type > 0 && type < std::size(kTypes) ? kTypes[type] : std::to_string(type);
+}
+
+std::string form_text(uint32_t type, int32_t width) {
+  return type_text(type) + (type == ORB_C_INTEGER ? " " + std::to_string(width) + " bits" : "");
 }
 
 size_t sample_bytes(const Channel& channel) {

@@ -23,8 +23,13 @@ struct Channel {
 
 // "colour 0"
 [[nodiscard]] std::string name_of(const Channel& channel);
-// "integer 8 bits"
-[[nodiscard]] std::string form_of(const Channel& channel);
+// "integer"
+[[nodiscard]] std::string type_text(uint32_t type);
+// "integer 8 bits", "float"
+[[nodiscard]] std::string form_text(uint32_t type, int32_t width);
+[[nodiscard]] inline std::string form_of(const Channel& channel) {
+  return form_text(channel.type, channel.width);
+}
 
 // Bytes of one sample in a row.
 [[nodiscard]] size_t sample_bytes(const Channel& channel);

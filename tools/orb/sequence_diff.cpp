@@ -8,6 +8,7 @@
 #include "file_diff.h"
 #include "printable.h"
 #include "reports.h"
+#include "results.h"
 
 namespace orb::tool {
 namespace {
@@ -122,9 +123,9 @@ void SequenceDiff::compare(frames::Frame frame) {
 int SequenceDiff::run() {
   for (const frames::Frame frame : wanted()) compare(frame);
   if (options_.common.json) {
-    deliver(options_, to_text({{"frames", frames_}, {"summary", summary_.json()}}));
+    show(to_text({{"frames", frames_}, {"summary", summary_.json()}}));
   } else if (!options_.common.is_quiet || status_ >= kFailure) {
-    deliver(options_, text_ + summary_.text() + "\n");
+    show(text_ + summary_.text() + "\n");
   }
   return status_;
 }

@@ -1,6 +1,8 @@
 // Names of sequences and ranges of frames on the command line.
 #include "sequence_names.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cerrno>
 
@@ -43,10 +45,15 @@ std::optional<frames::Sequence> sequence_if_any(const frames::FramePattern& patt
 
 frames::Sequence sequence_of(const frames::FramePattern& pattern) {
   if (std::optional<frames::Sequence> sequence = sequence_if_any(pattern)) return std::move(*sequence);
+  const std::string text = pattern.text();
+  if (access(text.c_str(), F_OK) == 0) {
+    throw Failure(kNoInput, "no frame of " + text +
+                                ", which is a file of that name; --literal takes a name as it stands");
+  }
   const std::string nearest = frames::nearest_sequence(pattern);
   const std::string folder = pattern.folder().empty() ? "the working folder" : pattern.folder();
   throw Failure(kNoInput,
-                "no frame of " + pattern.text() + "; " +
+                "no frame of " + text + "; " +
                     (nearest.empty() ? folder + " holds no sequence" : "nearest sequence: " + nearest));
 }
 

@@ -1,13 +1,18 @@
 #include "steps.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
-#include <charconv>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <map>
 
 #include "exit_codes.h"
+#include "frames/pattern.h"
+#include "numbers.h"
 #include "orbbase/imp.h"
 #include "orbbase/operators.h"
 #include "orbbase/support/fmt.h"
@@ -17,19 +22,14 @@
 namespace orb::tool {
 namespace {
 
-// A whole text as a number, without the locale.
 std::optional<double> number(std::string_view text) {
-  double value = 0;
-  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const bool is_number = error == std::errc() && stop == text.data() + text.size() && std::isfinite(value);
-  return is_number ? std::optional(value) : std::nullopt;
+  const std::optional<double> value = as_number<double>(text);
+  return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
 std::optional<int32_t> whole_number(const std::string& text, int32_t least, int32_t most) {
-  int32_t value = 0;
-  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const bool is_number = error == std::errc() && stop == text.data() + text.size();
-  return is_number && value >= least && value <= most ? std::optional(value) : std::nullopt;
+  const std::optional<int32_t> value = as_number<int32_t>(text);
+  return value && *value >= least && *value <= most ? value : std::nullopt;
 }
 
 // As a curve holds it: a number that is too small or too large for that is none.
@@ -155,14 +155,22 @@ constexpr StepKind kStepKinds[] = {
      [] { return as_choices(sample_type_names()); }, put_type},
 };
 
+// A driver that does not find the field where it has to be may look for it in folders that nobody named.
+void require_other_field(const ORB_FORMAT& format, const std::string& file) {
+  const std::optional<std::string> other = other_field(file, format.extension ? format.extension : "");
+  if (!other) throw Failure(kIoError, file + kFieldNames);
+  if (access(other->c_str(), R_OK) == 0) return;
+  throw Failure(kIoError, file + ": cannot open its other field, " + *other + "; " + std::strerror(errno));
+}
+
 void merge_fields(Image& reader, const std::string& file) {
+  require_other_field(*reader->format, file);
   reader->info.open_option = 0;  // the partner's name has no extension, and its driver adds one
   if (reader->info.field_value == 0) reader->info.field_value = 1;  // so says the command line
   forget_errors();
   orb__err = ORB_OK;
   ORB_IMAGE* const merged = ORB__merge_fields(reader.get());
-  if (merged == reader.get())
-    fail_as_reported(file + ": has no other field; its name ends in no frame number");
+  if (merged == reader.get()) fail_as_reported(file + ": cannot be merged with its other field");
   *reader.slot() = merged;
   merged->info.field_value = 0;
   for (int32_t i = 0; i < merged->info.image_count; ++i) {
@@ -214,6 +222,16 @@ void add_step_options(CLI::App& verb, StepOptions& options) {
       }
     }
   });
+}
+
+std::optional<std::string> other_field(const std::string& file, std::optional<std::string_view> extension) {
+  const size_t base = file.rfind('/') + 1;
+  const std::optional<frames::NameParts> parts = frames::split_name(std::string_view(file).substr(base));
+  if (!parts || !parts->prefix.ends_with('.') || parts->frame < 0 || parts->frame == INT32_MAX) return {};
+  const std::string prefix = file.substr(0, base + parts->prefix.size());
+  const auto fields = frames::FramePattern::of(prefix, 4, std::string(parts->suffix));
+  if (fields.name(parts->frame) != file || parts->suffix != extension.value_or(parts->suffix)) return {};
+  return fields.name(parts->frame % 2 == 0 ? parts->frame - 1 : parts->frame + 1);
 }
 
 void put_steps_on(Image& reader, const StepOptions& options, const std::string& file) {

@@ -2,7 +2,9 @@
 // library and changes of the sample type, each a layer on the reader's handle.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "command_line.h"
@@ -27,6 +29,15 @@ struct StepOptions {
 // Adds --merge-fields, --image, --gamma, --quantize, --minmax, --swatch and -d to a verb. What cannot be meant is
 // refused as the command line is read.
 void add_step_options(CLI::App& verb, StepOptions& options);
+
+// The file with the other field of a frame: numbers 1 and 2, 3 and 4, and so on. Nothing when the name is none by which
+// the library finds fields, in a format of that extension if one is given.
+[[nodiscard]] std::optional<std::string> other_field(const std::string& file,
+                                                     std::optional<std::string_view> extension = {});
+inline constexpr const char* kFieldNames =
+    ": the fields of a frame are found by names such as field.0001.png: a point, at least four digits and "
+    "the "
+    "extension of the format";
 
 // Puts the steps on a reader, which may be another handle afterwards. Throws Failure, with what the library's error
 // means where it has one; file is for messages.

@@ -21,6 +21,10 @@ namespace {
 constexpr int kMostLinks = 40;   // as many as the system follows
 constexpr int kMostNames = 100;  // temporaries of crashed runs that may lie in the way
 
+[[noreturn]] void fail_existing(const std::string& name) {
+  throw Failure(kIoError, name + " exists and is kept; -f replaces it");
+}
+
 [[noreturn]] void fail_open(const std::string& name, int error_number) {
   throw Failure(is_worth_retry(error_number) ? kRetry : kIoError,
                 "Cannot open file " + name + "; " + std::strerror(error_number));
@@ -42,6 +46,16 @@ std::string behind_links(const std::string& file) {
   fail_open(file, ELOOP);
 }
 
+// Under the target's name. Without force a file that came meanwhile is kept, too.
+int put_in_place(const char* from, const char* to, bool force) {
+  if (force) return std::rename(from, to);
+  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return -1;
+  // A file system that cannot refuse so; without links either, only the look beforehand protects the file.
+  if (link(from, to) == 0) return unlink(from);
+  return errno == EEXIST ? -1 : std::rename(from, to);
+}
+
 // In the target's folder, hidden, with the target's extension kept, and short enough for a file system.
 std::string temporary_name(const std::string& final_name, pid_t process, int attempt) {
   constexpr size_t kLongestStem = 120;
@@ -60,23 +74,23 @@ std::string temporary_name(const std::string& final_name, pid_t process, int att
 }  // namespace
 
 Target::Target(const std::string& file, bool force)
-    : shown_name_(file), final_name_(output_name(file)), write_name_(final_name_) {
+    : shown_name_(file), final_name_(output_name(file)), write_name_(final_name_), force_(force) {
   if (is_standard_output()) {
     is_direct_ = true;
     return;
   }
   struct stat status = {};
-  if (stat(final_name_.c_str(), &status) != 0) {
-    if (errno != ENOENT) fail_open(file, errno);
-    final_name_ = behind_links(final_name_);
-    return;
-  }
-  if (S_ISREG(status.st_mode)) final_name_ = behind_links(final_name_);
-  if (S_ISDIR(status.st_mode)) fail_open(file, EISDIR);
-  is_direct_ = !S_ISREG(status.st_mode);
-  replaces_ = !is_direct_;
-  if (replaces_ && !force) throw Failure(kIoError, file + " exists and is kept; -f replaces it");
-  if (access(final_name_.c_str(), W_OK) != 0) fail_open(file, errno);
+  const bool is_there = stat(final_name_.c_str(), &status) == 0;
+  if (!is_there && errno != ENOENT) fail_open(file, errno);
+  if (is_there && S_ISDIR(status.st_mode)) fail_open(file, EISDIR);
+  is_direct_ = is_there && !S_ISREG(status.st_mode);
+  replaces_ = is_there && !is_direct_;
+  if (replaces_ && !force) fail_existing(file);
+  if (is_there && access(final_name_.c_str(), W_OK) != 0) fail_open(file, errno);
+  if (is_direct_) return;
+  write_name_ = final_name_ = behind_links(final_name_);
+  const std::string folder = folder_of(final_name_);
+  if (access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) != 0) fail_open(file, errno);
 }
 
 Target::~Target() { remove_temporary(); }
@@ -91,7 +105,7 @@ void Target::create() {
   for (int attempt = 0; descriptor < 0 && attempt < kMostNames; ++attempt) {
     write_name_ = temporary_name(final_name_, getpid(), attempt);
     const InterruptsHeld held;
-    descriptor = open(write_name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    descriptor = ::open(write_name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (descriptor < 0 && errno != EEXIST) fail_open(shown_name_, errno);
     if (descriptor >= 0) {
       remove_on_interrupt(write_name_);
@@ -111,11 +125,21 @@ void Target::create() {
   ::close(descriptor);
 }
 
+OpenedFile Target::open() const {
+  if (is_standard_output()) return OpenedFile(stdout);
+  const bool must_be_new = !is_direct_ && !is_temporary_there_ && !force_;
+  OpenedFile file(std::fopen(write_name_.c_str(), is_direct_ ? "abe" : must_be_new ? "wbxe" : "wbe"));
+  if (file) return file;
+  if (errno == EEXIST) fail_existing(shown_name_);
+  fail_open(shown_name_, errno);
+}
+
 void Target::commit() {
   if (is_direct_) return;
   const InterruptsHeld held;
-  if (std::rename(write_name_.c_str(), final_name_.c_str()) != 0) {
+  if (put_in_place(write_name_.c_str(), final_name_.c_str(), force_) != 0) {
     const int error_number = errno;
+    if (error_number == EEXIST) fail_existing(shown_name_);
     throw Failure(is_worth_retry(error_number) ? kRetry : kIoError,
                   "Cannot write to " + shown_name_ + "; " + std::strerror(error_number));
   }

@@ -4,14 +4,23 @@
 
 #include <sys/types.h>
 
+#include <cstdio>
+#include <memory>
 #include <string>
 
 namespace orb::tool {
 
+struct FileClosed {
+  void operator()(std::FILE* file) const {
+    if (file != stdout) std::fclose(file);
+  }
+};
+using OpenedFile = std::unique_ptr<std::FILE, FileClosed>;
+
 class Target {
  public:
   // Looks at the target without touching it. Throws Failure: it exists and force is not given, it is a
-  // folder, it must not be written.
+  // folder, it or its folder must not be written.
   Target(const std::string& file, bool force);
   ~Target();  // removes what was not committed
   Target(const Target&) = delete;
@@ -20,7 +29,10 @@ class Target {
   // Makes the temporary, empty and nobody else's, with the permissions that the target has or a new file
   // would get. Throws Failure. Does nothing for a direct target.
   void create();
-  // The whole file takes the target's place. Throws Failure.
+  // Opens write_name for a text; without create before it, the target is written in place. What can be added to only,
+  // such as standard output, keeps what it holds. Throws Failure.
+  [[nodiscard]] OpenedFile open() const;
+  // The whole file takes the target's place. Throws Failure, also when there is a file by now and force is not given.
   void commit();
 
   // The name to write to: the temporary's after create, or the direct target's own.
@@ -37,6 +49,7 @@ class Target {
   std::string shown_name_;
   std::string final_name_;  // behind all symbolic links
   std::string write_name_;
+  bool force_;
   bool is_direct_ = false;
   bool replaces_ = false;
   bool is_temporary_there_ = false;

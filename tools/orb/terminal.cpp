@@ -6,16 +6,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
-#include <charconv>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <iterator>
 #include <optional>
 #include <string_view>
 
-#include "exit_codes.h"
+#include "numbers.h"
 
 namespace orb::tool {
 namespace {
@@ -31,12 +27,10 @@ struct Size {
 };
 
 std::optional<Size> size_from_words(const std::string& text) {
-  Size size = {};
-  const char* const end = text.data() + text.size();
-  const auto columns = std::from_chars(text.data(), end, size.columns);
-  if (columns.ec != std::errc() || columns.ptr == end || *columns.ptr != 'x') return std::nullopt;
-  const auto rows = std::from_chars(columns.ptr + 1, end, size.rows);
-  if (rows.ec != std::errc() || rows.ptr != end) return std::nullopt;
+  const size_t cross = text.find('x');
+  if (cross == std::string::npos) return std::nullopt;
+  const Size size = {as_number<int32_t>(std::string_view(text).substr(0, cross)).value_or(0),
+                     as_number<int32_t>(std::string_view(text).substr(cross + 1)).value_or(0)};
   const bool is_sensible =
       std::min(size.columns, size.rows) >= 1 && std::max(size.columns, size.rows) <= kMostCells;
   return is_sensible ? std::optional(size) : std::nullopt;
@@ -150,12 +144,6 @@ std::vector<std::string> lines_of(const Picture& picture, Cells cells) {
     lines.push_back(cells == Cells::ascii ? ascii_line(picture, row) : color_line(picture, row, cells));
   }
   return lines;
-}
-
-void show(const std::string& text) {
-  if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0) return;
-  if (errno == EPIPE) throw Failure(kIoError);  // who closes the pipe has seen enough
-  throw Failure(kIoError, std::string("Cannot write to standard output; ") + std::strerror(errno));
 }
 
 }  // namespace orb::tool

@@ -33,7 +33,4 @@ void add_size_option(CLI::App& verb, std::string& size);
 // The picture, line by line, without line ends.
 [[nodiscard]] std::vector<std::string> lines_of(const Picture& picture, Cells cells);
 
-// Puts text on standard output at once. Throws Failure(kIoError).
-void show(const std::string& text);
-
 }  // namespace orb::tool

@@ -30,13 +30,13 @@ std::string view_of(const std::string& file, const ViewOptions& options, const S
   std::string text;
   for (const std::string& line : lines_of(picture, screen.cells)) text += line + "\n";
   if (options.common.is_quiet) return text;
-  return text + printable(file) + ": " + std::to_string(width_of(window)) + " x " +
-         std::to_string(height_of(window)) + "\n";
+  return text + printable(file) + ": " + size_text(window) + "\n";
 }
 
 int run(const ViewOptions& options) {
   if (options.common.json) throw Failure(kUsage, "--json: view shows pictures; orb info has --json");
   const Screen screen = screen_for(options.common, options.size);
+  Results told(options.common);
   FileResults found;
   const auto look = [&](const std::string& file, FileResults& results) {
     const std::string text = view_of(file, options, screen);
@@ -48,9 +48,8 @@ int run(const ViewOptions& options) {
   };
   const int status =
       for_each_file(options.files, options.sequence, {look, [](auto&, auto&, auto&) {}, {}}, found);
-  Results results(options.common);
-  results.text = found.text;
-  if (!options.common.output.empty()) results.deliver();
+  told.text = found.text;
+  if (!options.common.output.empty()) told.deliver();
   return status;
 }
 

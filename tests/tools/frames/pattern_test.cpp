@@ -139,12 +139,5 @@ TEST(Pattern, the_frame_of_a_name_is_the_last_number_before_the_extension) {
   }
 }
 
-TEST(Pattern, a_name_syntax_of_the_library_makes_one) {
-  EXPECT_EQ(FramePattern::from_name_syntax("name.####.ext", "d/shot", "rla").text(), "d/shot.####.rla");
-  EXPECT_EQ(FramePattern::from_name_syntax("###_NAME.EXT", "d/shot", "rla").name(5), "d/005_shot.rla");
-  EXPECT_THROW((void)FramePattern::from_name_syntax("name.ext", "shot", "rla"), BadFrames);
-  EXPECT_THROW((void)FramePattern::from_name_syntax("name.##.##", "shot", "rla"), BadFrames);
-}
-
 }  // namespace
 }  // namespace orb::frames

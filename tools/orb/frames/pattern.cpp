@@ -5,9 +5,6 @@
 #include <charconv>
 #include <vector>
 
-#include "orbbase/naming.h"
-#include "orbbase/support/err.h"
-
 namespace orb::frames {
 namespace {
 
@@ -174,15 +171,6 @@ std::string field_text(Style style, size_t width, std::string_view suffix) {
   return is_bare ? "$F" : "$F" + number;
 }
 
-// Releases the tokens of a parsed syntax.
-struct Tokens {
-  ORB_NAME_TOKEN* first = nullptr;
-  Tokens() = default;
-  ~Tokens() { ERR_free(first); }
-  Tokens(const Tokens&) = delete;
-  Tokens& operator=(const Tokens&) = delete;
-};
-
 }  // namespace
 
 FramePattern FramePattern::parse(std::string_view text, const PatternOptions& options) {
@@ -216,36 +204,6 @@ FramePattern FramePattern::of(std::string prefix, size_t width, std::string suff
   pattern.suffix_ = std::move(suffix);
   pattern.set_width(width);
   return pattern;
-}
-
-FramePattern FramePattern::from_name_syntax(const std::string& syntax, const std::string& name,
-                                            const std::string& extension) {
-  Tokens tokens;
-  if (ORB_parse_name_syntax(syntax.c_str(), &tokens.first, 0) == 0) {
-    throw BadFrames("\"" + syntax + "\" is no name syntax");
-  }
-  const size_t base = base_start(name);
-  std::string parts[2] = {name.substr(0, base), ""};  // before and behind the frame
-  size_t width = 0;
-  for (const ORB_NAME_TOKEN* token = tokens.first; token->kind != ORB_TOKEN_END; ++token) {
-    std::string& part = parts[width > 0 ? 1 : 0];
-    const auto length = static_cast<size_t>(token->length);
-    switch (token->kind) {
-      case ORB_TOKEN_NAME:
-        part += name.substr(base);
-        break;
-      case ORB_TOKEN_EXTENSION:
-        part += extension;
-        break;
-      case ORB_TOKEN_FRAME:
-        width = length;
-        break;
-      default:
-        part.append(token->text, length);
-    }
-  }
-  if (width == 0) throw BadFrames("\"" + syntax + "\" is a name syntax without a frame");
-  return of(std::move(parts[0]), width, std::move(parts[1]));
 }
 
 std::string FramePattern::folder() const { return prefix_.substr(0, base_start(prefix_)); }

@@ -54,11 +54,6 @@ class FramePattern {
   // "####" of that width between prefix and suffix. The prefix may begin with folders.
   [[nodiscard]] static FramePattern of(std::string prefix, size_t width, std::string suffix);
 
-  // What a name syntax of the library ("name.####.ext") makes of a name and an extension without its dot; the
-  // name may begin with folders. Throws BadFrames for a text that is no name syntax or has no frame.
-  [[nodiscard]] static FramePattern from_name_syntax(const std::string& syntax, const std::string& name,
-                                                     const std::string& extension);
-
   // Without a field the pattern is one file's name, which is all in prefix().
   [[nodiscard]] bool has_field() const { return has_field_; }
   [[nodiscard]] Style style() const { return style_; }

@@ -94,7 +94,6 @@ class FrameRange {
   [[nodiscard]] bool contains(Frame frame) const;
   [[nodiscard]] Iterator begin() const;
   [[nodiscard]] Iterator end() const;
-  [[nodiscard]] const std::vector<Item>& items() const { return items_; }
 
   // The frames in the order written, each only where it stands first.
   [[nodiscard]] std::vector<Frame> frames() const;

@@ -5,29 +5,15 @@
 #include <cstring>
 
 #include "../at_work.h"
+#include "../image.h"
+#include "../rows.h"
+#include "../samples.h"
 
 namespace orb::tool::plugin_check {
 namespace {
 
 constexpr ORB_WINDOW kWindow = {0, 12, 0, 6};
 constexpr const char* kTypes[] = {"", "integers", "floats", "doubles"};
-
-int64_t width_of(const ORB_WINDOW& window) { return int64_t{window.right} - window.left + 1; }
-int64_t height_of(const ORB_WINDOW& window) { return int64_t{window.top} - window.bottom + 1; }
-bool is_bottom_up(const ORB_IFD& ifd) { return (ifd.orientation & ORB_BOTTOM_UP) != 0; }
-
-std::vector<const ORB_CHANNELS*> groups_of(const ORB_IFD& ifd) {
-  std::vector<const ORB_CHANNELS*> groups = {&ifd.color, &ifd.matte, &ifd.aux};
-  if (ifd.color.count == 0) groups.push_back(&ifd.index);
-  return groups;
-}
-
-size_t sample_bytes(const ORB_IFD& ifd, const ORB_CHANNELS& group) {
-  if (&group == &ifd.index) return 2;
-  if (group.type == ORB_C_FLOAT) return 4;
-  if (group.type == ORB_C_DOUBLE) return 8;
-  return group.width <= 8 ? 1 : group.width <= 16 ? 2 : 4;
-}
 
 // Mixed well, so that no two rows or channels are alike, and reproducible.
 uint32_t noise(uint32_t column, uint32_t row, uint32_t channel) {
@@ -41,11 +27,12 @@ void put(std::string& row, Sample sample) {
   row.append(reinterpret_cast<const char*>(&sample), sizeof sample);
 }
 
-void put_sample(std::string& row, const ORB_CHANNELS& group, size_t bytes, uint32_t value) {
-  const uint32_t cut = group.width >= 32 ? value : value & ((uint32_t{1} << group.width) - 1);
+void put_sample(std::string& row, const Channel& channel, uint32_t value) {
+  const uint32_t cut = channel.width >= 32 ? value : value & ((uint32_t{1} << channel.width) - 1);
   // Multiples of a power of two, which half floats hold, too.
-  if (group.type == ORB_C_FLOAT) return put(row, static_cast<float>(value % 2048) / 1024.0F);
-  if (group.type == ORB_C_DOUBLE) return put(row, static_cast<double>(value % 2048) / 1024.0);
+  if (channel.type == ORB_C_FLOAT) return put(row, static_cast<float>(value % 2048) / 1024.0F);
+  if (channel.type == ORB_C_DOUBLE) return put(row, static_cast<double>(value % 2048) / 1024.0);
+  const size_t bytes = sample_bytes(channel);
   if (bytes == 1) return put(row, static_cast<uint8_t>(cut));
   if (bytes == 2) return put(row, static_cast<uint16_t>(cut));
   put(row, cut);
@@ -133,15 +120,13 @@ Picture make_picture(const Shape& shape) {
   if (shape.index > 0) ifd.color.width = ifd.matte.width = ifd.aux.width = 8;
   for (int64_t row = 0; row < height_of(kWindow); ++row) {
     std::vector<std::string>& channels = picture.rows.emplace_back();
-    for (const ORB_CHANNELS* group : groups_of(ifd)) {
-      for (int32_t i = 0; i < group->count; ++i) {
-        std::string bytes;
-        for (uint32_t column = 0; column < width_of(kWindow); ++column) {
-          put_sample(bytes, *group, sample_bytes(ifd, *group),
-                     noise(column, static_cast<uint32_t>(row), static_cast<uint32_t>(channels.size())));
-        }
-        channels.push_back(bytes);
+    for (const Channel& channel : channels_of(ifd)) {
+      std::string bytes;
+      for (uint32_t column = 0; column < width_of(kWindow); ++column) {
+        put_sample(bytes, channel,
+                   noise(column, static_cast<uint32_t>(row), static_cast<uint32_t>(channels.size())));
       }
+      channels.push_back(bytes);
     }
   }
   return picture;
@@ -194,14 +179,11 @@ int32_t take_row(ORB_IMAGE* image, int32_t line, std::vector<std::string>& chann
   note_call(Doing::reading);
   const int32_t code = ORB_scan_read(image, line, &rows);
   if (code != 0) return code;
-  size_t channel = 0;
-  for (const ORB_CHANNELS* group : groups_of(ifd)) {
-    const size_t bytes = sample_bytes(ifd, *group) * static_cast<size_t>(width_of(ifd.window));
-    for (int32_t i = 0; i < group->count; ++i, ++channel) {
-      if (rows == nullptr || rows[channel] == nullptr) return ORB_E_READ;
-      channels_out.emplace_back(static_cast<const char*>(rows[channel]), bytes);
-      std::memset(rows[channel], kOfTheCaller, bytes);
-    }
+  for (const Channel& channel : channels_of(ifd)) {
+    const size_t bytes = sample_bytes(channel) * static_cast<size_t>(width_of(ifd.window));
+    if (rows == nullptr || *rows == nullptr) return ORB_E_READ;
+    channels_out.emplace_back(static_cast<const char*>(*rows), bytes);
+    std::memset(*rows++, kOfTheCaller, bytes);
   }
   return 0;
 }
