@@ -19,7 +19,8 @@ using namespace orb::testing;
 class SettingOrigin : public ConfigurationTest {
  protected:
   SettingOrigin() {
-    for (const char* name : {"QV_ORB_MULTIFRAME_OPEN", "QV_JOB_NUM", "QV_IMG_DIR", "QV_TEX_DIR", "QV_BIN_DIR"})
+    for (const char* name :
+         {"QV_ORB_MULTIFRAME_OPEN", "QV_JOB_NUM", "QV_IMG_DIR", "QV_TEX_DIR", "QV_BIN_DIR"})
       environment.unset(name);
   }
 
