@@ -27,8 +27,8 @@ bool short_read(const File& file) {
 }
 
 bool seek_in(const File& file, uint64_t position) {
-  return seek_to(file.stream.get(), position) ||
-         fail_with(kCannotRead, ORB_E_READ, file.path, std::strerror(errno));
+  if (seek_to(file.stream.get(), position)) return true;
+  return fail_with(kCannotRead, ORB_E_READ, file.path, std::strerror(errno));
 }
 
 // Room for count records in the file's arena.
