@@ -156,6 +156,7 @@ TEST(Sequence, what_cannot_be_meant_is_refused_in_one_line_before_anything_is_wr
   write_frames("b.%04d.pipe", {1});
   write_frames("b%d.0001.pipe", {2});
   put_bytes("plain.pipe", "");
+  fs::create_symlink("a.0002.pipe", "link");
   const Names before = names();
   const std::string long_name(300, 'n');
   const struct {
@@ -181,7 +182,9 @@ TEST(Sequence, what_cannot_be_meant_is_refused_in_one_line_before_anything_is_wr
               {long_name + ".pipe -o c.png", 4, "File name too long"},
               {"a.####.pipe -o c.####.unheardof --results r", 4, "c.0001.unheardof"},
               {"a.####.pipe -o c.####.png --results plain.pipe", 4, "plain.pipe exists and is kept"},
-              {"a.####.pipe -o c.####.png --results ./a.0002.pipe -f", 2, "a frame of this run"},
+              {"a.####.pipe -o c.####.png --results ./c.0002.png", 2, "a frame of this run"},
+              {"a.####.pipe -o c.####.png --results link -f", 2, "a frame of this run"},
+              {"a.[1]####.pipe -o c.####.png --merge-fields --results link -f", 2, "a frame of this run"},
               {"a.####.pipe -o c.####.png --drop color --results r", 2, "no channels are left"}};
   for (const auto& row : rows) {
     const Outcome run = expect("convert " + row.arguments, row.status);

@@ -64,7 +64,7 @@ Outcome from_worker_text(const std::string& text) {
 class ResultLines {
  public:
   // Looks at the file, which the first line opens. Throws Failure as Target does.
-  void begin(const std::string& name, bool force) { target_.emplace(name, force); }
+  void begin(const std::string& name, bool force) { target_.emplace(name, force, Target::Way::in_place); }
   // Throws Failure.
   void add(const Json& json);
   [[nodiscard]] bool is_standard_output() const { return target_ && target_->is_standard_output(); }
@@ -309,8 +309,9 @@ int FrameConversion::status() const {
 int FrameConversion::run() {
   check_format();
   begin_results();
-  tell_finished();
-  if (!work_.empty()) {
+  if (work_.empty()) {
+    tell_finished();
+  } else {
     Progress progress(options_.one.common, static_cast<int64_t>(work_.size()));
     const JobCalls calls = {
         [this](size_t number, uint64_t most_bytes) {

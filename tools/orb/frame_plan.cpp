@@ -12,6 +12,7 @@
 #include <set>
 
 #include "exit_codes.h"
+#include "steps.h"
 
 namespace orb::tool {
 namespace {
@@ -55,7 +56,8 @@ MissingPolicy policy_of(const std::string& name) {
 }
 
 FramePlan::FramePlan(const std::vector<std::string>& inputs, const std::string& output,
-                     const PlanOptions& options) {
+                     const PlanOptions& options)
+    : merges_fields_(options.merges_fields) {
   settle_output(output, options);
   for (const std::string& input : inputs) {
     inputs_.emplace_back(input, options.sequence);
@@ -114,13 +116,18 @@ void FramePlan::add_jobs(uint32_t input, const PlanOptions& options) {
 }
 
 bool FramePlan::has_file(const std::string& file) const {
-  const auto place_of = [](const std::string& name) {
-    std::error_code ignored;
-    return std::filesystem::absolute(name, ignored).lexically_normal();
+  namespace fs = std::filesystem;
+  std::error_code ignored;  // what cannot be looked at is no such file
+  const bool is_there = fs::exists(file, ignored);
+  const auto folder = [&](const fs::path& name) { return fs::absolute(name, ignored).parent_path(); };
+  const auto is_it = [&](const fs::path& name) {
+    if (is_there) return fs::equivalent(name, file, ignored);
+    return name.filename() == fs::path(file).filename() &&
+           fs::equivalent(folder(name), folder(file), ignored);
   };
-  const std::filesystem::path place = place_of(file);
   return std::any_of(jobs_.begin(), jobs_.end(), [&](const FrameJob& job) {
-    return place_of(input(job)) == place || place_of(output(job)) == place;
+    const std::string name = input(job);
+    return is_it(name) || is_it(output(job)) || (merges_fields_ && is_it(other_field(name).value_or(name)));
   });
 }
 

@@ -48,7 +48,7 @@ class FramePlan {
   [[nodiscard]] const std::vector<FrameJob>& jobs() const { return jobs_; }
   [[nodiscard]] std::string input(const FrameJob& job) const { return inputs_[job.input].name(job.source); }
   [[nodiscard]] std::string output(const FrameJob& job) const { return output_.name(job.frame); }
-  // Whether a file is the input or the output of a job.
+  // Whether a file is an input or the output of a job, by whatever name.
   [[nodiscard]] bool has_file(const std::string& file) const;
 
  private:
@@ -61,6 +61,7 @@ class FramePlan {
   std::vector<FrameInput> inputs_;
   frames::FramePattern output_;
   std::vector<FrameJob> jobs_;
+  bool merges_fields_;
 };
 
 }  // namespace orb::tool

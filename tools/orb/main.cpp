@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -50,7 +51,9 @@ std::string mistyped_verb(const CLI::App& app) {
   const std::vector<CLI::App*> verbs = app.get_subcommands();
   if (!verbs.empty()) return mistyped_verb(*verbs.front());
   const std::vector<std::string> words = app.remaining();
-  return app.get_require_subcommand_min() == 0 || words.empty() ? "" : ", not \"" + words.front() + "\"";
+  const auto word =
+      std::ranges::find_if(words, [](const std::string& text) { return !text.starts_with('-'); });
+  return app.get_require_subcommand_min() == 0 || word == words.end() ? "" : ", not \"" + *word + "\"";
 }
 
 // The verb on the command line, or null with the exit status when there is nothing to run.

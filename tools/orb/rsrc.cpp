@@ -296,7 +296,8 @@ void rehearse(const RsrcOptions& options, const Change& change) {
 // Changes a copy of the file, which then takes the file's place, or that of -o.
 int change_copy(const RsrcOptions& options, const Change& change) {
   const bool is_in_place = options.common.output.empty();
-  Target target(is_in_place ? options.file : options.common.output, is_in_place || options.common.force);
+  Target target(is_in_place ? options.file : options.common.output,
+                (is_in_place && is_there(options.file)) || options.common.force);
   refuse_standard_streams(options, target);
   if (options.common.is_dry_run) {
     rehearse(options, change);

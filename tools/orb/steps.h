@@ -35,9 +35,9 @@ void add_step_options(CLI::App& verb, StepOptions& options);
 [[nodiscard]] std::optional<std::string> other_field(const std::string& file,
                                                      std::optional<std::string_view> extension = {});
 inline constexpr const char* kFieldNames =
-    ": the fields of a frame are found by names such as field.0001.png: a point, at least four digits and "
-    "the "
-    "extension of the format";
+    ": the fields of a frame are found by names such as field.0001.png: a point, the number in four digits "
+    "or more "
+    "if it needs them, and the extension of the format";
 
 // Puts the steps on a reader, which may be another handle afterwards. Throws Failure, with what the library's error
 // means where it has one; file is for messages.

@@ -73,7 +73,7 @@ std::string temporary_name(const std::string& final_name, pid_t process, int att
 
 }  // namespace
 
-Target::Target(const std::string& file, bool force)
+Target::Target(const std::string& file, bool force, Way way)
     : shown_name_(file), final_name_(output_name(file)), write_name_(final_name_), force_(force) {
   if (is_standard_output()) {
     is_direct_ = true;
@@ -89,6 +89,7 @@ Target::Target(const std::string& file, bool force)
   if (is_there && access(final_name_.c_str(), W_OK) != 0) fail_open(file, errno);
   if (is_direct_) return;
   write_name_ = final_name_ = behind_links(final_name_);
+  if (is_there && way == Way::in_place) return;
   const std::string folder = folder_of(final_name_);
   if (access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) != 0) fail_open(file, errno);
 }

@@ -21,7 +21,9 @@ class Target {
  public:
   // Looks at the target without touching it. Throws Failure: it exists and force is not given, it is a
   // folder, it or its folder must not be written.
-  Target(const std::string& file, bool force);
+  // In place: a file that is there is not replaced but written anew, which asks nothing of its folder.
+  enum class Way { replace, in_place };
+  Target(const std::string& file, bool force, Way way = Way::replace);
   ~Target();  // removes what was not committed
   Target(const Target&) = delete;
   Target& operator=(const Target&) = delete;
