@@ -48,11 +48,10 @@ std::FILE* open_with_extension(ORB_IMAGE& image, const char* extension, int& err
   return nullptr;
 }
 
-bool remark(Stream& stream) {
-  if (stream.remarks > kMostRemarks) return false;
-  if (++stream.remarks <= kMostRemarks) return true;
-  orb__report(ORB_MSG_READ_WARNING, stream.path, "there is more of this; it is not listed");
-  return false;
+void remark(Stream& stream, int32_t& count, int32_t message, const char* text) {
+  if (count > kMostRemarks) return;
+  const bool is_listed = ++count <= kMostRemarks;
+  orb__report(message, stream.path, is_listed ? text : "there is more of this; it is not listed");
 }
 
 }  // namespace
@@ -145,12 +144,8 @@ bool begins_right(const char* name, std::FILE* stream, size_t count, bool (*look
   return is_ours;
 }
 
-void note(Stream& stream, const char* text) {
-  if (remark(stream)) orb__report(ORB_MSG_READ_NOTE, stream.path, text);
-}
+void note(Stream& stream, const char* text) { remark(stream, stream.notes, ORB_MSG_READ_NOTE, text); }
 
-void warn(Stream& stream, const char* text) {
-  if (remark(stream)) orb__report(ORB_MSG_READ_WARNING, stream.path, text);
-}
+void warn(Stream& stream, const char* text) { remark(stream, stream.warnings, ORB_MSG_READ_WARNING, text); }
 
 }  // namespace orb::plugin

@@ -15,7 +15,8 @@ struct Stream {
   const char* path;  // the handle's file name
   bool is_standard;  // the process's own: never closed
   bool is_created;   // this handle made the file
-  int32_t remarks;   // warnings and notes reported so far
+  int32_t notes;     // reported so far
+  int32_t warnings;  // reported so far
 };
 
 // Opens the handle's file for reading: "/dev/stdin" is the process's own stream, another name is taken as it

@@ -151,12 +151,14 @@ bool set_text(char*& field, std::string_view text) {
 bool settle_metadata(Codec& codec, ORB_IMAGE& image, Compression compression) {
   ORB_INFO& info = image.info;
   for (int32_t i = 0; i < info.image_count; ++i) {
+    codec.part = info.image_count > 1 ? i + 1 : 0;
     settle_curve(codec, info, info.images[i]);
     settle_aspect(codec, info, info.images[i]);
     if (plugin::has_matte_named(info.images[i], plugin::kSeparate)) {
       warn(codec, "the matte is named separate; the format's colours are taken to be multiplied by it");
     }
   }
+  codec.part = 0;
   settle_primaries(codec, info);
   settle_frame_rate(codec, info);
   settle_numbers(info);

@@ -11,6 +11,7 @@
 
 #include "plugins/common/description.h"
 #include "plugins/common/handle.h"
+#include "plugins/common/reports.h"
 #include "settings.h"
 
 namespace orb::pnm {
@@ -99,11 +100,16 @@ bool is_followed(File& file, int64_t at) {
   return false;
 }
 
-bool read_picture(File& file, Picture* out, Comments* comments, Problem* problem) {
+bool read_picture(File& file, int32_t number, Picture* out, Comments* comments, Problem* problem) {
   *out = {};
   out->file = &file;
   if (!read_header(file.stream.file, &out->header, comments, problem)) return false;
-  if (problem->text[0] != '\0') plugin::warn(file.stream, problem->text);
+  if (problem->text[0] != '\0') {
+    char placed[320];
+    plugin::place_remark("picture", number, problem->text, placed);
+    plugin::mask_controls(placed);
+    plugin::warn(file.stream, placed);
+  }
   if (!file.is_seekable) return true;
   out->data_at = file.position = ftello(file.stream.file);
   return fits_file(file, out->header, out->data_at, problem);
@@ -119,7 +125,8 @@ bool walk_others(File& file, const Picture& first, Picture* others, int32_t* cou
   *count_out = 0;
   Picture picture = first;
   while (picture.gives_any_row() && is_followed(file, end_of(picture))) {
-    if (!move_to(file, end_of(picture)) || !read_picture(file, &picture, nullptr, problem)) return false;
+    if (!move_to(file, end_of(picture)) || !read_picture(file, *count_out + 2, &picture, nullptr, problem))
+      return false;
     if (others) others[*count_out] = picture;
     ++*count_out;
   }
@@ -130,7 +137,7 @@ bool find_pictures(File& file, const Member& member, Comments* comments, Picture
   Picture first;
   Problem problem = {};
   int32_t others = 0;
-  if (!read_picture(file, &first, comments, &problem) ||
+  if (!read_picture(file, 0, &first, comments, &problem) ||
       !walk_others(file, first, nullptr, &others, &problem)) {
     return report(file, member, problem);
   }
@@ -140,10 +147,10 @@ bool find_pictures(File& file, const Member& member, Comments* comments, Picture
   if (!out->first) return false;
   out->first.get()[0] = first;
   if (others > 0) {
-    const int32_t remarks = file.stream.remarks;
-    file.stream.remarks = INT32_MAX;  // said once already
+    const int32_t warnings = file.stream.warnings;
+    file.stream.warnings = INT32_MAX;  // said once already
     const bool is_walked = walk_others(file, first, out->first.get() + 1, &others, &problem);
-    file.stream.remarks = remarks;
+    file.stream.warnings = warnings;
     if (!is_walked) return report(file, member, problem);
   }
   out->count = others + 1;

@@ -30,6 +30,7 @@ bool is_one_table(const ORB_RESPONSE_CURVE& curve) {
 // Tables that the tag holds as they are: one for all colours, or three that differ.
 bool is_storable_curve(const ORB_IFD& ifd, int32_t bits) {
   const ORB_RESPONSE_CURVE& curve = ifd.curve;
+  if (ifd.color.count == 0) return false;  // a reader keeps none of indices
   if (!curve.tables || curve.curve_type != ORB_C_INTEGER || curve.depth != 16) return false;
   if (ifd.color.type != ORB_C_INTEGER || bits > 16 || curve.resolution != 1 << bits) return false;
   if (curve.channel_count == 1) return true;

@@ -224,8 +224,9 @@ void add_chunks(std::vector<Known>& rows) {
   std::string flood;
   for (int i = 0; i < 500; ++i) flood += chunk("abCd", "");
   std::vector<std::string> remarks(64, "in: abCd");
-  remarks.emplace_back("warning: in: there is more of this; it is not listed");
-  add(flood, remarks);
+  remarks.emplace_back("in: there is more of this; it is not listed");
+  remarks.emplace_back("warning: in: iCCP: the colour profile is not kept");  // heard all the same
+  add(flood + chunk("iCCP", "1234567"), remarks);
 }
 
 std::vector<Known> known() {
